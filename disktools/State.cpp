@@ -1,0 +1,127 @@
+#include "disktools/State.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <set>
+
+namespace disktools {
+
+namespace {
+
+constexpr mode_t kStateMode = 0700;
+constexpr int kDirectory = O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+std::string recordFile(const Record& record) { return record.name() + ".info"; }
+
+bool isTrusted(int directory) {
+  struct stat info {};
+  return fstat(directory, &info) == 0 && info.st_uid == 0 && (info.st_mode & 022U) == 0;
+}
+
+Result<Descriptor> openStateDirectory() {
+  if (mkdir(kStateDirectory, kStateMode) != 0 && errno != EEXIST)
+    return systemProblem("cannot make /run/tarnvale");
+  Descriptor directory(open(kStateDirectory, O_RDONLY | kDirectory));
+  if (!directory) return systemProblem("cannot open /run/tarnvale");
+  if (!isTrusted(directory.get()))
+    return Problem{"/run/tarnvale is writable for others than root", 0, "remove it and try again"};
+  return directory;
+}
+
+Result<Descriptor> waitForLock(int directory) {
+  Descriptor lock(openat(directory, "lock", O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (!lock) return systemProblem("cannot open the lock in /run/tarnvale");
+  while (flock(lock.get(), LOCK_EX) != 0)
+    if (errno != EINTR) return systemProblem("cannot take the lock in /run/tarnvale");
+  return lock;
+}
+
+bool writeWhole(int fd, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t count = ::write(fd, text.data(), text.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+// Records are far shorter than the buffer; one that fills it is damaged.
+std::string readAt(int directory, const std::string& name) {
+  const Descriptor file(openat(directory, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+  std::array<char, 8192> buffer{};
+  const ssize_t count = file ? ::read(file.get(), buffer.data(), buffer.size()) : 0;
+  const auto size = static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+  return size < buffer.size() ? std::string(buffer.data(), size) : std::string();
+}
+
+}  // namespace
+
+Result<State> State::open() {
+  auto directory = openStateDirectory();
+  if (!directory) return directory.problem();
+  auto lock = waitForLock(directory->get());
+  if (!lock) return lock.problem();
+  return State(std::move(*directory), std::move(*lock));
+}
+
+std::string State::home(const Record& record) {
+  return std::string(kStateDirectory) + "/" + record.name();
+}
+
+std::vector<unsigned> State::numbers() const {
+  std::set<unsigned> found;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(kStateDirectory, error)) {
+    const auto number =
+        deviceNumber("/dev/" + entry.path().filename().replace_extension().string());
+    if (number) found.insert(*number);
+  }
+  return {found.begin(), found.end()};
+}
+
+Record State::read(unsigned number) const {
+  Record unknown;
+  unknown.number = number;
+  Record record = parseRecord(readAt(directory_.get(), recordFile(unknown))).value_or(unknown);
+  record.number = number;
+  return record;
+}
+
+Failure State::write(const Record& record) const {
+  const std::string fresh = record.name() + ".new";
+  const int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC;
+  const Descriptor file(openat(directory_.get(), fresh.c_str(), flags, 0644));
+  if (file && writeWhole(file.get(), recordText(record)) &&
+      renameat(directory_.get(), fresh.c_str(), directory_.get(), recordFile(record).c_str()) == 0)
+    return std::nullopt;
+  Problem problem = systemProblem("cannot write the record of " + record.node());
+  unlinkat(directory_.get(), fresh.c_str(), 0);
+  return problem;
+}
+
+Result<Descriptor> State::makeHome(const Record& record) const {
+  if (mkdirat(directory_.get(), record.name().c_str(), 0700) != 0 && errno != EEXIST)
+    return systemProblem("cannot make a mount directory for " + record.node());
+  return openHome(record);
+}
+
+Result<Descriptor> State::openHome(const Record& record) const {
+  Descriptor home(openat(directory_.get(), record.name().c_str(), O_PATH | kDirectory));
+  if (!home) return systemProblem("cannot open the mount directory of " + record.node());
+  return home;
+}
+
+void State::forget(const Record& record) const {
+  unlinkat(directory_.get(), recordFile(record).c_str(), 0);
+  unlinkat(directory_.get(), (record.name() + ".new").c_str(), 0);
+  unlinkat(directory_.get(), record.name().c_str(), AT_REMOVEDIR);
+}
+
+}  // namespace disktools

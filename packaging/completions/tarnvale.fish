@@ -1,0 +1,51 @@
+# Completion of tarnvale for fish.
+
+set -l verbs add set remove move list show kinds create eject remount rebuild sync backup clean menu-bar
+set -l actions create eject remount rebuild sync backup clean
+
+complete -c tarnvale -f
+complete -c tarnvale -s q -l quiet -d 'Say nothing but what went wrong'
+complete -c tarnvale -s v -l verbose -d 'Show the log too'
+complete -c tarnvale -s h -l help -d 'Show help'
+
+set -l first "not __fish_seen_subcommand_from $verbs"
+complete -c tarnvale -n $first -l version -d 'Show the version'
+complete -c tarnvale -n $first -a add -d 'Configure a new disk'
+complete -c tarnvale -n $first -a set -d 'Change the settings of a disk'
+complete -c tarnvale -n $first -a remove -d 'Forget disks'
+complete -c tarnvale -n $first -a move -d 'Change the place of a disk in the list'
+complete -c tarnvale -n $first -a list -d 'Show all disks'
+complete -c tarnvale -n $first -a show -d 'Show all that is known of disks'
+complete -c tarnvale -n $first -a kinds -d 'Show the kinds of disks'
+complete -c tarnvale -n $first -a create -d 'Create disks, fill and mount them'
+complete -c tarnvale -n $first -a eject -d 'Save what is to be kept and give the memory back'
+complete -c tarnvale -n $first -a remount -d 'Mount disks that were only unmounted'
+complete -c tarnvale -n $first -a rebuild -d 'Eject disks and create them anew'
+complete -c tarnvale -n $first -a sync -d 'Save for the directory that the disk replaces'
+complete -c tarnvale -n $first -a backup -d 'Save to the backup folder'
+complete -c tarnvale -n $first -a clean -d 'Delete the contents of mounted disks'
+complete -c tarnvale -n $first -a menu-bar -d 'Show the disks in the menu bar'
+
+complete -c tarnvale -n "__fish_seen_subcommand_from set remove move show $actions" -a '(tarnvale list --names 2>/dev/null)'
+complete -c tarnvale -n '__fish_seen_subcommand_from add' -a '(__fish_complete_directories)'
+complete -c tarnvale -n '__fish_seen_subcommand_from menu-bar' -a 'on off'
+complete -c tarnvale -n "__fish_seen_subcommand_from show $actions" -l all -d 'Every disk'
+complete -c tarnvale -n '__fish_seen_subcommand_from list show kinds' -l json -d 'Write JSON'
+complete -c tarnvale -n '__fish_seen_subcommand_from list' -l names -d 'Write the names only'
+complete -c tarnvale -n '__fish_seen_subcommand_from remove clean' -l yes -d 'Do not ask'
+complete -c tarnvale -n '__fish_seen_subcommand_from add set menu-bar' -l at-login -d 'At login too'
+complete -c tarnvale -n '__fish_seen_subcommand_from add set menu-bar' -l no-at-login -d 'Not at login'
+
+set -l settings '__fish_seen_subcommand_from add set'
+complete -c tarnvale -n $settings -l kind -x -a 'plain safari xcode ios-simulator core-simulator appcode firefox chrome opera' -d 'What the disk is for'
+complete -c tarnvale -n $settings -l simulator -x -d 'Simulator device'
+complete -c tarnvale -n $settings -l name -x -d 'Name of the volume'
+complete -c tarnvale -n $settings -l directory -x -a '(__fish_complete_directories)' -d 'Directory above it'
+complete -c tarnvale -n $settings -l size -x -d 'Such as 512M, 1.5G or 2GiB'
+complete -c tarnvale -n $settings -l backup -x -a 'none support directory base' -d 'Where the contents are kept'
+complete -c tarnvale -n $settings -l backup-dir -x -a '(__fish_complete_directories)' -d 'Keep them below this directory'
+complete -c tarnvale -n $settings -l post-command -x -d 'Command to run on the new disk'
+complete -c tarnvale -n $settings -l index -x -a 'unchanged on off' -d 'Search index'
+complete -c tarnvale -n $settings -l format -x -a 'hfs+ case-sensitive' -d 'Format of the volume'
+complete -c tarnvale -n $settings -l no-measure -d "Leave the directory's own contents out"
+complete -c tarnvale -n $settings -l measure -d 'Measure and copy them'

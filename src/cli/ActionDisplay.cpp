@@ -1,0 +1,98 @@
+#include "cli/ActionDisplay.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "cli/Columns.h"
+#include "cli/SizeText.h"
+
+namespace cli {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kBetweenDrawings = 50ms;
+constexpr std::size_t kWidestBar = 40;     // cells between its brackets
+constexpr std::size_t kNarrowestBar = 10;  // below that there is none
+constexpr std::uint64_t kWhole = 100;      // per cent
+
+std::uint64_t percentOf(const QVRamDiskProgress& copied) {
+  const auto share =
+      static_cast<long double>(copied.bytes) / static_cast<long double>(copied.totalBytes);
+  return static_cast<std::uint64_t>(std::min(1.0L, share) * kWhole);
+}
+
+// " [####------]", or nothing where the room does not suffice.
+std::string bar(std::uint64_t percent, std::size_t room) {
+  constexpr std::size_t kFrame = 3;
+  if (room < kNarrowestBar + kFrame) return {};
+  const std::size_t width = std::min(room - kFrame, kWidestBar);
+  const std::size_t filled = width * percent / kWhole;
+  return " [" + std::string(filled, '#') + std::string(width - filled, '-') + "]";
+}
+
+std::string progressText(const QVRamDiskProgress& copied) {
+  const std::string items = fmt::format("{} items", copied.entries);
+  if (copied.totalBytes == 0) return fmt::format(" {}, {}", sizeText(copied.bytes), items);
+  return fmt::format(" {:3} % {} of {}, {}", percentOf(copied), sizeText(copied.bytes),
+                     sizeText(copied.totalBytes), items);
+}
+
+}  // namespace
+
+void PlainDisplay::stage(const std::string& disk, const std::string& text) {
+  const std::string line = printable(disk + ": " + text);
+  if (line == last_) return;
+  last_ = line;
+  out_ << line << std::endl;
+}
+
+LiveDisplay::LiveDisplay(std::ostream& terminal, std::function<int()> width, Clock clock)
+    : terminal_(terminal), width_(std::move(width)), clock_(std::move(clock)) {}
+
+// The last cell of a line stays empty: some terminals go on to the next line behind it.
+std::size_t LiveDisplay::room() const {
+  return static_cast<std::size_t>(std::max(width_(), 2)) - 1;
+}
+
+void LiveDisplay::draw(const std::string& line) {
+  const std::string shown = fitted(line, room());
+  if (shown == drawn_) return;
+  drawn_ = shown;
+  terminal_ << "\r" + shown + "\x1b[K" << std::flush;
+}
+
+void LiveDisplay::stage(const std::string& disk, const std::string& text) {
+  stage_ = printable(disk + ": " + text);
+  showsProgress_ = false;
+  draw(stage_);
+}
+
+void LiveDisplay::progress(const QVRamDiskProgress& copied) {
+  const auto now = clock_();
+  if (showsProgress_ && now - lastProgress_ < kBetweenDrawings) return;
+  showsProgress_ = true;
+  lastProgress_ = now;
+  const std::string text = progressText(copied);
+  const std::size_t used = columns(stage_) + columns(text);
+  const std::size_t left = room() > used ? room() - used : 0;
+  draw(stage_ + (copied.totalBytes > 0 ? bar(percentOf(copied), left) : "") + text);
+}
+
+void LiveDisplay::end() {
+  if (!drawn_.empty()) terminal_ << "\r\x1b[K" << std::flush;
+  drawn_.clear();
+  showsProgress_ = false;
+}
+
+std::unique_ptr<ActionDisplay> displayFor(Context& context) {
+  Streams& streams = context.streams;
+  if (context.quiet) return std::make_unique<ActionDisplay>();
+  // Lines of the log would be written into the one that is redrawn.
+  if (streams.errIsTerminal && streams.rewritesLines && !context.verbose)
+    return std::make_unique<LiveDisplay>(streams.err, streams.width);
+  return std::make_unique<PlainDisplay>(streams.out);
+}
+
+}  // namespace cli

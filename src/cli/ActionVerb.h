@@ -1,0 +1,44 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/Context.h"
+#include "ramdisk/QVRamDisk.h"
+
+namespace cli {
+
+// An action of the engine as a verb.
+struct ActionVerb {
+  const char* name;
+  const char* help;
+  QVRamDiskAction action;
+  QVRamDiskStatus statusAfterwards;  // of a disk on which the action succeeded
+  // Why the action is not started on a disk in this state. kActionFailed: the action has no meaning
+  // for it, and --all passes over it.
+  std::optional<Refusal> (*refusal)(const QVRamDisk& disk, QVRamDiskStatus status);
+  // What happened, without the name: "mounted at PATH".
+  std::string (*result)(const QVRamDisk& disk);
+  const char* question = nullptr;  // set: to be confirmed, "deleting the contents of"
+  // Set: why an action that reports no errors of its own has failed all the same.
+  std::optional<Refusal> (*fault)(const QVRamDisk& disk) = nullptr;
+};
+
+// What the user asked a verb for.
+struct ActionRequest {
+  std::vector<std::string> names;
+  bool all = false;
+  bool yes = false;
+};
+
+// Runs the action on the disks, one after the other. Gives the exit status.
+int runAction(Context& context, const ActionVerb& verb, const ActionRequest& request);
+
+// "mounted at PATH (1 GB, 37 % used)"
+std::string mountedText(const QVRamDisk& disk);
+
+// The refusal of a disk that is not mounted.
+std::optional<Refusal> unlessMounted(const QVRamDisk& disk, QVRamDiskStatus status);
+
+}  // namespace cli

@@ -1,0 +1,90 @@
+#include <CLI/CLI.hpp>
+
+#include "cli/Columns.h"
+#include "cli/DiskNames.h"
+#include "cli/DiskState.h"
+#include "cli/Registry.h"
+#include "cli/Settings.h"
+#include "cli/SizeText.h"
+#include "cli/Words.h"
+#include "cli/verbs/Verbs.h"
+#include "extensions/PathExtension.h"
+#include "platform/Services.h"
+
+namespace cli::verbs {
+namespace {
+
+using platform::FileKind;
+
+struct Options {
+  std::string path;  // of a directory to put the disk over; empty for none
+  DiskOptions disk;
+};
+
+// A path stands for the directory's name and the one above it, and keeps its contents.
+std::optional<Refusal> usePath(Options& options) {
+  DiskOptions& disk = options.disk;
+  if (options.path.empty()) return std::nullopt;
+  if (disk.name || disk.directory)
+    return Refusal{kWrongUsage, "a path stands for both --name and --directory",
+                   "leave these or the path out"};
+  const std::string path = absolutePath(options.path);
+  const FileKind kind = platform::services().files->kind(path);
+  if (kind == FileKind::Missing)
+    return Refusal{kRefused, "there is no directory " + path, "make it first or choose another"};
+  if (kind != FileKind::Directory)
+    return Refusal{kRefused, path + " is not a directory", "choose a directory"};
+  if (path == "/")
+    return Refusal{kRefused, "a disk cannot replace the root directory", "choose a directory"};
+  disk.name = extensions::lastPathComponent(path);
+  disk.directory = extensions::deletingLastPathComponent(path);
+  if (!disk.backup && !disk.backupDir) disk.backup = backupWords().of(QVRamDiskBackupMode_Base);
+  return std::nullopt;
+}
+
+std::optional<Refusal> configure(QVRamDisk& disk, const Options& options,
+                                 const std::vector<QVRamDiskPtr>& all) {
+  if (auto problem = applyOptions(disk, options.disk)) return problem;
+  if (auto problem = validatePlace(disk, all)) return problem;
+  return validateBackup(disk);
+}
+
+std::string describe(const QVRamDisk& disk) {
+  return printable(nameOf(disk)) + ": added, " + sizeText(disk.size()) + ", to be mounted at " +
+         printable(mountPathOf(disk));
+}
+
+int add(Context& context, Options& options) {
+  int status = kDone;
+  auto registry = openRegistry(context, status);
+  if (!registry) return status;
+  if (const auto problem = usePath(options)) return context.refuse(*problem);
+  const auto disk = registry->entries().addRamDisk();
+  if (!disk)
+    return context.refuse(kRefused, "there are 15 disks already, the most there can be",
+                          "remove one first with 'tarnvale remove'");
+  if (const auto problem = configure(*disk, options, registry->disks()))
+    return context.refuse(*problem);
+  if (const auto problem = registry->save()) return context.refuse(*problem);
+  if (disk->createAtLogin()) registry->entries().synchronizeHelper();
+  context.say(describe(*disk));
+  return kDone;
+}
+
+}  // namespace
+
+void add(CLI::App& app, Invocation& invocation) {
+  auto options = std::make_shared<Options>();
+  auto* verb = app.add_subcommand(
+      "add",
+      "Configure a new disk.\n"
+      "With a PATH the disk replaces that directory: it takes its name, is filled with its "
+      "contents and, unless --backup says otherwise, writes them back when ejected.");
+  verb->add_option("PATH", options->path, "Existing directory to put the disk over")->type_name("");
+  addDiskOptions(*verb, options->disk);
+  verb->callback([&invocation, options] {
+    invocation.command = [options](Context& context) { return add(context, *options); };
+  });
+}
+
+}  // namespace cli::verbs

@@ -1,0 +1,26 @@
+#include "cli/DiskNames.h"
+#include "cli/verbs/Verbs.h"
+
+namespace cli::verbs {
+namespace {
+
+std::optional<Refusal> refusal(const QVRamDisk& disk, QVRamDiskStatus status) {
+  if (!disk.backupDirPath())
+    return Refusal{kActionFailed, nameOf(disk) + " has no backup folder",
+                   "'tarnvale set " + nameOf(disk) + " --backup support' gives it one"};
+  return unlessMounted(disk, status);
+}
+
+std::string result(const QVRamDisk& disk) {
+  return "saved to " + disk.backupDirPath().value_or("");
+}
+
+}  // namespace
+
+void backup(CLI::App& app, Invocation& invocation) {
+  action(app, invocation,
+         {"backup", "Save the contents to the disk's backup folder", QVRamDiskActionBackup,
+          QVRamDiskStatus_mounted, refusal, result});
+}
+
+}  // namespace cli::verbs

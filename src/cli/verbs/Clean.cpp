@@ -1,0 +1,35 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "cli/DiskNames.h"
+#include "cli/DiskState.h"
+#include "cli/verbs/Verbs.h"
+#include "platform/Services.h"
+#include "ramdisk/QVRamDiskBackup.h"
+
+namespace cli::verbs {
+namespace {
+
+std::string result(const QVRamDisk& disk) {
+  return fmt::format("emptied ({} % used)", usedPercent(disk));
+}
+
+// The engine only logs what it could not delete.
+std::optional<Refusal> fault(const QVRamDisk& disk) {
+  const auto names = platform::services().files->names(disk.path().value_or(""));
+  if (names && std::all_of(names->begin(), names->end(), QVRamDiskBackup::leavesAlone))
+    return std::nullopt;
+  return Refusal{kActionFailed, nameOf(disk) + ": not everything could be deleted",
+                 "'tarnvale --verbose clean' shows what and why"};
+}
+
+}  // namespace
+
+void clean(CLI::App& app, Invocation& invocation) {
+  action(app, invocation,
+         {"clean", "Delete the contents of mounted disks", QVRamDiskActionCleanUpFiles,
+          QVRamDiskStatus_mounted, unlessMounted, result, "deleting the contents of", fault});
+}
+
+}  // namespace cli::verbs

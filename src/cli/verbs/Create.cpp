@@ -1,0 +1,27 @@
+#include "cli/DiskNames.h"
+#include "cli/Settings.h"
+#include "cli/verbs/Verbs.h"
+
+namespace cli::verbs {
+namespace {
+
+std::optional<Refusal> refusal(const QVRamDisk& disk, QVRamDiskStatus status) {
+  if (status == QVRamDiskStatus_mounted)
+    return Refusal{kActionFailed,
+                   nameOf(disk) + " is already mounted at " + disk.path().value_or(""),
+                   "'tarnvale rebuild' makes it anew"};
+  if (status == QVRamDiskStatus_created)
+    return Refusal{kActionFailed, nameOf(disk) + " is created already and only not mounted",
+                   "'tarnvale remount' mounts it with its contents"};
+  return validateCreation(disk);
+}
+
+}  // namespace
+
+void create(CLI::App& app, Invocation& invocation) {
+  action(app, invocation,
+         {"create", "Create disks, fill and mount them", QVRamDiskActionCreate,
+          QVRamDiskStatus_mounted, refusal, mountedText});
+}
+
+}  // namespace cli::verbs

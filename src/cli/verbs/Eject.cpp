@@ -1,0 +1,31 @@
+#include "cli/DiskNames.h"
+#include "cli/DiskState.h"
+#include "cli/verbs/Verbs.h"
+
+namespace cli::verbs {
+namespace {
+
+// The contents are saved from where the volume is mounted.
+bool savesContents(const QVRamDisk& disk) { return isKeptInBase(disk) || disk.backupDirPath(); }
+
+std::optional<Refusal> refusal(const QVRamDisk& disk, QVRamDiskStatus status) {
+  if (status == QVRamDiskStatus_mounted) return std::nullopt;
+  if (status == QVRamDiskStatus_created && !savesContents(disk)) return std::nullopt;
+  if (status == QVRamDiskStatus_created)
+    return Refusal{kRefused,
+                   nameOf(disk) + " is not mounted, so that its contents could not be saved",
+                   "mount it first with 'tarnvale remount'"};
+  return Refusal{kActionFailed, nameOf(disk) + " is not created", "there is nothing to eject"};
+}
+
+std::string result(const QVRamDisk&) { return "ejected"; }
+
+}  // namespace
+
+void eject(CLI::App& app, Invocation& invocation) {
+  action(app, invocation,
+         {"eject", "Save what is to be kept and give the memory back", QVRamDiskActionEject,
+          QVRamDiskStatus_notCreated, refusal, result});
+}
+
+}  // namespace cli::verbs

@@ -1,0 +1,51 @@
+#include <CLI/CLI.hpp>
+
+#include "cli/Registry.h"
+#include "cli/verbs/Verbs.h"
+
+namespace cli::verbs {
+namespace {
+
+struct Options {
+  std::string state;  // "on", "off", or empty to ask
+  bool atLogin = false;
+  bool notAtLogin = false;
+};
+
+std::string describe(const QVRamDiskEntries& entries) {
+  return std::string("menu bar ") + (entries.showInMenuBar() ? "on" : "off") + ", at login " +
+         (entries.showInMenuBarAtLogin() ? "on" : "off");
+}
+
+int menuBar(Context& context, const Options& options) {
+  int status = kDone;
+  auto registry = openRegistry(context, status);
+  if (!registry) return status;
+  auto& entries = registry->entries();
+  if (!options.state.empty()) entries.setShowInMenuBar(options.state == "on");
+  if (options.atLogin || options.notAtLogin) entries.setShowInMenuBarAtLogin(options.atLogin);
+  if (!options.state.empty() || options.atLogin || options.notAtLogin) {
+    if (const auto problem = registry->save()) return context.refuse(*problem);
+    entries.synchronizeHelper();
+  }
+  context.say(describe(entries));
+  return kDone;
+}
+
+}  // namespace
+
+void menuBar(CLI::App& app, Invocation& invocation) {
+  auto options = std::make_shared<Options>();
+  auto* verb = app.add_subcommand("menu-bar", "Show the disks in the menu bar, or tell whether");
+  verb->add_option("STATE", options->state, "on or off")
+      ->check(CLI::IsMember({"on", "off"}))
+      ->type_name("");
+  auto* atLogin = verb->add_flag("--at-login", options->atLogin, "From the next login on too");
+  verb->add_flag("--no-at-login", options->notAtLogin, "Not from the next login on")
+      ->excludes(atLogin);
+  verb->callback([&invocation, options] {
+    invocation.command = [options](Context& context) { return menuBar(context, *options); };
+  });
+}
+
+}  // namespace cli::verbs

@@ -1,0 +1,16 @@
+#include "cli/verbs/Verbs.h"
+
+namespace cli::verbs {
+namespace {
+
+std::string result(const QVRamDisk& disk) { return "rebuilt, " + mountedText(disk); }
+
+}  // namespace
+
+void rebuild(CLI::App& app, Invocation& invocation) {
+  action(app, invocation,
+         {"rebuild", "Eject disks and create them anew with their present settings",
+          QVRamDiskActionRebuild, QVRamDiskStatus_mounted, unlessMounted, result});
+}
+
+}  // namespace cli::verbs

@@ -1,0 +1,76 @@
+#include <CLI/CLI.hpp>
+
+#include "cli/Columns.h"
+#include "cli/DiskNames.h"
+#include "cli/DiskState.h"
+#include "cli/Registry.h"
+#include "cli/Settings.h"
+#include "cli/verbs/Verbs.h"
+#include "platform/Services.h"
+
+namespace cli::verbs {
+namespace {
+
+// The backup in the program's own folder goes with its record, whatever the record's mode is now.
+bool hasBackup(QVRamDisk& disk) {
+  const auto mode = disk.backupMode();
+  disk.setBackupMode(QVRamDiskBackupMode_AppSupport);
+  const auto folder = disk.backupDirPath();
+  disk.setBackupMode(mode);
+  return folder && platform::services().files->kind(*folder) != platform::FileKind::Missing;
+}
+
+std::optional<Refusal> refusal(const std::vector<QVRamDiskPtr>& disks,
+                               const std::vector<QVRamDiskPtr>& all) {
+  DiskState state(all);
+  for (const auto& disk : disks) {
+    if (state.status(*disk) != QVRamDiskStatus_notCreated)
+      return Refusal{kRefused, nameOf(*disk) + " is created",
+                     "eject it first with 'tarnvale eject'"};
+    if (auto aside = refuseWhileBaseIsAside(*disk)) return aside;
+  }
+  return std::nullopt;
+}
+
+std::string namesWithBackup(const std::vector<QVRamDiskPtr>& disks) {
+  std::string names;
+  for (const auto& disk : disks)
+    if (hasBackup(*disk)) names += (names.empty() ? "" : ", ") + nameOf(*disk);
+  return names;
+}
+
+int remove(Context& context, const ActionRequest& request) {
+  int status = kDone;
+  auto registry = openRegistry(context, status);
+  if (!registry) return status;
+  const auto selection = selectDisks(registry->disks(), request.names);
+  if (selection.refusal) return context.refuse(*selection.refusal);
+  if (const auto problem = refusal(selection.disks, registry->disks()))
+    return context.refuse(*problem);
+  const auto names = namesWithBackup(selection.disks);
+  if (!names.empty())
+    if (const auto refused = context.confirm(request.yes, "deleting the backup of " + names))
+      return *refused;
+  for (const auto& disk : selection.disks) registry->entries().removeEntry(disk);
+  if (const auto problem = registry->save()) return context.refuse(*problem);
+  registry->entries().synchronizeHelper();
+  for (const auto& disk : selection.disks) context.say(printable(nameOf(*disk)) + ": removed");
+  return kDone;
+}
+
+}  // namespace
+
+void remove(CLI::App& app, Invocation& invocation) {
+  auto request = std::make_shared<ActionRequest>();
+  auto* verb = app.add_subcommand(
+      "remove", "Forget disks, and delete what the program's own folder keeps of their contents");
+  verb->add_option("DISK", request->names, "Disks, by name, identifier or the beginning of one")
+      ->required()
+      ->type_name("");
+  verb->add_flag("--yes", request->yes, "Do not ask before a backup is deleted");
+  verb->callback([&invocation, request] {
+    invocation.command = [request](Context& context) { return remove(context, *request); };
+  });
+}
+
+}  // namespace cli::verbs

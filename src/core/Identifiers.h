@@ -1,0 +1,5 @@
+#pragma once
+
+// Reverse-DNS identities. They name folders and files on users' disks and must never change.
+inline constexpr char kMainAppBundleId[] = "com.tarnvale.Tarnvale";
+inline constexpr char kHelperBundleId[] = "com.tarnvale.Tarnvale-Helper";

@@ -1,0 +1,151 @@
+#include <algorithm>
+
+#include "core/QVLocalized.h"
+#include "core/QVLog.h"
+#include "device/QVRamDiskDevice.h"
+#include "extensions/PathExtension.h"
+#include "platform/Services.h"
+#include "system/QVFinderTools.h"
+#include "system/QVFunctions.h"
+
+namespace {
+
+using platform::FileKind;
+using platform::services;
+using platform::Tool;
+using Text = std::optional<std::string>;
+
+constexpr std::string_view kClass = "QVRamDiskDevice";
+
+QVErrorPtr failure(std::string_view message, std::string_view reason, QVErrorCause cause = {}) {
+  return QVError::errorWithMessage(QVLocalized(message), std::string(reason), std::move(cause));
+}
+
+// Runs a tool whose output nobody reads; null when it succeeded.
+QVErrorPtr runTool(Tool tool, const QVFunctions::Arguments& args, std::string_view message,
+                   std::string_view reason) {
+  std::int64_t status = 0;
+  Text errors;
+  if (QVFunctions::executeCommand(services().places->tool(tool), args, status, nullptr, &errors) &&
+      status == 0)
+    return nullptr;
+  return failure(message, reason, QVCauseFromText(errors));
+}
+
+QVErrorPtr eraseAndMount(const std::string& deviceNode, const std::string& name,
+                         QVRamDiskFormat format) {
+  const char* fileSystem =
+      format == QVRamDiskFormat_CaseSensitiveHFSPlus ? "Case-sensitive HFS+" : "HFS+";
+  return runTool(Tool::DiskUtility, {"erasevolume", fileSystem, name, deviceNode},
+                 "Unable to erase and mount disk", "executeCommand:");
+}
+
+// The two tags tell the making of a missing mount path from its making anew after an eject.
+QVErrorPtr createMountPath(const std::string& path, std::string_view reason) {
+  if (const auto error = services().files->createDirectories(path))
+    return failure("Unable to mount disk", reason, *error);
+  return nullptr;
+}
+
+// Only a volume with the information record is one of ours and may be replaced.
+QVErrorPtr replaceMountedVolume(const std::string& path) {
+  QVRamDiskDevice::Infos infos;
+  if (!QVRamDiskDevice::getExtentedRamDiskInfos(infos, path))
+    return failure("Another volume is mounted", "getExtentedAttribute==NO");
+  const auto node = infos.find("deviceNode");
+  const auto error = QVRamDiskDevice::ejectRamDiskDeviceNode(
+      node == infos.end() ? std::nullopt : Text(node->second), path, false);
+  if (error) return failure("Unable to mount disk", "ejectDeviceNode:path:", error);
+  return createMountPath(path, "createDirectoryAtPath:");
+}
+
+QVErrorPtr clearMountPath(const std::string& path) {
+  const FileKind kind = services().files->kind(path);
+  if (kind == FileKind::Missing) return createMountPath(path, "createDirectoryAtPath");
+  if (kind != FileKind::Directory) return failure("The target is not a directory", "isDir==NO");
+  switch (QVRamDiskDevice::hasMountedVolumeAtPath(path)) {
+    case 0:
+      return nullptr;
+    case 1:
+      return replaceMountedVolume(path);
+    default:
+      return failure("Unable to get mount information", "state==-1");
+  }
+}
+
+// Over a directory of the user's the volume is kept out of the file manager's side bar.
+QVErrorPtr mountVolume(const std::string& deviceNode, const std::string& path, bool hidden) {
+  QVFunctions::Arguments args = {"-o", "noatime"};
+  if (hidden) args.insert(args.end(), {"-o", "nobrowse"});
+  args.insert(args.end(), {"-t", "hfs", deviceNode, path});
+  return runTool(Tool::Mounter, args, "Unable to mount disk", "executeCommand:");
+}
+
+QVErrorPtr mountAt(const std::string& parent, const std::string& name,
+                   const std::string& deviceNode, bool hidden) {
+  const std::string path = extensions::appendingPathComponent(parent, name);
+  if (const auto error = clearMountPath(path)) return error;
+  return mountVolume(deviceNode, path, hidden);
+}
+
+QVErrorPtr labelVolume(const std::string& deviceNode, const Text& identifier, Text& mountedPath) {
+  QVErrorPtr cause;
+  const Text found = QVRamDiskDevice::mountPointFromDeviceNode(deviceNode, cause);
+  if (!found)
+    return failure("Unable to get mount point", "mountedPath==nil",
+                   cause ? QVErrorCause(cause) : QVErrorCause());
+  QVRamDiskDevice::Infos infos = {{"deviceNode", deviceNode}};
+  if (identifier) infos["identifier"] = *identifier;
+  if (!QVRamDiskDevice::setExtendedRamDiskInfos(infos, found))
+    return failure("Unable set extended info", "setExtendedRamDiskInfos==NO");
+  mountedPath = found;
+  return nullptr;
+}
+
+bool holdsOnlySystemFiles(const std::vector<std::string>& names) {
+  return std::all_of(names.begin(), names.end(), [](const std::string& name) {
+    return name.empty() || QVFinderTools::isSystemFileNameInFolder(name, 0);
+  });
+}
+
+void removeMountDirectory(const std::string& path) {
+  if (services().files->kind(path) == FileKind::Missing) return;
+  const auto names = services().files->names(path);
+  if (!names) QVLogError(kClass, "contents==nil error:{}", QVDescription(names.error()));
+  if (names && !holdsOnlySystemFiles(*names)) return;
+  if (const auto error = services().files->remove(path))
+    QVLogError(kClass, "removeItemAtPath:error: path:{} error:{}", path, QVDescription(*error));
+}
+
+}  // namespace
+
+QVErrorPtr QVRamDiskDevice::mountDeviceNode(const Text& deviceNode, const Text& directory,
+                                            const Text& name, QVRamDiskFormat format, QVRamDiskType,
+                                            const Text& identifier, Text& mountedPath) {
+  if (!deviceNode) QVLogCriticalException(kClass, "devNode==nil");
+  if (!name) QVLogCriticalException(kClass, "name==nil");
+  const std::string node = deviceNode.value_or("");
+  const std::string parent = directory.value_or(services().places->volumesDirectory());
+  const bool byTheSystem = !directory && !services().files->isWritable(parent);
+  const auto error = byTheSystem ? eraseAndMount(node, name.value_or(""), format)
+                                 : mountAt(parent, name.value_or(""), node, directory.has_value());
+  return error ? error : labelVolume(node, identifier, mountedPath);
+}
+
+QVErrorPtr QVRamDiskDevice::ejectRamDiskDeviceNode(const Text& deviceNode, const Text& path,
+                                                   bool removeDir) {
+  constexpr std::string_view kMessage = "Unable to eject disk";
+  if (!deviceNode) return failure(kMessage, "deviceNode==nil");
+  if (path && services().files->kind(*path) != FileKind::Missing) {
+    if (const auto error = runTool(Tool::Unmounter, {"-f", *path}, kMessage, "executeCommand==NO"))
+      return error;
+    if (removeDir) removeMountDirectory(*path);
+  }
+  return runTool(Tool::Attacher, {"detach", *deviceNode}, kMessage, "executeCommand==NO");
+}
+
+QVErrorPtr QVRamDiskDevice::forceEjectRamDiskAtPath(const Text& path) {
+  QVErrorPtr error;
+  const Text node = deviceNodeFromPath(path, error);
+  return node ? ejectRamDiskDeviceNode(node, path, true) : error;
+}

@@ -1,0 +1,104 @@
+#include "kinds/QVRamDiskManager.h"
+
+#include "core/Identifiers.h"
+#include "core/QVError.h"
+#include "core/QVLocalized.h"
+#include "core/QVLog.h"
+#include "extensions/PathExtension.h"
+#include "kinds/DirectoryRules.h"
+#include "kinds/FoundFolders.h"
+#include "kinds/KindCatalogue.h"
+#include "kinds/PresetChecks.h"
+#include "platform/Services.h"
+
+namespace {
+
+constexpr std::string_view kClass = "QVRamDiskManager";
+
+kinds::FoundFolders& foundFolders() {
+  static kinds::FoundFolders folders;
+  return folders;
+}
+
+std::optional<std::string> pathOfApplicationOfType(QVRamDiskType type) {
+  const auto facts = kinds::factsOfType(type);
+  return facts ? kinds::applicationPath(facts->application) : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<QVCreationInfos> QVRamDiskManager::creationInfosOfRamDiskType(
+    QVRamDiskType type, const std::optional<std::string>& simId) {
+  if (type == QVRamDiskType_Default) return QVCreationInfos{.status = 1};
+  const auto facts = kinds::factsOfType(type);
+  if (!facts) return std::nullopt;
+  const bool forDevice = simId && facts->devicePreset.size > 0;
+  const kinds::PresetChecks checks(facts->application,
+                                   forDevice ? facts->devicePreset : facts->preset,
+                                   forDevice ? simId : std::nullopt, foundFolders());
+  return checks.creationInfos();
+}
+
+std::optional<std::string> QVRamDiskManager::appSupportPath() {
+  const auto directories = platform::services().places->applicationSupportDirectories();
+  if (directories.empty()) {
+    QVLogError(kClass, "dirPath==nil");
+    return std::nullopt;
+  }
+  std::string path = extensions::appendingPathComponent(directories.back(), kMainAppBundleId);
+  const auto& files = platform::services().files;
+  if (files->kind(path) != platform::FileKind::Missing) return path;
+  if (const auto error = files->createDirectories(path)) {
+    QVLogError(kClass, "createDirectoryAtPath==NO dirPath:{} error:{}", path,
+               QVDescription(*error));
+    return std::nullopt;
+  }
+  return path;
+}
+
+bool QVRamDiskManager::hasRunningApplication(const std::optional<std::string>& bundleIdentifier,
+                                             Message* message) {
+  const auto running = platform::services().applications->running(bundleIdentifier.value_or(""));
+  if (message) message->reset();
+  if (running.empty()) return false;
+  if (!message) return true;
+  const auto& first = running.front();
+  *message =
+      QVLocalizedFormat("%@ is running", {first.localizedName.value_or(first.bundleIdentifier)},
+                        "QVRamDiskLocalizable");
+  return true;
+}
+
+bool QVRamDiskManager::hasRunningAppForType(QVRamDiskType type, Message* message) {
+  const auto facts = kinds::factsOfType(type);
+  if (!facts) return false;
+  for (const auto& identifier : facts->application.runningIdentifiers)
+    if (hasRunningApplication(identifier, message)) return true;
+  return false;
+}
+
+std::optional<std::string> QVRamDiskManager::favoriteXcodePath() {
+  return pathOfApplicationOfType(QVRamDiskType_XcodeBuild);
+}
+
+std::optional<std::string> QVRamDiskManager::favoriteSafariPath() {
+  return pathOfApplicationOfType(QVRamDiskType_Safari);
+}
+
+std::optional<std::string> QVRamDiskManager::favoriteFirefoxAppPath() {
+  return pathOfApplicationOfType(QVRamDiskType_Firefox);
+}
+
+std::optional<std::string> QVRamDiskManager::favoriteChromeAppPath() {
+  return pathOfApplicationOfType(QVRamDiskType_Chrome);
+}
+
+std::optional<std::string> QVRamDiskManager::favoriteOperaAppPath() {
+  return pathOfApplicationOfType(QVRamDiskType_Opera);
+}
+
+void QVRamDiskManager::forgetCachedAnswers() {
+  kinds::forgetTable();
+  kinds::forgetDirectoryRules();
+  foundFolders().forget();
+}

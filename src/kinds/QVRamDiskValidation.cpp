@@ -1,0 +1,150 @@
+#include "core/QVError.h"
+#include "core/QVHelpers.h"
+#include "core/QVLocalized.h"
+#include "core/QVLog.h"
+#include "extensions/PathExtension.h"
+#include "extensions/Text.h"
+#include "kinds/DirectoryRules.h"
+#include "kinds/QVRamDiskManager.h"
+#include "platform/Services.h"
+#include "system/QVFunctions.h"
+#include "system/QVMacInfo.h"
+
+namespace {
+
+using Message = QVRamDiskManager::Message;
+using OptionalText = std::optional<std::string>;
+
+constexpr std::string_view kTable = "QVRamDiskLocalizable";
+
+constexpr std::uint64_t kSmallest = 128'000'000;
+constexpr std::uint64_t kLargest = 128'000'000'000;
+
+// What stays free for the system: less where there is little.
+constexpr std::uint64_t kSmallMachine = 4ULL << 30U;
+constexpr std::uint64_t kSmallReserve = 256'000'000;
+constexpr std::uint64_t kReserve = 1'024'000'000;
+
+bool refused(std::string_view key, Message& message) {
+  return QV_ReturnNoWithMessage(QVLocalized(key, kTable), &message);
+}
+
+bool fitsInMemory(std::uint64_t size) {
+  const std::uint64_t memory = QVMacInfo::physicalMemory();
+  const std::uint64_t reserve = memory <= kSmallMachine ? kSmallReserve : kReserve;
+  return size + reserve <= memory;
+}
+
+bool isOnLocalVolume(const std::string& directory) {
+  if (!QVMacInfo::isMavericksOrBetter()) return true;
+  const auto local = platform::services().volumes->isLocal(directory);
+  if (local) return *local;
+  QVLogError("QVRamDiskManager", "getResourceValue==NO URL:{} error:{}", directory,
+             QVDescription(local.error()));
+  return false;
+}
+
+// Why nothing can be mounted in the directory for what it is.
+std::optional<std::string_view> faultOfDirectory(const std::string& directory) {
+  switch (platform::services().files->kind(directory)) {
+    case platform::FileKind::Missing:
+      return "The mount directory does not exist.";
+    case platform::FileKind::Other:
+      return "The mount directory is not a directory.";
+    case platform::FileKind::Directory:
+      break;
+  }
+  if (!isOnLocalVolume(directory)) return "The mount directory is not local.";
+  return std::nullopt;
+}
+
+// Why nothing can be mounted there for where it lies.
+std::optional<std::string_view> faultOfPlace(const std::string& directory,
+                                             const std::string& name) {
+  const std::string mountPath = extensions::appendingPathComponent(directory, name);
+  const auto& places = platform::services().places;
+  if (kinds::isSystemDirectory(mountPath))
+    return "The mount directory can not be a system directory.";
+  if (directory == places->usersDirectory()) return "The mount directory can not be /Users.";
+  if (directory == places->volumesDirectory()) return "The mount directory can not be /Volumes.";
+  if (kinds::isKeptLibraryDirectory(mountPath))
+    return "The mount directory can not be a library sub directory.";
+  return std::nullopt;
+}
+
+std::string_view keyOfCreation(QVRamDiskActionInfo info) {
+  switch (info) {
+    case QVRamDiskActionInfo_creatingCalculatingBaseDirSize:
+      return "QVRamDiskActionInfo_creatingCalculatingBaseDirSize";
+    case QVRamDiskActionInfo_creatingNewFileSystem:
+      return "QVRamDiskActionInfo_creatingNewFileSystem";
+    case QVRamDiskActionInfo_creatingMoutingVolume:
+      return "QVRamDiskActionInfo_creatingMoutingVolume";
+    case QVRamDiskActionInfo_creatingRecopingFromBase:
+      return "QVRamDiskActionInfo_creatingRecopingFromBase";
+    case QVRamDiskActionInfo_creatingRestoring:
+      return "QVRamDiskActionInfo_creatingRestoring";
+    case QVRamDiskActionInfo_creatingExecutingPostCommand:
+      return "QVRamDiskActionInfo_creatingExecutingPostCommand";
+    case QVRamDiskActionInfo_creatingMdIndexMode:
+      return "QVRamDiskActionInfo_creatingMdIndexMode";
+    default:
+      return "QVRamDiskActionInfo_creating";
+  }
+}
+
+std::optional<std::string_view> keyOfAction(QVRamDiskAction action, QVRamDiskActionInfo info) {
+  switch (action) {
+    case QVRamDiskActionCreate:
+      return keyOfCreation(info);
+    case QVRamDiskActionSyncWithBase:
+      return "QVRamDiskActionInfo_copyingToBase";
+    case QVRamDiskActionBackup:
+      return "QVRamDiskActionInfo_backuping";
+    case QVRamDiskActionRemount:
+      return "QVRamDiskActionInfo_remounting";
+    case QVRamDiskActionEject:
+      return "QVRamDiskActionInfo_ejecting";
+    case QVRamDiskActionCleanUpFiles:
+      return "QVRamDiskActionInfo_cleanUpFiles";
+    case QVRamDiskActionRebuild:
+      return "QVRamDiskActionInfo_rebuild";
+    default:
+      return std::nullopt;
+  }
+}
+
+}  // namespace
+
+bool QVRamDiskManager::canCreateWithName(const OptionalText& name, std::uint64_t size,
+                                         QVRamDiskType type, const OptionalText& mountDirectory,
+                                         Message& message) {
+  message.reset();
+  if (hasRunningAppForType(type, &message)) return false;
+  if (!name || extensions::trimmedWhitespace(*name).empty())
+    return refused("Please, specify a name of RamDisk", message);
+  if (!QVFunctions::isLegalFilename(name))
+    return refused("The name contains invalid character.", message);
+  if (size < kSmallest || size > kLargest)
+    return refused("Please, specify a correct size of RamDisk", message);
+  if (mountDirectory && !canUseMountDirectory(mountDirectory, name, type, message)) return false;
+  if (!fitsInMemory(size)) return refused("Insuffisant computer memory", message);
+  return true;
+}
+
+bool QVRamDiskManager::canUseMountDirectory(const OptionalText& directory, const OptionalText& name,
+                                            QVRamDiskType type, Message& message) {
+  if (type != QVRamDiskType_Default) return true;
+  if (!directory || !name) return refused("The mount directory is not specified.", message);
+  if (const auto fault = faultOfDirectory(*directory)) return refused(*fault, message);
+  if (const auto fault = faultOfPlace(*directory, *name)) return refused(*fault, message);
+  if (!platform::services().files->isWritable(*directory))
+    return refused("The mount directory is not writable.", message);
+  return true;
+}
+
+std::optional<std::string> QVRamDiskManager::displayStringFromAction(QVRamDiskAction action,
+                                                                     QVRamDiskActionInfo info) {
+  const auto key = keyOfAction(action, info);
+  return key ? std::optional(QVLocalized(*key, kTable)) : std::nullopt;
+}

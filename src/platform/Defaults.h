@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace platform {
+
+// User defaults: the running application's own, then those that hold for all applications.
+class Defaults {
+ public:
+  virtual ~Defaults() = default;
+
+  virtual std::optional<std::string> string(std::string_view key) const = 0;
+  virtual std::optional<std::int64_t> integer(std::string_view key) const = 0;
+};
+
+}  // namespace platform

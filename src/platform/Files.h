@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/Result.h"
+
+namespace platform {
+
+enum class FileKind { Missing, Directory, Other };
+
+struct FileTimes {
+  std::int64_t created = 0;   // whole seconds since 1970; 0 where the file system keeps none
+  std::int64_t modified = 0;
+};
+
+// Whole items of the file system, by absolute path. Errors name the path. Any thread.
+class Files {
+ public:
+  virtual ~Files() = default;
+
+  // What is at the path, links followed; a dangling link counts as missing.
+  virtual FileKind kind(const std::string& path) const = 0;
+  virtual bool isWritable(const std::string& path) const = 0;
+  virtual bool isExecutable(const std::string& path) const = 0;
+
+  // The names in a directory, hidden ones included, "." and ".." not, in no particular order.
+  virtual Result<std::vector<std::string>> names(const std::string& directory) const = 0;
+  virtual Result<FileTimes> times(const std::string& path) const = 0;
+
+  // Removes the item, a directory with everything in it. Links are removed, not followed, and no
+  // mount point is crossed: one found below fails the call. Stops at the first failure.
+  virtual Failure remove(const std::string& path) = 0;
+
+  // Renames within one file system. Something already at `to` is a failure, never replaced.
+  virtual Failure move(const std::string& from, const std::string& to) = 0;
+
+  // Makes the directory and those above it that are missing. An existing directory is a success.
+  virtual Failure createDirectories(const std::string& path) = 0;
+
+  virtual Result<std::string> contents(const std::string& path) const = 0;
+
+  // Replaces the file's contents atomically and durably: written beside, flushed, renamed.
+  // An existing file keeps its mode; a new one is readable by its owner only.
+  virtual Failure replaceContents(const std::string& path, std::string_view bytes) = 0;
+};
+
+}  // namespace platform

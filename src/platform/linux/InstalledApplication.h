@@ -1,0 +1,38 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/linux/LinuxDirectories.h"
+
+namespace platform {
+
+struct InstalledApplication {
+  std::string name;        // for people
+  std::string executable;  // absolute, links not resolved
+};
+
+// Where applications are looked for, as LinuxDirectories gives it.
+struct ApplicationFolders {
+  std::vector<std::string> entries;      // of desktop entries, the best first
+  std::vector<std::string> executables;  // of programs that an entry names without a path
+};
+
+// nullopt when no entry of the application leads to a program.
+std::optional<InstalledApplication> installedApplication(std::string_view bundleIdentifier,
+                                                         const ApplicationFolders& folders);
+
+// What the processes of a program run: the file itself, links resolved, and folders that are its
+// own alone. A program that is started by a script has its real executable in one of those.
+struct ProgramFiles {
+  std::string executable;  // empty when it is the launcher of many programs
+  std::vector<std::string> folders;
+
+  bool hold(std::string_view path) const;
+};
+
+ProgramFiles filesOfProgram(const std::string& executable);
+
+}  // namespace platform

@@ -1,0 +1,66 @@
+#include "platform/linux/LinuxServices.h"
+
+#include <utility>
+
+#include "platform/linux/LinuxApplications.h"
+#include "platform/linux/LinuxDirectories.h"
+#include "platform/linux/LinuxLog.h"
+#include "platform/linux/LinuxMachine.h"
+#include "platform/linux/LinuxPlaces.h"
+#include "platform/linux/LinuxVolumes.h"
+#include "platform/linux/LinuxWorkspace.h"
+#include "platform/posix/FileDefaults.h"
+#include "platform/posix/LocalNotifications.h"
+#include "platform/posix/NoLoginItems.h"
+#include "platform/posix/PosixBundle.h"
+#include "platform/posix/PosixFileCopying.h"
+#include "platform/posix/PosixFiles.h"
+#include "platform/posix/PosixMainLoop.h"
+#include "platform/posix/StandardErrorAlerts.h"
+
+namespace platform {
+namespace {
+
+std::shared_ptr<Bundle> linuxBundle(const LinuxOptions& options, const Environment& environment) {
+  PosixBundleFacts facts;
+  facts.identifier = options.identifier;
+  facts.executablePath = runningExecutable();
+  facts.information = options.information;
+  facts.resources =
+      options.resourcesDirectory.value_or(besideExecutable(facts.executablePath, "share/tarnvale"));
+  facts.languages = preferredLanguages(environment);
+  return std::make_shared<PosixBundle>(std::move(facts));
+}
+
+std::string toolsDirectory(const LinuxOptions& options) {
+  return options.libexecDirectory.value_or(
+      besideExecutable(runningExecutable(), "libexec/tarnvale"));
+}
+
+}  // namespace
+
+Services linuxServices(const LinuxOptions& options) {
+  const Environment environment = processEnvironment();
+  const LinuxDirectories directories = linuxDirectories(environment);
+  Services services;
+  services.systemLog =
+      std::make_shared<LinuxLog>(options.identifier, options.standardErrorSeverity);
+  services.mainLoop = std::make_shared<PosixMainLoop>();
+  services.alerts = std::make_shared<StandardErrorAlerts>();
+  services.bundle = linuxBundle(options, environment);
+  services.defaults = std::make_shared<FileDefaults>(directories.configuration + "/" +
+                                                     options.identifier + ".plist");
+  services.applications = std::make_shared<LinuxApplications>(
+      ApplicationFolders{directories.applications, directories.executables});
+  services.workspace = std::make_shared<LinuxWorkspace>();
+  services.notifications = std::make_shared<LocalNotifications>(services.mainLoop);
+  services.loginItems = std::make_shared<NoLoginItems>();
+  services.files = std::make_shared<PosixFiles>();
+  services.fileCopying = std::make_shared<PosixFileCopying>();
+  services.volumes = std::make_shared<LinuxVolumes>();
+  services.machine = std::make_shared<LinuxMachine>();
+  services.places = std::make_shared<LinuxPlaces>(directories, toolsDirectory(options));
+  return services;
+}
+
+}  // namespace platform

@@ -1,0 +1,137 @@
+#include "platform/linux/MountTable.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <unordered_map>
+
+#include "platform/posix/FileDescriptor.h"
+#include "platform/posix/PosixError.h"
+
+namespace platform {
+namespace {
+
+constexpr char kTable[] = "/proc/self/mountinfo";
+constexpr std::size_t kUsualSize = 16U << 10U;  // bytes
+constexpr std::size_t kEscapeLength = 4;
+constexpr std::string_view kBackingName = "/memfd:tarnvale-disk";
+
+std::string_view takeUntil(std::string_view& text, char separator) {
+  const auto part = text.substr(0, text.find(separator));
+  text.remove_prefix(std::min(text.size(), part.size() + 1));
+  return part;
+}
+
+std::optional<std::uint64_t> number(std::string_view text) {
+  std::uint64_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
+bool isOctal(char c) { return c >= '0' && c <= '7'; }
+
+bool isEscape(std::string_view text) {
+  return text.size() >= kEscapeLength && text[0] == '\\' && isOctal(text[1]) && isOctal(text[2]) &&
+         isOctal(text[3]);
+}
+
+// How many other mounts each covers at its own path.
+std::vector<std::size_t> heights(const std::vector<MountLine>& lines) {
+  std::unordered_map<std::uint64_t, std::size_t> places;
+  for (std::size_t i = 0; i < lines.size(); ++i) places.emplace(lines[i].identifier, i);
+  std::vector<std::size_t> found(lines.size());
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    auto below = places.find(lines[i].parent);
+    while (below != places.end() && lines[below->second].mountedOn == lines[i].mountedOn &&
+           found[i] < lines.size()) {
+      ++found[i];
+      below = places.find(lines[below->second].parent);
+    }
+  }
+  return found;
+}
+
+}  // namespace
+
+// The kernel gives some lines at each call, however large the buffer.
+Result<std::string> readMountTable() {
+  const FileDescriptor file(open(kTable, O_RDONLY | O_CLOEXEC));
+  if (file.get() < 0) return lastPosixError(kTable);
+  std::string text(kUsualSize, '\0');
+  std::size_t length = 0;
+  while (true) {
+    if (length == text.size()) text.resize(2 * length);
+    const ssize_t got = read(file.get(), text.data() + length, text.size() - length);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return lastPosixError(kTable);
+    if (got == 0) break;
+    length += static_cast<std::size_t>(got);
+  }
+  text.resize(length);
+  return text;
+}
+
+// Six fields, a varying number of optional ones, a lone dash, the type, the source, the options.
+std::optional<MountLine> parseMountLine(std::string_view line) {
+  MountLine found;
+  const auto identifier = number(takeUntil(line, ' '));
+  const auto parent = number(takeUntil(line, ' '));
+  if (!identifier || !parent) return std::nullopt;
+  found.identifier = *identifier;
+  found.parent = *parent;
+  found.device = takeUntil(line, ' ');
+  takeUntil(line, ' ');  // the directory of the file system that is shown
+  found.mountedOn = takeUntil(line, ' ');
+  takeUntil(line, ' ');  // the mount's own options
+  while (!line.empty() && takeUntil(line, ' ') != "-") {
+  }
+  found.type = takeUntil(line, ' ');
+  if (!found.mountedOn.starts_with('/') || found.type.empty()) return std::nullopt;
+  found.source = takeUntil(line, ' ');  // may be nothing at all
+  return found;
+}
+
+// A mount that was made detached and put in place later stands before one that it covers, so that
+// the order of the table alone does not tell which is seen.
+std::vector<MountLine> parseMountTable(std::string_view text) {
+  std::vector<MountLine> lines;
+  while (!text.empty()) {
+    if (auto line = parseMountLine(takeUntil(text, '\n'))) lines.push_back(*line);
+  }
+  std::reverse(lines.begin(), lines.end());
+  const auto height = heights(lines);
+  std::vector<std::size_t> order(lines.size());
+  for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
+  std::stable_sort(order.begin(), order.end(),
+                   [&](std::size_t a, std::size_t b) { return height[a] > height[b]; });
+  std::vector<MountLine> sorted;
+  sorted.reserve(lines.size());
+  for (const std::size_t i : order) sorted.push_back(lines[i]);
+  return sorted;
+}
+
+std::string withoutMountEscapes(std::string_view field) {
+  std::string plain;
+  plain.reserve(field.size());
+  while (!field.empty()) {
+    const bool escape = isEscape(field);
+    plain += escape
+                 ? static_cast<char>((field[1] - '0') * 64 + (field[2] - '0') * 8 + field[3] - '0')
+                 : field[0];
+    field.remove_prefix(escape ? kEscapeLength : 1);
+  }
+  return plain;
+}
+
+std::optional<std::string> nodeOfBackingFile(std::string_view name) {
+  if (!name.starts_with(kBackingName)) return std::nullopt;
+  name.remove_prefix(kBackingName.size());
+  const std::string_view digits = takeUntil(name, ' ');
+  if (!number(digits) || !name.starts_with("(deleted)")) return std::nullopt;
+  return "/dev/disk" + std::string(digits);
+}
+
+}  // namespace platform

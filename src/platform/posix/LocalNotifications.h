@@ -1,0 +1,27 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/MainLoop.h"
+#include "platform/Notifications.h"
+
+namespace platform {
+
+// Notifications within this process, carried by the main loop. An observer removed on the main
+// thread is not called any more, also for what was posted before.
+class LocalNotifications : public Notifications {
+ public:
+  explicit LocalNotifications(std::shared_ptr<MainLoop> mainLoop);
+  ~LocalNotifications() override;
+
+  void post(const Notification& notification) override;
+  ObserverId observe(const std::string& name, Observer observer) override;
+  void remove(ObserverId observer) override;
+
+ private:
+  class Observers;
+  std::shared_ptr<MainLoop> mainLoop_;
+  std::shared_ptr<Observers> observers_;  // shared with what is under way
+};
+
+}  // namespace platform

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "platform/Files.h"
+
+namespace platform {
+
+// Files on what Darwin and Linux share. Holds nothing; errors have the domain "POSIX".
+class PosixFiles : public Files {
+ public:
+  FileKind kind(const std::string& path) const override;
+  bool isWritable(const std::string& path) const override;
+  bool isExecutable(const std::string& path) const override;
+  Result<std::vector<std::string>> names(const std::string& directory) const override;
+  Result<FileTimes> times(const std::string& path) const override;
+  Failure remove(const std::string& path) override;
+  Failure move(const std::string& from, const std::string& to) override;
+  Failure createDirectories(const std::string& path) override;
+  Result<std::string> contents(const std::string& path) const override;
+  Failure replaceContents(const std::string& path, std::string_view bytes) override;
+};
+
+}  // namespace platform

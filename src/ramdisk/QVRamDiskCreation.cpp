@@ -1,0 +1,281 @@
+#include "ramdisk/QVRamDiskCreation.h"
+
+#include "core/QVLocalized.h"
+#include "core/QVLog.h"
+#include "device/QVRamDiskDevice.h"
+#include "extensions/PathExtension.h"
+#include "extensions/PropertyList.h"
+#include "extensions/Text.h"
+#include "kinds/QVRamDiskManager.h"
+#include "platform/Services.h"
+#include "ramdisk/BaseRescue.h"
+#include "ramdisk/ProgressReport.h"
+#include "ramdisk/QVRamDiskBackup.h"
+#include "system/QVDirectoryStatistics.h"
+#include "system/QVFunctions.h"
+#include "system/QVMacInfo.h"
+
+namespace {
+
+using extensions::appendingPathComponent;
+using platform::FileKind;
+using platform::services;
+using platform::Tool;
+using Text = std::optional<std::string>;
+
+constexpr std::string_view kClass = "QVRamDisk";
+constexpr char kUnable[] = "Unable to create RamDisk";
+constexpr char kVolumeIcon[] = ".VolumeIcon.icns";
+constexpr std::uint64_t kLargestWired = 1'073'741'824;  // bytes
+constexpr unsigned kSectorShift = 9;                     // sectors of 512 bytes
+constexpr double kBaseMargin = 1.5;                      // the disk must be larger than this × its base
+
+bool exists(const std::string& path) { return services().files->kind(path) != FileKind::Missing; }
+
+std::string withTildeExpanded(const std::string& path) {
+  return extensions::expandingTilde(path, services().places->home().value_or(""));
+}
+
+std::string sizeText(std::uint64_t bytes) {
+  return QVText(QVFunctions::stringFromBytesWithBin1024Style(static_cast<std::int64_t>(bytes)));
+}
+
+// The device node of the attached image's one entity.
+Text singleDeviceNode(const std::string& output) {
+  const auto list = extensions::parsePropertyList(output);
+  const auto* entities = list ? list->find("system-entities") : nullptr;
+  const auto* array = entities ? entities->array() : nullptr;
+  if (!array || array->size() != 1) return std::nullopt;
+  const auto* entry = array->back().find("dev-entry");
+  const auto* node = entry ? entry->string() : nullptr;
+  return node ? Text(*node) : std::nullopt;
+}
+
+bool announcesNewVolume(const std::string& line) {
+  for (const char* expected : {"Initialized /dev/rdisk", " as a ", "HFS Plus volume"})
+    if (line.find(expected) == std::string::npos) return false;
+  return true;
+}
+
+}  // namespace
+
+QVRamDiskCreation::QVRamDiskCreation(QVRamDiskPtr disk, QVRamDiskDelegatePtr delegate)
+    : disk_(std::move(disk)),
+      delegate_(std::move(delegate)),
+      type_(disk_->type()),
+      format_(disk_->format()),
+      name_(disk_->name()),
+      size_(disk_->size()),
+      mountDirectory_(disk_->mountDirectory()),
+      preferWired_(disk_->preferWired()),
+      postCmd_(disk_->postCmd()),
+      postCmdArgs_(disk_->postCmdArgs().value_or(std::vector<std::string>())),
+      mdIndexMode_(disk_->mdIndexMode()),
+      backupMode_(disk_->backupMode()) {}
+
+bool QVRamDiskCreation::run() {
+  if (!checkPermission()) return false;
+  if (type_ != QVRamDiskType_Default)
+    disk_->changeToType(type_, QVRamDiskChangeTypeKeepSettings);
+  if (handlesBase() && !setBaseAside()) return false;
+  if (!attach() || !makeFileSystem() || !mount()) return false;
+  bringContentsBack();
+  applyVolumeIcon();
+  return runPostCommand() && applyIndexing();
+}
+
+bool QVRamDiskCreation::checkPermission() {
+  Text message;
+  if (QVRamDiskManager::canCreateWithName(name_, size_, type_, mountDirectory_, message))
+    return true;
+  return fail(QVLocalized(kUnable), "canStatus==NO");
+}
+
+bool QVRamDiskCreation::handlesBase() const {
+  if (disk_->doNotCalculateBaseSize()) return false;
+  return type_ == QVRamDiskType_CoreSimulator ||
+         (mountDirectory_ && backupMode_ == QVRamDiskBackupMode_Base);
+}
+
+bool QVRamDiskCreation::setBaseAside() {
+  inform(QVRamDiskActionInfo_creatingCalculatingBaseDirSize);
+  if (!mountDirectory_) return true;
+  const std::string base = appendingPathComponent(*mountDirectory_, name_.value_or(""));
+  const std::string saved = base + " (Tarnvale Backup Base)";
+  rescueSavedBase(base, saved);
+  if (!exists(base)) return true;
+  if (!measureBase(base)) return false;
+  // Under a mounted volume the saved base is the only copy of the directory's own contents.
+  if (QVRamDiskDevice::hasMountedVolumeAtPath(base) != 1 && !removeOldSavedBase(saved)) return false;
+  if (!exists(base)) return true;
+  if (const auto error = services().files->move(base, saved))
+    return fail(QVLocalizedFormat("Unable to move current base (%@) before create RamDisk",
+                                  {withTildeExpanded(base)}),
+                "removeItemAtPath==NO", *error);
+  savedBase_ = saved;
+  return true;
+}
+
+bool QVRamDiskCreation::measureBase(const std::string& basePath) {
+  QVDirectoryStatistics directoryStatistics;
+  if (!QVGetDirectoryStatistics(&directoryStatistics, 0, basePath))
+    return fail(QVLocalized("Unable to calculate size of base directory."), "executeCommand==NO");
+  baseSize_ = directoryStatistics.totalSize;
+  if (static_cast<double>(baseSize_) * kBaseMargin < static_cast<double>(size_)) return true;
+  return fail(QVLocalizedFormat("Insufficient space to create RamDisk (RamDisk: %@, Base: %@)",
+                                {sizeText(size_), sizeText(baseSize_)}),
+              "directoryStatistics.totalSize");
+}
+
+bool QVRamDiskCreation::removeOldSavedBase(const std::string& savedBase) {
+  if (!exists(savedBase)) return true;
+  const auto error = services().files->remove(savedBase);
+  if (!error) return true;
+  return fail(QVLocalizedFormat("Unable to delete previous backup base (%@)",
+                                {withTildeExpanded(savedBase)}),
+              "removeItemAtPath==NO", *error);
+}
+
+bool QVRamDiskCreation::attach() {
+  inform(QVRamDiskActionInfo_creating);
+  std::vector<std::string> args = {"attach", "-nomount", "-plist",
+                                   "ram://" + std::to_string(size_ >> kSectorShift)};
+  if (size_ <= kLargestWired && preferWired_ && !QVMacInfo::isMavericksOrBetter())
+    args.emplace_back("-kernel");
+  std::int64_t status = 0;
+  Text output;
+  Text errors;
+  if (!QVFunctions::executeCommand(services().places->tool(Tool::Attacher), args, status, &output,
+                                   &errors) ||
+      status != 0)
+    return fail(QVLocalized(kUnable), "executeCommand==NO", QVCauseFromText(errors));
+  return findDevice(output.value_or(""));
+}
+
+bool QVRamDiskCreation::findDevice(const std::string& output) {
+  const Text node = singleDeviceNode(output);
+  if (!node) return fail(QVLocalized(kUnable), "systemEntities");
+  deviceNode_ = *node;
+  return true;
+}
+
+bool QVRamDiskCreation::makeFileSystem() {
+  inform(QVRamDiskActionInfo_creatingNewFileSystem);
+  std::vector<std::string> args = {"-v", name_.value_or(""), deviceNode_};
+  if (format_ == QVRamDiskFormat_CaseSensitiveHFSPlus) args.insert(args.begin(), "-s");
+  std::int64_t status = 0;
+  Text output;
+  Text errors;
+  if (!QVFunctions::executeCommand(services().places->tool(Tool::Formatter), args, status, &output,
+                                   &errors) ||
+      status != 0)
+    return failAndDetach(QVLocalized(kUnable), "executeCommand==NO", QVCauseFromText(errors));
+  return checkFormatterOutput(output.value_or(""));
+}
+
+bool QVRamDiskCreation::checkFormatterOutput(const std::string& output) {
+  const auto lines = QVFunctions::linesFromString(output);
+  if (lines && lines->size() == 1 && announcesNewVolume(lines->front())) return true;
+  return failAndDetach(QVLocalized(kUnable), "lines");
+}
+
+bool QVRamDiskCreation::mount() {
+  inform(QVRamDiskActionInfo_creatingMoutingVolume);
+  Text mounted;
+  if (const auto cause = QVRamDiskDevice::mountDeviceNode(
+          deviceNode_, mountDirectory_, name_, format_, type_, disk_->identifier(), mounted))
+    return failAndDetach(QVLocalized(kUnable), "mountDeviceNode", cause);
+  recordVolume(mounted.value_or(""));
+  return true;
+}
+
+void QVRamDiskCreation::recordVolume(const std::string& mountedPath) {
+  disk_->setStatus(QVRamDiskStatus_mounted);
+  disk_->setDeviceNode(deviceNode_);
+  disk_->setPath(mountedPath);
+  const auto attributes = services().volumes->attributes(mountedPath);
+  if (!attributes)
+    QVLogError(kClass, "attrs==nil mountedPath:{} e:{}", mountedPath,
+               QVDescription(attributes.error()));
+  const auto values = attributes.value().value_or(platform::FileSystemAttributes{});
+  disk_->setVolSize(values.size);
+  disk_->setVolFree(values.free);
+}
+
+// The directory's own contents come first; a backup then adds what they do not hold.
+void QVRamDiskCreation::bringContentsBack() {
+  if (savedBase_) {
+    inform(QVRamDiskActionInfo_creatingRecopingFromBase);
+    restore(*savedBase_, baseSize_);
+  }
+  if (const Text backup = disk_->backupDirPath()) {
+    inform(QVRamDiskActionInfo_creatingRestoring);
+    restore(*backup, 0);
+  }
+}
+
+void QVRamDiskCreation::restore(const std::string& folder, std::uint64_t totalBytes) {
+  const auto cause = QVRamDiskBackup::sharedInstance().restoreRamDiskAtPath(
+      disk_->path(), folder, progressReport(disk_, delegate_, totalBytes));
+  if (cause)
+    error_ = QVError::errorWithMessage(QVLocalized(kUnable), "restoreRamDiskAtPath", cause);
+}
+
+void QVRamDiskCreation::applyVolumeIcon() {
+  const std::string path = disk_->path().value_or("");
+  const std::string icon = appendingPathComponent(path, kVolumeIcon);
+  if (!exists(icon) || services().workspace->setIconFromFile(icon, path)) return;
+  QVLogError(kClass, "icon==nil || setIcon==NO volIconPath:{}", icon);
+}
+
+bool QVRamDiskCreation::runPostCommand() {
+  const std::string command = extensions::trimmedWhitespaceAndNewlines(postCmd_.value_or(""));
+  if (command.empty()) return true;
+  inform(QVRamDiskActionInfo_creatingExecutingPostCommand);
+  std::int64_t status = 0;
+  Text errors;
+  if (QVFunctions::executeCommand(command, postCmdArgs_, std::nullopt, disk_->path(), status,
+                                  nullptr, &errors) &&
+      status == 0)
+    return true;
+  return failAndDetach(QVLocalized("Can not execute post-command"), "runPostCommand",
+                       QVCauseFromText(errors));
+}
+
+bool QVRamDiskCreation::applyIndexing() {
+  if (mdIndexMode_ != QVRamDiskMdIndexMode_On && mdIndexMode_ != QVRamDiskMdIndexMode_Off)
+    return true;
+  inform(QVRamDiskActionInfo_creatingMdIndexMode);
+  const std::string path = disk_->path().value_or("");
+  if (mdIndexMode_ == QVRamDiskMdIndexMode_On) return runIndexer({"-i", "on", path});
+  return runIndexer({"-i", "off", path}) && runIndexer({"-E", path}) && runIndexer({"-d", path});
+}
+
+bool QVRamDiskCreation::runIndexer(const std::vector<std::string>& args) {
+  std::int64_t status = 0;
+  Text errors;
+  if (QVFunctions::executeCommand(services().places->tool(Tool::Indexer), args, status, nullptr,
+                                  &errors) &&
+      status == 0)
+    return true;
+  return failAndDetach(QVLocalized("Can not apply status of MD Index"), "executeCommand==NO",
+                       QVCauseFromText(errors));
+}
+
+void QVRamDiskCreation::inform(QVRamDiskActionInfo info) {
+  disk_->inform(delegate_, info, nullptr);
+}
+
+bool QVRamDiskCreation::fail(std::string message, const char* reason, QVErrorCause cause) {
+  error_ = QVError::errorWithMessage(std::move(message), reason, std::move(cause));
+  return false;
+}
+
+// The device goes with everything on it; the set-aside base stays where it is.
+bool QVRamDiskCreation::failAndDetach(std::string message, const char* reason, QVErrorCause cause) {
+  fail(std::move(message), reason, std::move(cause));
+  const bool removeDir = type_ == QVRamDiskType_Default &&
+                         (!mountDirectory_ || backupMode_ != QVRamDiskBackupMode_Base);
+  QVRamDiskDevice::ejectRamDiskDeviceNode(deviceNode_, std::nullopt, removeDir);
+  return false;
+}

@@ -1,0 +1,111 @@
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/MainLoop.h"
+#include "ramdisk/QVRamDisk.h"
+#include "ramdisk/RegistryFile.h"
+
+class QVRamDiskEntries;
+
+// Posted to the user's other programs when the registry changed; the object says who posts.
+inline constexpr char QVRamDiskEntriesDidChangeToAllNotification[] =
+    "QVRamDiskEntriesDidChangeToAllNotification";
+inline constexpr char kSenderHelper[] = "Tarnvale-Helper";
+inline constexpr char kSenderApp[] = "Tarnvale-App";
+
+// Who follows a registry.
+class QVRamDiskEntriesDelegate {
+ public:
+  virtual ~QVRamDiskEntriesDelegate() = default;
+
+  // A record's action reported; on the action's thread.
+  virtual void ramDiskEntries(QVRamDiskEntries& entries, const QVRamDiskPtr& ramDiskDidUpdated) = 0;
+  // The refresh timer saw a record change; on the main thread.
+  virtual void ramDiskEntriesUpdator(QVRamDiskEntries&, const QVRamDiskPtr& /*ramDiskUpdated*/) {}
+  // Contents are being copied; on the action's thread.
+  virtual void ramDiskEntriesProgress(QVRamDiskEntries&, const QVRamDiskPtr&,
+                                      const QVRamDiskProgress&) {}
+};
+
+// The ordered list of RAM disks, its file, and its refresh. Main thread only, but for the reports
+// of running actions, which are passed on as they come. Held by a shared pointer, which running
+// actions keep.
+class QVRamDiskEntries : public QVRamDiskDelegate,
+                         public std::enable_shared_from_this<QVRamDiskEntries> {
+ public:
+  static constexpr std::size_t kMostRamDisks = 15;
+  static constexpr std::int64_t kNotFound = std::numeric_limits<std::int64_t>::max();
+
+  static std::shared_ptr<QVRamDiskEntries> init();
+  static std::shared_ptr<QVRamDiskEntries> initWithDelegate(
+      std::shared_ptr<QVRamDiskEntriesDelegate> delegate);
+  ~QVRamDiskEntries() override;
+
+  // --- The list
+
+  const std::vector<QVRamDiskPtr>& ramDisks() const { return ramDisks_; }
+  QVRamDiskPtr addRamDisk();  // null when the list is full
+  // Deletes the record's backups too. Gives the record to select next.
+  QVRamDiskPtr removeEntry(const QVRamDiskPtr& ramDisk);
+  QVRamDiskPtr ramDiskWithIdentifier(const std::optional<std::string>& identifier) const;
+  std::int64_t indexOfRamDiskWithIdentifier(const std::optional<std::string>& identifier) const;
+  // Moves a record into a gap of the present list: 0 before the first, count after the last.
+  bool setPositionIndex(std::int64_t index, const QVRamDiskPtr& ofRamDisk);
+
+  // --- Actions; the registry is their delegate
+
+  void create(const QVRamDiskPtr& ramDisk, std::int64_t inBackground);
+  void eject(const QVRamDiskPtr& ramDisk, std::int64_t inBackground);
+  void startAction(QVRamDiskAction action, const QVRamDiskPtr& forRamDisk,
+                   std::int64_t inBackground);
+  bool hasRunningAction() const;
+  void waitingEndAll();  // at most 30 seconds
+  void ramDiskDidUpdated(const QVRamDiskPtr& ramDisk) override;
+  void ramDiskDidProgress(const QVRamDiskPtr& ramDisk, const QVRamDiskProgress& progress) override;
+
+  // --- The file
+
+  // Reads the list and brings every record in line with the system. A file that is missing or
+  // cannot be read leaves the list as it was. Always NO.
+  bool readRamDisksFromDefaultLocation();
+  // What the present file holds and cannot be read is kept beside it first.
+  bool writeRamDisksToDefaultLocation();
+
+  bool showInMenuBar() const { return showInMenuBar_; }
+  void setShowInMenuBar(bool show) { showInMenuBar_ = show; }
+  bool showInMenuBarAtLogin() const { return showInMenuBarAtLogin_; }
+  void setShowInMenuBarAtLogin(bool show) { showInMenuBarAtLogin_ = show; }
+
+  // --- Refresh
+
+  void setUpdator(std::int64_t run);  // 1 starts the timer, 0 stops it
+  void updatorAction();
+
+  // --- The helper's login item
+
+  void setNeedsSynchronizeHelper(bool needed);
+  void synchronizeHelperAuto();
+  void synchronizeHelper();
+  bool needsSynchronizeHelper() const { return needsSynchronizeHelper_; }
+  // Whether the helper should be started at login.
+  bool wantsHelperAtLogin() const;
+
+  static void postDidChangeToAllNotificationWithSender(const std::string& sender);
+
+ private:
+  QVRamDiskEntries() = default;
+  void replaceList(const std::vector<QVRamDiskPtr>& records);
+
+  std::vector<QVRamDiskPtr> ramDisks_;
+  std::shared_ptr<QVRamDiskEntriesDelegate> delegate_;
+  std::optional<platform::MainLoop::TimerId> updator_;
+  bool needsSynchronizeHelper_ = false;
+  bool showInMenuBar_ = false;
+  bool showInMenuBarAtLogin_ = false;
+};

@@ -1,0 +1,70 @@
+#include <algorithm>
+
+#include "core/QVLog.h"
+#include "device/QVRamDiskDevice.h"
+#include "ramdisk/QVRamDiskEntries.h"
+
+namespace {
+
+constexpr std::string_view kClass = "QVRamDiskEntries";
+
+bool matches(const QVRamDisk& ramDisk, const QVDeviceListEntry& entry) {
+  if (!entry.mountPoint) return false;
+  if (ramDisk.uuid() && ramDisk.uuid() == entry.uuid) return true;
+  return ramDisk.devUUID() && entry.st_dev && *ramDisk.devUUID() == *entry.st_dev;
+}
+
+bool mayHaveVolume(const QVRamDisk& ramDisk) {
+  return !ramDisk.path() && (ramDisk.deviceNode() || ramDisk.uuid() || ramDisk.devUUID());
+}
+
+using Devices = std::vector<QVDeviceListEntry>;
+
+Devices presentDevices() {
+  QVErrorPtr error;
+  auto devices = QVRamDiskDevice::deviceList(true, error);
+  if (!devices) QVLogError(kClass, "devices==nil error:{}", QVDescription(error));
+  return devices.value_or(Devices());
+}
+
+// A record of an older version knows its volume by the volume's own identity only.
+void findVolume(const QVRamDiskPtr& ramDisk, const Devices& devices) {
+  const auto found = std::find_if(devices.begin(), devices.end(),
+                                  [&](const auto& entry) { return matches(*ramDisk, entry); });
+  if (found == devices.end()) return;
+  ramDisk->setDeviceNode(found->devNode);
+  ramDisk->setPath(found->mountPoint);
+  QVRamDiskDevice::Infos infos = {{"deviceNode", found->devNode}};
+  if (ramDisk->identifier()) infos["identifier"] = *ramDisk->identifier();
+  if (!QVRamDiskDevice::setExtendedRamDiskInfos(infos, found->mountPoint))
+    QVLogError(kClass, "setExtendedRamDiskInfos==NO mountPoint:{}", *found->mountPoint);
+}
+
+}  // namespace
+
+void QVRamDiskEntries::replaceList(const std::vector<QVRamDiskPtr>& records) {
+  ramDisks_.clear();
+  std::optional<Devices> devices;  // asked for once, and only when a record needs it
+  for (const auto& record : records) {
+    if (record->type() != QVRamDiskType_Reserved) ramDisks_.push_back(record);
+    if (!mayHaveVolume(*record)) continue;
+    if (!devices) devices = presentDevices();
+    findVolume(record, *devices);
+  }
+  for (const auto& ramDisk : ramDisks_) ramDisk->update();
+}
+
+bool QVRamDiskEntries::readRamDisksFromDefaultLocation() {
+  const auto path = RegistryFile::defaultPath();
+  auto contents = path ? RegistryFile(*path).read() : std::nullopt;
+  if (!contents) return false;
+  replaceList(contents->ramDisks);
+  showInMenuBar_ = contents->showInMenuBar;
+  showInMenuBarAtLogin_ = contents->showInMenuBarAtLogin;
+  return false;
+}
+
+bool QVRamDiskEntries::writeRamDisksToDefaultLocation() {
+  const auto path = RegistryFile::defaultPath();
+  return path && RegistryFile(*path).write({ramDisks_, showInMenuBar_, showInMenuBarAtLogin_});
+}

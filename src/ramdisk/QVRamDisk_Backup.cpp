@@ -1,0 +1,133 @@
+#include "core/QVLog.h"
+#include "extensions/PathExtension.h"
+#include "kinds/QVRamDiskManager.h"
+#include "platform/Services.h"
+#include "ramdisk/ProgressReport.h"
+#include "ramdisk/QVRamDisk.h"
+#include "ramdisk/QVRamDiskBackup.h"
+
+namespace {
+
+using extensions::appendingPathComponent;
+using extensions::appendingPathExtension;
+using platform::FileKind;
+using platform::services;
+using Text = std::optional<std::string>;
+
+constexpr std::string_view kClass = "QVRamDisk";
+constexpr char kBackupExtension[] = "TarnvaleBackup";
+constexpr char kPreviousExtension[] = "previous";
+constexpr char kSavedBaseSuffix[] = " (Tarnvale Backup Base)";
+
+Text backupFolderIn(const Text& parent, const Text& identifier) {
+  if (!parent || !identifier) return std::nullopt;
+  return appendingPathComponent(*parent, appendingPathExtension(*identifier, kBackupExtension));
+}
+
+// Removes the item if it is there; the failure otherwise.
+platform::Failure removeIfThere(const std::string& path) {
+  if (services().files->kind(path) == FileKind::Missing) return std::nullopt;
+  return services().files->remove(path);
+}
+
+// The folders that a clean-up must never be aimed at are reported, not spared: a record's path is
+// always a mounted volume of ours.
+void reportDangerousPath(const std::string& path) {
+  if (path.empty()) {
+    QVLogCriticalException(kClass, "dirPath==nil");
+  } else if (path == "/" || path == services().places->volumesDirectory() ||
+             path == services().places->home()) {
+    QVLogCriticalException(kClass, "dirPath:{}", path);
+  }
+}
+
+}  // namespace
+
+Text QVRamDisk::backupDirPath() const {
+  switch (backupMode()) {
+    case QVRamDiskBackupMode_AppSupport:
+      return backupFolderIn(QVRamDiskManager::appSupportPath(), identifier_);
+    case QVRamDiskBackupMode_Directory:
+      return backupFolderIn(backupDir(), identifier_);
+    default:
+      return std::nullopt;
+  }
+}
+
+Text QVRamDisk::savedBasePath() const {
+  const Text directory = mountDirectory();
+  const Text name = this->name();
+  if (!directory || !name) return std::nullopt;
+  return appendingPathComponent(*directory, *name + kSavedBaseSuffix);
+}
+
+void QVRamDisk::deleteBackupDirs() {
+  const Text backup = backupFolderIn(QVRamDiskManager::appSupportPath(), identifier_);
+  if (!backup) return;
+  if (const auto error = removeIfThere(*backup))
+    QVLogError(kClass, "removeItemAtPath==NO bckPath:{} error:{}", *backup, QVDescription(*error));
+  const std::string previous = appendingPathExtension(*backup, kPreviousExtension);
+  if (const auto error = removeIfThere(previous))
+    QVLogError(kClass, "removeItemAtPath==NO prevBckPath:{} error:{}", previous,
+               QVDescription(*error));
+}
+
+void QVRamDisk::performBackup(const QVRamDiskDelegatePtr& delegate) {
+  setAction(QVRamDiskActionBackup);
+  inform(delegate, QVRamDiskActionInfo_backuping, nullptr);
+  QVErrorPtr error;
+  if (const Text folder = backupDirPath())
+    error = QVRamDiskBackup::sharedInstance().backupRamDiskAtPath(
+        path(), folder, kPreviousExtension,
+        progressReport(shared_from_this(), delegate, usedBytes(*this)));
+  setAction(QVRamDiskActionNone);
+  inform(delegate, QVRamDiskActionInfo_backuping, error);
+}
+
+void QVRamDisk::performSyncWithBase(const QVRamDiskDelegatePtr& delegate) {
+  setAction(QVRamDiskActionSyncWithBase);
+  inform(delegate, QVRamDiskActionInfo_copyingToBase, nullptr);
+  const Text base = savedBasePath();
+  const QVErrorPtr error = QVRamDiskBackup::sharedInstance().backupRamDiskAtPath(
+      path(), base, kPreviousExtension,
+      progressReport(shared_from_this(), delegate, usedBytes(*this)));
+  if (error)
+    QVLogError(kClass, "backupRamDiskAtPath basePath:{} error:{}", QVText(base),
+               QVDescription(error));
+  setAction(QVRamDiskActionNone);
+  inform(delegate, QVRamDiskActionInfo_copyingToBase, error);
+}
+
+void QVRamDisk::performCleanUpFiles() {
+  const std::string folder = path().value_or("");
+  reportDangerousPath(folder);
+  const auto names = services().files->names(folder);
+  if (!names) {
+    QVLogError(kClass, "contents==nil error:{}", QVDescription(names.error()));
+    return;
+  }
+  for (const std::string& name : *names) {
+    if (QVRamDiskBackup::leavesAlone(name)) continue;
+    const std::string item = appendingPathComponent(folder, name);
+    if (const auto error = services().files->remove(item))
+      QVLogError(kClass, "removeItemAtPath==NO filePath:{} error:{}", item, QVDescription(*error));
+  }
+}
+
+// Ejecting saves into the same folders, so it stands beside the backups.
+QVErrorPtr QVRamDisk::saveContents(const QVRamDiskDelegatePtr& delegate, bool& usedBase) {
+  usedBase = type() == QVRamDiskType_CoreSimulator ||
+             (mountDirectory() && backupMode() == QVRamDiskBackupMode_Base);
+  const Text folder = usedBase ? savedBasePath() : backupDirPath();
+  if (!usedBase && !folder) return nullptr;
+  setAction(usedBase ? QVRamDiskActionSyncWithBase : QVRamDiskActionBackup);
+  inform(delegate, usedBase ? QVRamDiskActionInfo_copyingToBase : QVRamDiskActionInfo_backuping,
+         nullptr);
+  const QVErrorPtr error = QVRamDiskBackup::sharedInstance().backupRamDiskAtPath(
+      path(), folder, kPreviousExtension,
+      progressReport(shared_from_this(), delegate, usedBytes(*this)));
+  if (error && usedBase)
+    QVLogError(kClass, "backupRamDiskAtPath path:{} result:{}", QVText(folder),
+               QVDescription(error));
+  return error;
+}

@@ -1,0 +1,93 @@
+#include "system/copier/OpenFolders.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <optional>
+
+namespace copier {
+namespace {
+
+// With three sides, eight threads and what these hold, below the 256 descriptors that a program
+// of macOS starts with.
+constexpr std::size_t kMostOpen = 48;
+constexpr int kOpenFolder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+// The folder's sides by one name in the open folder of each.
+std::optional<Sides> openSides(const Folder& folder, const Sides& from, const char* name) {
+  Sides sides;
+  for (std::size_t i = 0; i < kMostSides; ++i) {
+    if (folder.identities[i].inode == 0) continue;
+    sides[i] = Descriptor(openat(from[i].get(), name, kOpenFolder));
+    if (!sides[i]) return std::nullopt;
+    if (FolderIdentity::of(sides[i].get()) == folder.identities[i]) continue;
+    errno = ESTALE;
+    return std::nullopt;
+  }
+  return sides;
+}
+
+}  // namespace
+
+SidesPtr OpenFolders::add(const FolderPtr& folder, Sides sides) {
+  for (std::size_t i = 0; i < kMostSides; ++i)
+    if (sides[i]) folder->identities[i] = FolderIdentity::of(sides[i].get());
+  return keep(folder, std::move(sides));
+}
+
+SidesPtr OpenFolders::acquire(const FolderPtr& folder) {
+  std::vector<FolderPtr> closed;
+  SidesPtr sides;
+  for (FolderPtr at = folder; !(sides = find(at)); at = at->parent) closed.push_back(at);
+  for (; !closed.empty(); closed.pop_back()) {
+    auto opened = openSides(*closed.back(), *sides, closed.back()->name.c_str());
+    if (!opened) return nullptr;
+    sides = keep(closed.back(), *std::move(opened));
+  }
+  return sides;
+}
+
+void OpenFolders::openAbove(const FolderPtr& folder, const Sides& sides) {
+  const FolderPtr& above = folder->parent;
+  if (!above || find(above)) return;
+  if (auto opened = openSides(*above, sides, "..")) keep(above, *std::move(opened));
+}
+
+void OpenFolders::close(const FolderPtr& folder) {
+  SidesPtr closed;  // after the lock is given back
+  const std::lock_guard lock(mutex_);
+  std::erase(open_, folder);
+  closed.swap(folder->sides);
+}
+
+SidesPtr OpenFolders::find(const FolderPtr& folder) {
+  const std::lock_guard lock(mutex_);
+  folder->lastUse = ++uses_;
+  return folder->sides;
+}
+
+SidesPtr OpenFolders::keep(const FolderPtr& folder, Sides sides) {
+  const auto opened = std::make_shared<const Sides>(std::move(sides));
+  SidesPtr closed;
+  const std::lock_guard lock(mutex_);
+  if (folder->parent && !folder->sides) {
+    if (open_.size() >= kMostOpen) closed = makeRoom();
+    open_.push_back(folder);
+  }
+  folder->lastUse = ++uses_;
+  folder->sides = opened;
+  return opened;
+}
+
+SidesPtr OpenFolders::makeRoom() {
+  const auto oldest =
+      std::min_element(open_.begin(), open_.end(),
+                       [](const auto& a, const auto& b) { return a->lastUse < b->lastUse; });
+  SidesPtr closed = std::move((*oldest)->sides);
+  (*oldest)->sides = nullptr;
+  open_.erase(oldest);
+  return closed;
+}
+
+}  // namespace copier

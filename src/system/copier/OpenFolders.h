@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+#include "system/copier/Folder.h"
+
+namespace copier {
+
+// Keeps a walk's folders open, but only so many of them: those unused for longest are closed, and
+// opened anew when they are asked for, however deep they lie. The root stays open. Any thread.
+class OpenFolders {
+ public:
+  // A folder that was just opened; notes its identities.
+  SidesPtr add(const FolderPtr& folder, Sides sides);
+
+  // Null with errno set when it cannot be opened any more: ESTALE when another took its place. What
+  // was handed out stays open for as long as it is held.
+  SidesPtr acquire(const FolderPtr& folder);
+
+  // Opens the folder above, if it was closed, by way of this one, which is shorter than from the
+  // root. A failure shows when that folder is acquired.
+  void openAbove(const FolderPtr& folder, const Sides& sides);
+
+  void close(const FolderPtr& folder);
+
+ private:
+  SidesPtr find(const FolderPtr& folder);
+  SidesPtr keep(const FolderPtr& folder, Sides sides);
+  SidesPtr makeRoom();
+
+  std::mutex mutex_;
+  std::vector<FolderPtr> open_;  // without the root
+  std::uint64_t uses_ = 0;
+};
+
+}  // namespace copier

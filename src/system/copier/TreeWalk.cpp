@@ -1,0 +1,171 @@
+#include "system/copier/TreeWalk.h"
+
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include "system/copier/FolderListing.h"
+
+namespace copier {
+namespace {
+
+constexpr std::size_t kBatch = 64;                // entries
+constexpr std::chrono::microseconds kAlone{500};  // a walk that takes less starts no thread
+
+}  // namespace
+
+TreeWalk::TreeWalk(WalkVisitor& visitor, OpenFolders& open, unsigned threads)
+    : visitor_(visitor),
+      open_(open),
+      mostThreads_(threads),
+      helpFrom_(Clock::now() + kAlone),
+      idle_(threads - 1) {}
+
+void TreeWalk::run(const FolderPtr& root, Sides sides) {
+  list(root, open_.add(root, std::move(sides)), 0);
+  work(0);
+  for (auto& thread : threads_) thread.join();
+}
+
+void TreeWalk::work(unsigned worker) {
+  while (auto task = next()) {
+    std::visit([&](auto&& todo) { perform(std::forward<decltype(todo)>(todo), worker); },
+               *std::move(task));
+  }
+}
+
+std::optional<TreeWalk::Task> TreeWalk::next() {
+  std::unique_lock lock(mutex_);
+  const auto ready = [this] { return done_ || !batches_.empty() || !folders_.empty(); };
+  if (!ready()) {
+    ++idle_;
+    wake_.wait(lock, ready);
+    --idle_;
+  }
+  if (done_) return std::nullopt;
+  Task task = take();
+  if (!batches_.empty() || !folders_.empty()) callForHelp();
+  return task;
+}
+
+// Batches first, so that folders that are open get done; then as deep as possible, so that few
+// folders are under way at a time.
+TreeWalk::Task TreeWalk::take() {
+  if (!batches_.empty()) {
+    Batch batch = std::move(batches_.back());
+    batches_.pop_back();
+    offered_ = batches_.size();
+    return batch;
+  }
+  FolderPtr above = folders_.back();
+  Begin begin{above, above->subfolders.take()->name};
+  if (above->subfolders.empty()) {
+    above->subfolders = {};
+    folders_.pop_back();
+  } else {
+    ++above->unfinished;
+  }
+  return begin;
+}
+
+void TreeWalk::callForHelp() {
+  wake_.notify_one();
+  startThread();
+}
+
+// One more, when there is one to start; it starts the next.
+void TreeWalk::startThread() {
+  const auto number = static_cast<unsigned>(threads_.size()) + 1;
+  if (number >= mostThreads_ || Clock::now() < helpFrom_) return;
+  try {
+    threads_.emplace_back([this, number] { work(number); });
+    --idle_;
+  } catch (const std::system_error&) {
+    // As many as there are do the work.
+  }
+}
+
+void TreeWalk::perform(Batch batch, unsigned worker) {
+  visitAll(batch, worker);
+  release(std::move(batch.folder));
+}
+
+void TreeWalk::perform(Begin begin, unsigned worker) {
+  const auto folder = std::make_shared<Folder>(std::move(begin.above), std::move(begin.name));
+  const auto above = open_.acquire(folder->parent);
+  if (!above) visitor_.failed(*folder, "openat", errno);
+  auto sides = above ? visitor_.enter(folder, *above) : std::nullopt;
+  if (sides)
+    list(folder, open_.add(folder, *std::move(sides)), worker);
+  else
+    release(folder->parent);
+}
+
+void TreeWalk::list(const FolderPtr& folder, const SidesPtr& sides, unsigned worker) {
+  Batch batch{folder, sides, {}};
+  FolderListing listing((*sides)[0].get());
+  while (const auto entry = listing.next()) {
+    auto& names = entry->kind == EntryKind::Folder ? folder->subfolders : batch.names;
+    names.add(entry->kind, entry->name);
+    if (batch.names.size() == kBatch) visitAll(batch, worker);
+  }
+  if (listing.error() != 0) visitor_.failed(*folder, "readdir", listing.error());
+  offerSubfolders(folder);
+  perform(std::move(batch), worker);
+}
+
+void TreeWalk::visitAll(Batch& batch, unsigned worker) {
+  while (!batch.names.empty()) {
+    if (batch.names.size() > 1 && othersCouldHelp()) offerHalf(batch);
+    visitor_.visit(batch.folder, *batch.sides, *batch.names.take(), worker);
+  }
+  batch.names = {};
+}
+
+bool TreeWalk::othersCouldHelp() const {
+  return offered_.load(std::memory_order_relaxed) < idle_.load(std::memory_order_relaxed) &&
+         Clock::now() >= helpFrom_;
+}
+
+void TreeWalk::offerHalf(Batch& batch) {
+  ++batch.folder->unfinished;
+  const std::lock_guard lock(mutex_);
+  batches_.push_back({batch.folder, batch.sides, batch.names.takeHalf()});
+  offered_ = batches_.size();
+  callForHelp();
+}
+
+void TreeWalk::offerSubfolders(const FolderPtr& folder) {
+  if (folder->subfolders.empty()) return;
+  ++folder->unfinished;
+  const std::lock_guard lock(mutex_);
+  folders_.push_back(folder);
+  callForHelp();
+}
+
+// One part of a folder's work is done. The last one leaves it, and so perhaps those above it.
+void TreeWalk::release(FolderPtr folder) {
+  while (folder && --folder->unfinished == 0) {
+    leave(folder);
+    folder = folder->parent;
+  }
+  if (!folder) finish();
+}
+
+void TreeWalk::leave(const FolderPtr& folder) {
+  if (const auto sides = open_.acquire(folder)) {
+    open_.openAbove(folder, *sides);
+    visitor_.leave(folder, *sides);
+  } else {
+    visitor_.failed(*folder, "openat", errno);
+  }
+  open_.close(folder);
+}
+
+void TreeWalk::finish() {
+  const std::lock_guard lock(mutex_);
+  done_ = true;
+  wake_.notify_all();
+}
+
+}  // namespace copier

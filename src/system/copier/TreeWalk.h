@@ -1,0 +1,96 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <variant>
+#include <vector>
+
+#include "system/copier/Folder.h"
+#include "system/copier/OpenFolders.h"
+
+namespace copier {
+
+// What is done at each entry of a walked tree. Called from several threads at once, but for one
+// folder in the order enter, visit, leave, where leave comes after all below it was left.
+class WalkVisitor {
+ public:
+  virtual ~WalkVisitor() = default;
+
+  // Opens a folder on its sides, of which the first is listed, by its name in the sides of the one
+  // above. nullopt: it is not walked, and the visitor has said so where that is a failure.
+  virtual std::optional<Sides> enter(const FolderPtr& folder, const Sides& above) = 0;
+
+  // Anything but a folder. `worker` numbers the thread, from 0.
+  virtual void visit(const FolderPtr& folder, const Sides& sides, const NameList::Entry& entry,
+                     unsigned worker) = 0;
+
+  virtual void leave(const FolderPtr& folder, const Sides& sides) = 0;
+
+  // A folder could not be opened anew or listed to its end; `verb` names the call.
+  virtual void failed(const Folder& folder, const char* verb, int code) = 0;
+};
+
+// Walks a tree with several threads: one lists a folder and visits its entries, the others take
+// batches of them and the folders found. Memory and open descriptors do not grow with the number of
+// files, and depth takes no stack. Never follows a link.
+class TreeWalk {
+ public:
+  // The calling thread is one of `threads`; the others are started when there is work for them.
+  TreeWalk(WalkVisitor& visitor, OpenFolders& open, unsigned threads);
+
+  // Blocks until the root was left. Once.
+  void run(const FolderPtr& root, Sides sides);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  struct Batch {
+    FolderPtr folder;
+    SidesPtr sides;
+    NameList names;
+  };
+  struct Begin {
+    FolderPtr above;
+    std::string name;
+  };
+  using Task = std::variant<Batch, Begin>;
+
+  void work(unsigned worker);
+  std::optional<Task> next();
+  Task take();
+  void callForHelp();
+  void startThread();
+  void perform(Batch batch, unsigned worker);
+  void perform(Begin begin, unsigned worker);
+  void list(const FolderPtr& folder, const SidesPtr& sides, unsigned worker);
+  void visitAll(Batch& batch, unsigned worker);
+  bool othersCouldHelp() const;
+  void offerHalf(Batch& batch);
+  void offerSubfolders(const FolderPtr& folder);
+  void release(FolderPtr folder);
+  void leave(const FolderPtr& folder);
+  void finish();
+
+  WalkVisitor& visitor_;
+  OpenFolders& open_;
+  const unsigned mostThreads_;
+  const Clock::time_point helpFrom_;
+
+  std::mutex mutex_;  // guards what follows and Folder::subfolders
+  std::condition_variable wake_;
+  std::vector<Batch> batches_;
+  std::vector<FolderPtr> folders_;  // with subfolders not begun; the last is the deepest
+  std::vector<std::thread> threads_;
+  bool done_ = false;
+
+  // Read without the lock, as hints.
+  std::atomic<unsigned> idle_;           // threads that wait, and those not started yet
+  std::atomic<std::size_t> offered_{0};  // batches
+};
+
+}  // namespace copier

@@ -1,0 +1,121 @@
+#include "tests/disktools/Bench.h"
+
+#include <fcntl.h>
+#include <plist/plist.h>
+#include <sys/mman.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <memory>
+#include <sstream>
+
+namespace fs = std::filesystem;
+using disktools::Caller;
+
+namespace {
+
+fs::path programFolder() {
+  return fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "libexec/tarnvale";
+}
+
+std::string contents(int file) {
+  std::string text(static_cast<std::size_t>(lseek(file, 0, SEEK_END)), '\0');
+  EXPECT_EQ(pread(file, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
+  close(file);
+  return text;
+}
+
+[[noreturn]] void become(const std::string& path, const Words& words, Caller real, int out,
+                         int err) {
+  std::vector<char*> argv{const_cast<char*>(path.c_str())};
+  for (const std::string& word : words) argv.push_back(const_cast<char*>(word.c_str()));
+  argv.push_back(nullptr);
+  dup2(out, STDOUT_FILENO);
+  dup2(err, STDERR_FILENO);
+  const bool changed =
+      setresgid(real.gid, real.gid, real.gid) == 0 && setresuid(real.uid, 0, 0) == 0;
+  if (changed) execv(path.c_str(), argv.data());
+  _exit(126);
+}
+
+std::string textOf(plist_t dictionary, const char* key) {
+  char* text = nullptr;
+  plist_get_string_val(plist_dict_get_item(dictionary, key), &text);
+  const std::unique_ptr<char, decltype(&free)> owner(text, free);
+  return text ? text : "";
+}
+
+Image imageOf(plist_t image) {
+  plist_t entities = plist_dict_get_item(image, "system-entities");
+  EXPECT_EQ(plist_array_get_size(entities), 1U);
+  plist_t entity = plist_array_get_item(entities, 0);
+  Image found{textOf(image, "image-path"), textOf(entity, "dev-entry"), std::nullopt};
+  if (plist_dict_get_item(entity, "mount-point")) found.mountPoint = textOf(entity, "mount-point");
+  return found;
+}
+
+}  // namespace
+
+Outcome tool(const std::string& applet, const Words& words, Caller caller) {
+  std::ostringstream out;
+  std::ostringstream err;
+  const int status = disktools::run(applet, words, caller, out, err);
+  return {status, out.str(), err.str()};
+}
+
+Outcome program(const std::string& applet, const Words& words, Caller real) {
+  const int out = memfd_create("out", 0);
+  const int err = memfd_create("err", 0);
+  const pid_t child = fork();
+  if (child == 0) become((programFolder() / applet).string(), words, real, out, err);
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(out), contents(err)};
+}
+
+bool isRealRoot() { return disktools::AsCaller(kUser).holds(); }
+
+std::vector<Image> images(Caller caller) {
+  const Outcome outcome = tool("hdiutil", {"info", "-plist"}, caller);
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  plist_t root = nullptr;
+  plist_from_xml(outcome.out.data(), static_cast<std::uint32_t>(outcome.out.size()), &root);
+  const std::unique_ptr<void, decltype(&plist_free)> owner(root, plist_free);
+  plist_t list = plist_dict_get_item(root, "images");
+  EXPECT_EQ(plist_get_node_type(list), PLIST_ARRAY) << outcome.out;
+  std::vector<Image> found;
+  for (std::uint32_t i = 0; i < plist_array_get_size(list); ++i)
+    found.push_back(imageOf(plist_array_get_item(list, i)));
+  return found;
+}
+
+void Disks::TearDown() {
+  for (const Image& image : images()) {
+    if (image.mountPoint) tool("umount", {"-f", *image.mountPoint});
+    const Outcome outcome = tool("hdiutil", {"detach", image.node});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+  }
+}
+
+std::string Disks::disk(int megabytes, Caller caller, const std::string& backing) {
+  const std::string url = "ram://" + std::to_string(megabytes * 2048);
+  const Outcome made = tool("hdiutil", {"attach", "-nomount", "-backing", backing, url}, caller);
+  EXPECT_EQ(made.status, 0) << made.err;
+  std::string node = made.out.substr(0, made.out.find('\n'));
+  const Outcome formatted = tool("newfs_hfs", {"-v", "Test", node}, caller);
+  EXPECT_EQ(formatted.status, 0) << formatted.err;
+  return node;
+}
+
+Outcome Disks::mount(const std::string& node, const std::string& path, Caller caller) {
+  return tool("mount", {"-o", "noatime", "-o", "nobrowse", "-t", "hfs", node, path}, caller);
+}
+
+std::string Disks::directoryOf(Caller owner, const std::string& name) const {
+  fs::permissions(scratch.path(), fs::perms::others_exec, fs::perm_options::add);
+  std::string path = scratch.directory(name);
+  EXPECT_EQ(chown(path.c_str(), owner.uid, owner.gid), 0);
+  return path;
+}

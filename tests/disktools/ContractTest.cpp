@@ -1,0 +1,160 @@
+// What the engine sends and what it reads in return, for both ways of keeping a device.
+
+#include <fcntl.h>
+#include <plist/plist.h>
+#include <sys/statvfs.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "disktools/MountTable.h"
+#include "tests/disktools/Bench.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class Contract : public Disks, public testing::WithParamInterface<const char*> {
+ protected:
+  void SetUp() override {
+    Disks::SetUp();
+    if (std::string(GetParam()) == "block" && (!isRealRoot() || access("/dev/loop-control", W_OK)))
+      GTEST_SKIP() << "no loop devices for this user here";
+  }
+  std::string disk(int megabytes = 4) { return Disks::disk(megabytes, kRoot, GetParam()); }
+};
+
+INSTANTIATE_TEST_SUITE_P(Backings, Contract, testing::Values("tmpfs", "block"),
+                         [](const auto& each) { return std::string(each.param); });
+
+// Writes until the volume is full and gives the bytes that went in, −1 for any other end.
+std::int64_t fill(const std::string& path) {
+  const int file = open(path.c_str(), O_WRONLY | O_CREAT, 0600);
+  const std::string block(65536, 'x');
+  std::int64_t total = 0;
+  ssize_t count = 0;
+  while ((count = write(file, block.data(), block.size())) > 0) total += count;
+  const bool full = errno == ENOSPC;
+  close(file);
+  return full ? total : -1;
+}
+
+TEST_P(Contract, AttachPrintsOneEntityWithItsNode) {
+  const Words words = {"attach",  "-nomount", "-plist",  "ram://8192",
+                       "-kernel", "-backing", GetParam()};
+  for (const std::string node : {"/dev/disk4", "/dev/disk5"}) {
+    const Outcome made = program("hdiutil", words);
+    ASSERT_EQ(made.status, 0) << made.err;
+    plist_t root = nullptr;
+    plist_from_xml(made.out.data(), static_cast<std::uint32_t>(made.out.size()), &root);
+    plist_t entities = plist_dict_get_item(root, "system-entities");
+    ASSERT_EQ(plist_array_get_size(entities), 1U) << made.out;
+    plist_t entry = plist_dict_get_item(plist_array_get_item(entities, 0), "dev-entry");
+    EXPECT_EQ(plist_string_val_compare(entry, node.c_str()), 0) << made.out;
+    plist_free(root);
+  }
+  EXPECT_EQ(images(), (std::vector<Image>{{"ram://8192", "/dev/disk4", std::nullopt},
+                                          {"ram://8192", "/dev/disk5", std::nullopt}}));
+}
+
+TEST_P(Contract, NewFilesystemPrintsOneLineAndEmptiesTheVolume) {
+  const std::string node = disk(24);
+  const std::string path = scratch.directory("x");
+  ASSERT_EQ(mount(node, path).status, 0);
+  scratch.file("x/deep/file", "old");
+  ASSERT_EQ(tool("umount", {"-f", path}).status, 0);
+  EXPECT_EQ(program("newfs_hfs", {"-v", "N", node}).out,
+            "Initialized /dev/rdisk4 as a 24 MB HFS Plus volume\n");
+  EXPECT_EQ(program("newfs_hfs", {"-s", "-v", "N", node}).out,
+            "Initialized /dev/rdisk4 as a 24 MB case-sensitive HFS Plus volume\n");
+  ASSERT_EQ(mount(node, path).status, 0);
+  EXPECT_TRUE(fs::is_empty(path));
+}
+
+TEST_P(Contract, ContentsStayWithTheDeviceUntilItIsDetached) {
+  const std::string node = disk();
+  const std::string first = scratch.directory("first");
+  const std::string second = scratch.directory("second");
+  const Words arguments = {"-o", "noatime", "-o", "nobrowse", "-t", "hfs", node, first};
+  ASSERT_EQ(program("mount", arguments).status, 0);
+  EXPECT_EQ(images().at(0).mountPoint, first);
+  scratch.file("first/kept", "contents");
+  ASSERT_EQ(setxattr(first.c_str(), "user.tarnvale.info", "label", 5, 0), 0);
+  ASSERT_EQ(program("umount", {"-f", first}).status, 0);
+  EXPECT_TRUE(fs::is_empty(first));
+  EXPECT_EQ(images().at(0).mountPoint, std::nullopt);
+
+  ASSERT_EQ(mount(node, second).status, 0);
+  EXPECT_EQ(readFile(second + "/kept"), "contents");
+  char label[8] = {};
+  EXPECT_EQ(getxattr(second.c_str(), "user.tarnvale.info", label, sizeof label), 5);
+  EXPECT_STREQ(label, "label");
+
+  ASSERT_EQ(program("hdiutil", {"detach", node}).status, 0);
+  EXPECT_TRUE(fs::is_empty(second));
+  EXPECT_EQ(images(), std::vector<Image>{});
+  EXPECT_EQ(readFile("/proc/self/mountinfo").find("disk4"), std::string::npos);
+  for (const auto& entry : fs::directory_iterator("/run/tarnvale"))
+    EXPECT_EQ(entry.path().filename(), "lock");
+}
+
+TEST_P(Contract, TheVolumeHasItsSizeAndGivesNoRights) {
+  const std::string path = scratch.directory("x");
+  ASSERT_EQ(mount(disk(16), path).status, 0);
+  struct statvfs info {};
+  ASSERT_EQ(statvfs(path.c_str(), &info), 0);
+  constexpr unsigned long flags = ST_NOSUID | ST_NODEV | ST_NOATIME;
+  EXPECT_EQ(info.f_flag & flags, flags);
+  const std::int64_t size = 16 << 20;
+  const std::int64_t full = fill(path + "/file");
+  EXPECT_LE(full, size);
+  EXPECT_GE(full, size * 9 / 10);
+  fs::remove(path + "/file");
+  EXPECT_EQ(fill(path + "/file"), full);
+}
+
+TEST_P(Contract, EraseVolumeMountsInTheMediaDirectoryUnderAFreeName) {
+  const std::string media = "/run/media/" + kRoot.name();
+  const Words kinds = {"HFS+", "Case-sensitive HFS+"};
+  const Words places = {media + "/My Disk", media + "/My Disk 1"};
+  for (std::size_t i = 0; i < 2; ++i) {
+    const std::string node = disk();
+    const Outcome erased = program("diskutil", {"erasevolume", kinds[i], "My Disk", node});
+    ASSERT_EQ(erased.status, 0) << erased.err;
+    EXPECT_EQ(images().at(i).mountPoint, places[i]);
+    EXPECT_EQ(program("diskutil", {"erasevolume", "HFS+", "Again", node}).status, 1);
+  }
+  EXPECT_EQ(tool("umount", {"-f", places[0]}).status, 0);
+  EXPECT_EQ(tool("hdiutil", {"detach", "/dev/disk5"}).status, 0);
+  EXPECT_TRUE(fs::is_empty(media));
+}
+
+TEST_P(Contract, IndexingIsAcceptedForVolumesOnly) {
+  const std::string path = scratch.directory("x");
+  ASSERT_EQ(mount(disk(), path).status, 0);
+  for (const Words& words :
+       {Words{"-i", "on", path}, {"-i", "off", path}, {"-E", path}, {"-d", path}})
+    EXPECT_EQ(program("mdutil", words).status, 0);
+  EXPECT_EQ(program("mdutil", {"-E", scratch.path()}).status, 1);
+  EXPECT_EQ(program("mdutil", {"-i", "perhaps", path}).status, 1);
+}
+
+TEST_P(Contract, TheMountTableLeadsBackToTheNode) {
+  disk();
+  disktools::MountTable table = *disktools::readMountTable();
+  std::erase_if(table, [](const auto& entry) { return entry.path != "/run/tarnvale/disk4"; });
+  ASSERT_EQ(table.size(), 1U);
+  const std::string source = table[0].source;
+  if (std::string(GetParam()) == "tmpfs") {
+    EXPECT_EQ(source, "/dev/disk4");
+    return;
+  }
+  const std::string file =
+      "/sys/block/" + fs::path(source).filename().string() + "/loop/backing_file";
+  EXPECT_EQ(readFile(file), "/memfd:tarnvale-disk4 (deleted)\n");
+  ASSERT_EQ(tool("hdiutil", {"detach", "/dev/disk4"}).status, 0);
+  EXPECT_FALSE(fs::exists(file)) << "the block device still holds its memory";
+}
+
+}  // namespace

@@ -1,0 +1,207 @@
+// Devices next to each other, in use, under odd names, and what is left of broken ones.
+
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <set>
+
+#include "disktools/Descriptor.h"
+#include "disktools/MountTable.h"
+#include "disktools/PropertyList.h"
+#include "disktools/Record.h"
+#include "tests/disktools/Bench.h"
+
+namespace fs = std::filesystem;
+using disktools::Descriptor;
+
+namespace {
+
+bool isBusy(const Outcome& outcome) {
+  return outcome.status == 1 && outcome.err.find("Resource busy") != std::string::npos;
+}
+
+TEST_F(Disks, AttachingAtTheSameTimeGivesDifferentNodes) {
+  constexpr int processes = 12;
+  for (int i = 0; i < processes; ++i)
+    if (fork() == 0)
+      _exit(program("hdiutil", {"attach", "-nomount", "-plist", "ram://256"}).status);
+  for (int i = 0; i < processes; ++i) {
+    int status = 0;
+    ASSERT_GT(wait(&status), 0);
+    EXPECT_EQ(status, 0);
+  }
+  std::set<std::string> nodes;
+  for (const Image& image : images()) nodes.insert(image.node);
+  EXPECT_EQ(nodes.size(), processes);
+  EXPECT_TRUE(nodes.contains("/dev/disk4") && nodes.contains("/dev/disk15"));
+}
+
+TEST_F(Disks, TheSmallestFreeNumberIsUsedAgain) {
+  for (const std::string node : {"/dev/disk4", "/dev/disk5", "/dev/disk6"}) EXPECT_EQ(disk(), node);
+  ASSERT_EQ(tool("hdiutil", {"detach", "/dev/disk5"}).status, 0);
+  EXPECT_EQ(disk(), "/dev/disk5");
+}
+
+TEST_F(Disks, AMountedDeviceIsNeitherMountedAgainNorErased) {
+  const std::string node = disk();
+  const std::string path = scratch.directory("x");
+  ASSERT_EQ(mount(node, path).status, 0);
+  scratch.file("x/file", "kept");
+  EXPECT_TRUE(isBusy(mount(node, scratch.directory("y"))));
+  EXPECT_TRUE(isBusy(tool("newfs_hfs", {"-v", "n", node})));
+  EXPECT_TRUE(isBusy(tool("diskutil", {"erasevolume", "HFS+", "n", node})));
+  EXPECT_EQ(readFile(path + "/file"), "kept");
+  ASSERT_EQ(mount(disk(), path).status, 0) << "another one may cover it";
+  EXPECT_TRUE(fs::is_empty(path));
+}
+
+TEST_F(Disks, ABusyDeviceIsDetachedOnlyAfterAForcedUnmount) {
+  const std::string node = disk();
+  const std::string path = scratch.directory("x");
+  ASSERT_EQ(mount(node, path).status, 0);
+  const Descriptor open(::open(scratch.file("x/file", "kept").c_str(), O_RDONLY));
+  EXPECT_TRUE(isBusy(tool("hdiutil", {"detach", node})));
+  EXPECT_TRUE(isBusy(tool("umount", {path})));
+  EXPECT_EQ(readFile(path + "/file"), "kept");
+  EXPECT_EQ(images().at(0).mountPoint, path);
+  EXPECT_EQ(tool("umount", {"-f", path}).status, 0);
+  EXPECT_TRUE(fs::is_empty(path));
+  EXPECT_EQ(tool("hdiutil", {"detach", node}).status, 0);
+  EXPECT_EQ(images(), std::vector<Image>{});
+}
+
+TEST_F(Disks, AFailedDetachPutsBackWhatItUnmounted) {
+  const std::string node = disk();
+  const std::string path = scratch.directory("x");
+  const std::string bound = scratch.directory("bound");
+  ASSERT_EQ(mount(node, path).status, 0);
+  ASSERT_EQ(::mount(path.c_str(), bound.c_str(), nullptr, MS_BIND, nullptr), 0);
+  {
+    const Descriptor open(::open(scratch.file("x/file", "kept").c_str(), O_RDONLY));
+    EXPECT_TRUE(isBusy(tool("hdiutil", {"detach", node})));
+    EXPECT_EQ(readFile(path + "/file"), "kept");
+    EXPECT_EQ(readFile(bound + "/file"), "kept");
+  }
+  EXPECT_EQ(tool("hdiutil", {"detach", node}).status, 0);
+  EXPECT_TRUE(fs::is_empty(path) && fs::is_empty(bound));
+}
+
+TEST_F(Disks, AnyNameIsShownAsItIs) {
+  const std::string odd[] = {"two words", "a&b<c>", "\"quoted\" 'too'", "größe 雪",
+                             "tab\tline\nback\\040"};
+  for (const std::string& name : odd) {
+    const std::string path = scratch.directory(name);
+    const std::string node = disk();
+    ASSERT_EQ(mount(node, path).status, 0);
+    EXPECT_EQ(images().at(0).mountPoint, path);
+    EXPECT_EQ(tool("umount", {"-f", path}).status, 0);
+    const std::string label = name.substr(0, name.find('\t'));
+    EXPECT_EQ(tool("diskutil", {"erasevolume", "HFS+", label, node}).status, 0);
+    EXPECT_EQ(images().at(0).mountPoint, "/run/media/" + kRoot.name() + "/" + label);
+    EXPECT_EQ(tool("hdiutil", {"detach", node}).status, 0);
+  }
+  const std::string path = scratch.directory("bad\xFFname");
+  ASSERT_EQ(mount(disk(), path).status, 0);
+  EXPECT_EQ(images().at(0).mountPoint, scratch.path("bad\xEF\xBF\xBDname"));
+  EXPECT_EQ(tool("umount", {"-f", path}).status, 0);
+}
+
+TEST_F(Disks, ADamagedRecordLeavesTheDeviceToRoot) {
+  const std::string path = scratch.directory("x");
+  for (const std::string text :
+       {"", "uid=0\ngid=0\n", "uid=0\ngid=0\nsectors=-8\nbacking=tmpfs\n"}) {
+    const std::string node = disk();
+    ASSERT_EQ(mount(node, path).status, 0);
+    scratch.file("x/file", "kept");
+    std::ofstream("/run/tarnvale/disk4.info") << text;
+    EXPECT_EQ(images(), std::vector<Image>{});
+    EXPECT_NE(tool("hdiutil", {"info"}).err.find("/dev/disk4 is damaged"), std::string::npos);
+    EXPECT_EQ(disk(), "/dev/disk5");
+    EXPECT_EQ(readFile(path + "/file"), "kept");
+    EXPECT_EQ(tool("hdiutil", {"detach", node}, kUser).status, 1);
+    EXPECT_EQ(tool("umount", {path}).status, 0);
+    EXPECT_EQ(tool("newfs_hfs", {"-v", "n", node}).status, 1);
+    EXPECT_EQ(tool("hdiutil", {"detach", node}).status, 0);
+    EXPECT_EQ(tool("hdiutil", {"detach", "/dev/disk5"}).status, 0);
+  }
+}
+
+TEST_F(Disks, WhatALostDeviceLeftIsClearedAway) {
+  const std::string node = disk();
+  ASSERT_EQ(umount2("/run/tarnvale/disk4", 0), 0);
+  fs::create_directory("/run/tarnvale/disk7");
+  EXPECT_EQ(images(), std::vector<Image>{});
+  EXPECT_FALSE(fs::exists("/run/tarnvale/disk4.info") || fs::exists("/run/tarnvale/disk4") ||
+               fs::exists("/run/tarnvale/disk7"));
+  EXPECT_EQ(disk(), node);
+}
+
+TEST(StateDirectory, OneThatOthersMayWriteIsNotBelieved) {
+  tool("hdiutil", {"info"});
+  fs::permissions("/run/tarnvale", fs::perms::all);
+  EXPECT_NE(tool("hdiutil", {"info"}).err.find("writable for others"), std::string::npos);
+  fs::permissions("/run/tarnvale", fs::perms(0755));
+}
+
+TEST(Record, OnlyWhatCanBeTrueIsRead) {
+  disktools::Record record;
+  record.uid = 1000;
+  record.gid = 100;
+  record.sectors = 262144;
+  record.backing = disktools::Backing::Block;
+  record.label = "a=b";
+  record.mediaDirectory = "/run/media/u/a b";
+  const std::string good = disktools::recordText(record);
+  const auto read = disktools::parseRecord(good);
+  ASSERT_TRUE(read);
+  EXPECT_EQ(disktools::recordText(*read), good);
+  const std::pair<std::string, std::string> faults[] = {
+      {"uid=1000", "uid=4294967295"}, {"uid=1000", "uid=-1"}, {"uid=1000", "nothing"},
+      {"gid=100", "gid=1e2"},         {"262144", "0"},        {"262144", "18446744073709551615"},
+      {"262144", "0262144"},          {"=block", "=floppy"},
+  };
+  for (const auto& [part, fault] : faults) {
+    std::string text = good;
+    text.replace(text.find(part), part.size(), fault);
+    EXPECT_FALSE(disktools::parseRecord(text)) << fault;
+  }
+}
+
+TEST(MountTable, LinesAreReadAndBrokenOnesLeftOut) {
+  const auto table = disktools::parseMountTable(
+      "36 35 98:0 /mnt1 /mnt\\0402 rw,noatime master:1 shared:2 - ext3 /dev/root rw\n"
+      "37 35 0:5 / /a\\134b\\09 rw - tmpfs /dev/disk4 rw\n"
+      "broken\n"
+      "38 35 0:6 / /b rw - tmpfs\n"
+      "x 35 0:6 / /b rw - tmpfs none rw");
+  ASSERT_EQ(table.size(), 2U);
+  EXPECT_EQ(table[0].path, "/mnt 2");
+  EXPECT_EQ(table[0].root, "/mnt1");
+  EXPECT_EQ(table[0].type, "ext3");
+  EXPECT_EQ(table[1].id, 37U);
+  EXPECT_EQ(table[1].device, "0:5");
+  EXPECT_EQ(table[1].path, "/a\\b\\09");
+  EXPECT_EQ(table[1].source, "/dev/disk4");
+}
+
+TEST(PropertyList, TextIsMadeValid) {
+  const std::string bad = "\xEF\xBF\xBD";
+  const std::pair<std::string, std::string> cases[] = {
+      {"größe 雪 😀", "größe 雪 😀"},
+      {"a\xFF", "a" + bad},
+      {"\xC3", bad},
+      {"\xC0\xAF", bad + bad},
+      {"\xED\xA0\x80", bad + bad + bad},
+      {"\xF4\x90\x80\x80", bad + bad + bad + bad},
+      {"\x01\x1B", bad + bad},
+      {"\xE2\x82z", bad + bad + "z"},
+      {"\t\n", "\t\n"},
+      {std::string("\0", 1), bad},
+  };
+  for (const auto& [given, expected] : cases) EXPECT_EQ(disktools::validText(given), expected);
+}
+
+}  // namespace

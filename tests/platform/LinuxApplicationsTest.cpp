@@ -1,0 +1,255 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+
+#include "platform/linux/DesktopEntry.h"
+#include "platform/linux/LinuxApplications.h"
+#include "platform/linux/Processes.h"
+#include "platform/linux/ProgramVersion.h"
+#include "platform/posix/FileDescriptor.h"
+#include "tests/support/Scratch.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr char kFirefox[] = "org.mozilla.firefox";
+constexpr char kChromium[] = "org.chromium.Chromium";
+constexpr char kVersion[] = "CFBundleShortVersionString";
+
+// A process of the test, ended with it.
+class Child {
+ public:
+  Child(std::string program, std::string argument) {
+    const std::array<char*, 3> arguments = {program.data(), argument.data(), nullptr};
+    EXPECT_EQ(posix_spawn(&pid_, program.c_str(), nullptr, nullptr, arguments.data(), environ), 0);
+  }
+  ~Child() {
+    if (pid_ == 0) return;
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+  pid_t pid() const { return pid_; }
+  int endingSignal() {
+    int status = 0;
+    EXPECT_EQ(waitpid(pid_, &status, 0), pid_);
+    pid_ = 0;
+    return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+  }
+
+ private:
+  pid_t pid_ = 0;
+};
+
+// Waits for the end of a process that is no child of the test.
+bool ends(pid_t process) {
+  const FileDescriptor held(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
+  pollfd waiting{held.get(), POLLIN, 0};
+  return held.get() < 0 || poll(&waiting, 1, 60'000) == 1;
+}
+
+// A made-up system: entries in share/applications and exports/share/applications, PATH is bin.
+class LinuxApplicationsTest : public testing::Test {
+ protected:
+  void entry(const std::string& name, const std::string& lines) const {
+    system.file("share/applications/" + name + ".desktop",
+                "[Desktop Entry]\nType=Application\n" + lines);
+  }
+
+  std::string script(const std::string& path, const std::string& lines) const {
+    return system.executable(path, "#!/bin/sh\n" + lines + "\n");
+  }
+
+  // A program of which real processes can be made.
+  std::string sleeper(const std::string& path) const {
+    system.file(path);
+    std::filesystem::copy_file("/bin/sleep", system.path(path),
+                               std::filesystem::copy_options::overwrite_existing);
+    return system.path(path);
+  }
+
+  std::vector<std::int64_t> runningNumbers(std::string_view identifier) const {
+    std::vector<std::int64_t> numbers;
+    for (const auto& one : applications.running(identifier))
+      numbers.push_back(one.processIdentifier);
+    std::sort(numbers.begin(), numbers.end());
+    return numbers;
+  }
+
+  Scratch system;
+  LinuxApplications applications{
+      {{system.path("share/applications"), system.path("exports/share/applications")},
+       {system.path("bin")}}};
+};
+
+}  // namespace
+
+TEST(LinuxDesktopEntry, FindsTheProgramOfACommand) {
+  struct {
+    const char* command;
+    const char* program;
+  } const kCases[] = {{"firefox %u", "firefox"},
+                      {"/usr/bin/chromium --new-window %U", "/usr/bin/chromium"},
+                      {"\"/opt/a b/run\" %u", "/opt/a b/run"},
+                      {"\"/opt/a\\\"b\\\\c\" x", "/opt/a\"b\\c"},
+                      {"env HINT=/var/x.desktop A=b /snap/bin/firefox %u", "/snap/bin/firefox"},
+                      {"/usr/bin/env -i A=b firefox", "firefox"},
+                      {"env", ""},
+                      {"", ""}};
+  for (const auto& test : kCases) EXPECT_EQ(programOfCommand(test.command), test.program);
+}
+
+TEST_F(LinuxApplicationsTest, FindsTheProgramThatAnEntryNames) {
+  EXPECT_EQ(applications.pathOfApplication(kFirefox), std::nullopt);
+  const std::string firefox = script("bin/firefox", "");
+  struct {
+    const char* lines;
+    bool found;
+  } const kCases[] = {{"Name=F\nExec=firefox %u\n", true},
+                      {"Exec=firefox\nTryExec=missing\n", false},
+                      {"Exec=firefox\nTryExec=firefox\n", true},
+                      {"Exec=firefox\nHidden=true\n", false},
+                      {"Name=F\n\n[Desktop Action new]\nExec=firefox\n", false},
+                      {"Exec=missing\n", false},
+                      {"Exec=/etc/passwd\n", false}};
+  for (const auto& test : kCases) {
+    entry("firefox", test.lines);
+    EXPECT_EQ(applications.pathOfApplication(kFirefox).has_value(), test.found) << test.lines;
+  }
+  // An entry that leads nowhere does not hide another.
+  entry("firefox-esr", "Exec=" + firefox + "\n");
+  EXPECT_EQ(applications.pathOfApplication(kFirefox), firefox);
+  EXPECT_EQ(applications.pathOfApplication("com.example.unknown"), std::nullopt);
+  EXPECT_EQ(applications.pathOfApplication(""), std::nullopt);
+}
+
+TEST_F(LinuxApplicationsTest, GivesEachFlatpakItsOwnProgram) {
+  script("bin/flatpak", "");
+  const std::string own = script("exports/bin/org.mozilla.firefox", "");
+  system.file("exports/share/applications/org.mozilla.firefox.desktop",
+              "[Desktop Entry]\nExec=" + system.path("bin/flatpak") + " run org.mozilla.firefox\n");
+  EXPECT_EQ(applications.pathOfApplication(kFirefox), own);
+  EXPECT_TRUE(applications.running(kFirefox).empty());
+}
+
+TEST_F(LinuxApplicationsTest, ReadsOrAsksTheVersion) {
+  const std::string asked = script("bin/chromium", "echo asked >>" + system.path("log") +
+                                                       "; echo \"Browser 120.0.6 built on 9\"");
+  EXPECT_EQ(applications.information(asked, kVersion), "120.0.6");
+  EXPECT_EQ(applications.information(asked, "CFBundleVersion"), "120.0.6");
+  EXPECT_EQ(applications.information(asked, "CFBundleName"), std::nullopt);
+  EXPECT_EQ(readFile(system.path("log")), "asked\n");
+
+  script("bin/chromium", "echo \"Browser 121.5\"");
+  const std::array<timespec, 2> later = {{{4'000'000'000, 0}, {4'000'000'000, 0}}};
+  ASSERT_EQ(utimensat(AT_FDCWD, asked.c_str(), later.data(), 0), 0);
+  EXPECT_EQ(applications.information(asked, kVersion), "121.5");
+
+  // A file beside the real executable is read instead, whatever the program would say.
+  const std::string real = script("lib/firefox/firefox", "echo 1.1");
+  system.file("lib/firefox/application.ini",
+              "[App]\nName=Firefox\nVersion=128.3.1\n[Gecko]\nMinVersion=1\n");
+  system.file("bin/other");
+  std::filesystem::create_symlink(real, system.path("bin/link"));
+  EXPECT_EQ(applications.information(system.path("bin/link"), kVersion), "128.3.1");
+  EXPECT_EQ(applications.information(script("bin/firefox", "echo 1.1"), kVersion), "128.3.1");
+  EXPECT_EQ(applications.information(system.path("missing"), kVersion), std::nullopt);
+}
+
+TEST_F(LinuxApplicationsTest, DoesNotWaitForAProgramThatHangs) {
+  const auto limit = std::chrono::milliseconds(100);
+  EXPECT_EQ(askedVersion(script("hanging", "echo 1.2; sleep 1000"), limit), std::nullopt);
+  // One that answers and stays does not hold the caller up, and what it started goes with it.
+  const std::string staying =
+      script("staying", "sleep 1000 >/dev/null & echo $! >" + system.path("number") +
+                            "; echo v1.2; exec >&-; wait");
+  EXPECT_EQ(askedVersion(staying, limit * 1000), "1.2");
+  EXPECT_TRUE(ends(std::stoi(readFile(system.path("number")))));
+  EXPECT_EQ(askedVersion(script("chatting", "exec yes 7.7"), limit * 1000), "7.7");
+  EXPECT_EQ(askedVersion(script("silent", "echo 1.2 >&2"), limit * 1000), std::nullopt);
+}
+
+TEST(LinuxProgramVersion, TakesTheFirstNumberWithADot) {
+  struct {
+    const char* text;
+    std::optional<std::string> version;
+  } const kCases[] = {{"Mozilla Firefox 115.3.0esr\n", "115.3.0"},
+                      {"R2 build 7, 3.4.", "3.4"},
+                      {"7. 8. 9", std::nullopt},
+                      {"", std::nullopt},
+                      {"v.5 6.1", "6.1"},
+                      {"12", std::nullopt}};
+  for (const auto& test : kCases) EXPECT_EQ(firstDottedNumber(test.text), test.version);
+}
+
+TEST_F(LinuxApplicationsTest, SeesAndEndsRunningCopies) {
+  const std::string firefox = sleeper("lib/firefox/firefox");
+  entry("firefox", "Name=The Fox\nExec=firefox %u\n");
+  script("bin/firefox", "exec " + firefox);
+  const std::string chromium = sleeper("bin/chromium");
+  entry("chromium", "Exec=chromium\n");
+  EXPECT_TRUE(applications.running(kFirefox).empty());
+
+  Child first(firefox, "1000");
+  Child second(firefox, "1000");
+  Child other(chromium, "1000");
+  auto expected = std::vector<std::int64_t>{first.pid(), second.pid()};
+  std::sort(expected.begin(), expected.end());
+  EXPECT_EQ(runningNumbers(kFirefox), expected);
+  EXPECT_EQ(runningNumbers(kChromium), std::vector<std::int64_t>{other.pid()});
+  EXPECT_EQ(applications.running(kFirefox).front().localizedName, "The Fox");
+  EXPECT_EQ(applications.running(kChromium).front().localizedName, std::nullopt);
+  EXPECT_TRUE(applications.running("").empty());
+
+  // A copy whose file an update replaced still counts.
+  std::filesystem::remove(firefox);
+  sleeper("lib/firefox/firefox");
+  EXPECT_EQ(runningNumbers(kFirefox), expected);
+
+  EXPECT_FALSE(applications.terminate({other.pid(), kFirefox, std::nullopt}));
+  EXPECT_TRUE(applications.terminate({first.pid(), kFirefox, std::nullopt}));
+  EXPECT_EQ(first.endingSignal(), SIGTERM);
+  EXPECT_TRUE(applications.forceTerminate({second.pid(), kFirefox, std::nullopt}));
+  EXPECT_EQ(second.endingSignal(), SIGKILL);
+  EXPECT_TRUE(runningNumbers(kFirefox).empty());
+  EXPECT_EQ(runningNumbers(kChromium), std::vector<std::int64_t>{other.pid()});
+}
+
+// Links into the launcher of all snaps must not make every snap a copy of one.
+TEST_F(LinuxApplicationsTest, TellsSnapsApart) {
+  sleeper("usr/bin/snap");
+  for (const char* name : {"firefox", "chromium"}) {
+    std::filesystem::create_directories(system.path("snap/bin"));
+    std::filesystem::create_symlink(system.path("usr/bin/snap"), system.path("snap/bin/") + name);
+    entry(name, "Exec=env HINT=/x " + system.path("snap/bin/") + name + " %u\n");
+  }
+  Child launcher(system.path("usr/bin/snap"), "1000");
+  Child firefox(sleeper("snap/firefox/12/usr/lib/firefox"), "1000");
+  EXPECT_EQ(runningNumbers(kFirefox), std::vector<std::int64_t>{firefox.pid()});
+  EXPECT_TRUE(runningNumbers(kChromium).empty());
+}
+
+TEST(LinuxProcesses, ReportsAProgramOfManyProcessesOnce) {
+  const std::vector<Process> all = {{1, 0, "init"},  {5, 1, "fox"},   {6, 5, "fox"},
+                                    {7, 5, "box"},   {8, 7, "fox"},   {9, 1, "fox"},
+                                    {20, 21, "fox"}, {21, 20, "box"}, {30, 99, "fox"}};
+  std::vector<std::int64_t> leading;
+  for (const auto& one :
+       leadingProcesses(all, [](const Process& p) { return p.executable == "fox"; }))
+    leading.push_back(one.identifier);
+  EXPECT_EQ(leading, (std::vector<std::int64_t>{5, 9, 30}));
+}

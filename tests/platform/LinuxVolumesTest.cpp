@@ -1,0 +1,144 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+
+#include "platform/linux/LinuxVolumes.h"
+#include "platform/linux/RemoteFileSystem.h"
+#include "tests/support/Scratch.h"
+
+using namespace platform;
+
+namespace {
+
+class LinuxVolumesTest : public testing::Test {
+ protected:
+  ~LinuxVolumesTest() override {
+    for (auto path = mounted_.rbegin(); path != mounted_.rend(); ++path)
+      umount2(path->c_str(), MNT_DETACH);
+  }
+
+  void mountMemory(const std::string& path, const std::string& source, const char* options = "") {
+    ASSERT_EQ(mount(source.c_str(), path.c_str(), "tmpfs", 0, options), 0) << path;
+    mounted_.push_back(path);
+  }
+
+  // The sources of what is mounted at a path, in the order of the answer.
+  std::string sourcesAt(const std::string& path) const {
+    std::string sources;
+    const auto mounts = volumes.mounts(10'000);
+    for (const Mount& one : mounts ? *mounts : std::vector<Mount>()) {
+      if (one.mountedOn == path) sources += one.mountedFrom + " ";
+    }
+    return sources;
+  }
+
+  Scratch scratch;
+  LinuxVolumes volumes;
+
+ private:
+  std::vector<std::string> mounted_;
+};
+
+}  // namespace
+
+TEST_F(LinuxVolumesTest, ShowsMountsWithTheVisibleOneFirst) {
+  const std::string place = scratch.directory("odd \\ place\n");
+  const std::size_t before = *volumes.mountCount();
+  mountMemory(place, "/dev/disk7");
+  mountMemory(place, "/dev/disk8");
+  EXPECT_EQ(sourcesAt(place), "/dev/disk8 /dev/disk7 ");
+  EXPECT_EQ(*volumes.mountCount(), before + 2);
+  EXPECT_EQ(volumes.mounts(10'000)->size(), before + 2);
+  EXPECT_EQ(volumes.mounts(1)->size(), 1U);
+  EXPECT_TRUE(volumes.mounts(0)->empty());
+}
+
+TEST_F(LinuxVolumesTest, HidesThePrivateMountsOnly) {
+  ASSERT_EQ(mkdir("/run/tarnvale", 0755), 0);
+  ASSERT_EQ(mkdir("/run/tarnvale-not", 0755), 0);
+  const std::size_t before = *volumes.mountCount();
+  mountMemory("/run/tarnvale", "state");
+  ASSERT_EQ(mkdir("/run/tarnvale/disk9", 0755), 0);
+  mountMemory("/run/tarnvale/disk9", "/dev/disk9");
+  EXPECT_EQ(*volumes.mountCount(), before);
+  EXPECT_EQ(sourcesAt("/run/tarnvale/disk9"), "");
+  mountMemory("/run/tarnvale-not", "shown");
+  EXPECT_EQ(sourcesAt("/run/tarnvale-not"), "shown ");
+  umount2("/run/tarnvale/disk9", MNT_DETACH);
+}
+
+TEST_F(LinuxVolumesTest, TellsVolumesApartAndTheirRoom) {
+  const std::string place = scratch.directory("volume");
+  mountMemory(place, "/dev/disk7", "size=4m");
+  scratch.file("volume/megabyte", std::string(1U << 20U, 'x'));
+  ASSERT_EQ(symlink(place.c_str(), scratch.path("link").c_str()), 0);
+
+  const auto attributes = volumes.attributes(place);
+  ASSERT_TRUE(attributes);
+  EXPECT_EQ(attributes->size, 4U << 20U);
+  EXPECT_EQ(attributes->free, 3U << 20U);
+
+  const auto number = [&](const std::string& path) {
+    return volumes.fileSystemNumber(scratch.path(path)).value();
+  };
+  EXPECT_EQ(number("volume/megabyte"), number("link"));
+  EXPECT_NE(number("volume"), number(""));
+  EXPECT_EQ(*volumes.deviceNumber(place), static_cast<std::int32_t>(*number("volume")));
+  EXPECT_TRUE(*volumes.isLocal(place));
+  EXPECT_EQ(volumes.volumeIdentifier(*volumes.deviceNumber(place)), std::nullopt);
+}
+
+TEST_F(LinuxVolumesTest, NamesThePathThatIsMissing) {
+  const std::string missing = scratch.path("missing");
+  for (const SystemError& error :
+       {volumes.attributes(missing).error(), volumes.fileSystemNumber(missing).error(),
+        volumes.deviceNumber(missing).error(), volumes.isLocal(missing).error(),
+        volumes.attributeNames(missing).error(), volumes.attribute(missing, "a").error()}) {
+    EXPECT_EQ(error.code, ENOENT);
+    EXPECT_NE(error.text.find(missing), std::string::npos) << error.text;
+  }
+}
+
+TEST_F(LinuxVolumesTest, KeepsAttributesOfTheItemItself) {
+  const std::string file = scratch.file("file");
+  ASSERT_EQ(symlink(file.c_str(), scratch.path("link").c_str()), 0);
+  const std::string value("a\0b", 3);
+  ASSERT_EQ(volumes.setAttribute(file, "com.example.one", value), std::nullopt);
+  ASSERT_EQ(volumes.setAttribute(file, "empty", ""), std::nullopt);
+  EXPECT_EQ(*volumes.attribute(file, "com.example.one"), value);
+  EXPECT_EQ(*volumes.attribute(file, "empty"), "");
+  EXPECT_EQ(getxattr(file.c_str(), "user.com.example.one", nullptr, 0), 3);
+  auto names = *volumes.attributeNames(file);
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names, (std::vector<std::string>{"user.com.example.one", "user.empty"}));
+
+  EXPECT_EQ(volumes.attribute(scratch.path("link"), "empty").error().domain, "POSIX");
+  EXPECT_NE(volumes.setAttribute(scratch.path("link"), "empty", "x"), std::nullopt);
+  EXPECT_EQ(volumes.removeAttribute(file, "empty"), std::nullopt);
+  EXPECT_EQ(volumes.removeAttribute(file, "empty")->code, ENODATA);
+  EXPECT_EQ(volumes.attribute(file, "empty").error().code, ENODATA);
+}
+
+TEST_F(LinuxVolumesTest, KnowsWhatLiesOnAnotherMachine) {
+  constexpr std::uint64_t kFuse = 0x65735546;
+  struct {
+    std::uint64_t magic;
+    const char* name;
+    bool remote;
+  } const kCases[] = {
+      {0x6969, "", true},           {0xFF534D42, "", true},       {0xFE534D42, "", true},
+      {0x01021997, "", true},       {0xEF53, "", false},          {0x01021994, "", false},
+      {kFuse, "fuse.sshfs", true},  {kFuse, "fuse.rclone", true}, {kFuse, "fuseblk", false},
+      {kFuse, "fuse", false},       {kFuse, "fuse.davfs2", true}, {kFuse, "fuse.bindfs", false},
+      {0xEF53, "fuse.sshfs", false}};
+  for (const auto& test : kCases)
+    EXPECT_EQ(isRemoteType(test.magic, test.name), test.remote) << test.magic << test.name;
+  EXPECT_TRUE(*volumes.isLocal("/proc"));
+}

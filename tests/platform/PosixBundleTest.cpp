@@ -1,0 +1,107 @@
+#include "platform/posix/PosixBundle.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+
+#include "platform/posix/Environment.h"
+#include "platform/posix/FileDefaults.h"
+#include "platform/posix/FileDescriptor.h"
+#include "platform/posix/NoLoginItems.h"
+#include "platform/posix/StandardErrorAlerts.h"
+#include "tests/support/Scratch.h"
+
+namespace {
+
+platform::Environment environmentOf(std::map<std::string, std::string> values) {
+  return [values = std::move(values)](const std::string& name) -> std::optional<std::string> {
+    const auto found = values.find(name);
+    if (found == values.end() || found->second.empty()) return std::nullopt;
+    return found->second;
+  };
+}
+
+}  // namespace
+
+TEST(Languages, ComeFromTheLocaleThatCounts) {
+  using Names = std::vector<std::string>;
+  const struct {
+    std::map<std::string, std::string> environment;
+    Names languages;
+  } cases[] = {{{{"LANG", "de_CH.UTF-8@euro"}}, {"de_CH", "de"}},
+               {{{"LANG", "de"}, {"LC_MESSAGES", "fr_FR"}}, {"fr_FR", "fr"}},
+               {{{"LANG", "de"}, {"LC_MESSAGES", "fr"}, {"LC_ALL", "ja"}}, {"ja"}},
+               {{{"LC_ALL", ""}, {"LANG", "sr@latin"}}, {"sr"}},
+               {{{"LANG", "de"}, {"LC_ALL", "C.UTF-8"}}, {}},
+               {{{"LANG", "POSIX"}}, {}},
+               {{}, {}}};
+  for (const auto& each : cases)
+    EXPECT_EQ(platform::preferredLanguages(environmentOf(each.environment)), each.languages);
+}
+
+TEST(PosixBundle, TakesEachTextFromTheBestLanguageThatHasIt) {
+  const Scratch scratch;
+  scratch.file("en.lproj/Localizable.strings",
+               "\"a\" = \"en a\"; \"b\" = \"en b\"; \"c\" = \"en c\";");
+  scratch.file("de.lproj/Localizable.strings", "\"a\" = \"de a\"; \"b\" = \"de b\";");
+  scratch.file("de_CH.lproj/Localizable.strings", "\"a\" = \"ch a\";");
+  scratch.file("de.lproj/Other.strings", "\"a\" = \"other a\";");
+  scratch.file("de.lproj/Broken.strings", "\"a\" = ");
+  const platform::PosixBundle bundle({"com.example.x",
+                                      "/opt/x/bin/x",
+                                      {{"CFBundleVersion", "7"}},
+                                      scratch.path(),
+                                      {"de_CH", "de"}});
+  const struct {
+    const char* key;
+    const char* table;
+    const char* text;
+  } cases[] = {{"a", "", "ch a"},     {"b", "", "de b"},         {"c", "Localizable", "en c"},
+               {"d", "", "d"},        {"a", "Other", "other a"}, {"b", "Other", "b"},
+               {"a", "Missing", "a"}, {"a", "Broken", "a"}};
+  for (const auto& each : cases)
+    EXPECT_EQ(bundle.localizedString(each.key, each.table), each.text) << each.key << each.table;
+  EXPECT_EQ(bundle.information("CFBundleVersion"), "7");
+  EXPECT_EQ(bundle.information("CFBundleName"), std::nullopt);
+}
+
+TEST(PosixBundle, FindsWhatLiesBesideTheProgram) {
+  EXPECT_EQ(platform::runningExecutable(), std::filesystem::canonical("/proc/self/exe"));
+  EXPECT_EQ(platform::besideExecutable("/usr/bin/x", "share/x"), "/usr/share/x");
+  EXPECT_EQ(platform::besideExecutable("/x", "share/x"), "/share/x");
+}
+
+TEST(FileDefaults, AnswersFromThePropertyListAsItIsNow) {
+  const Scratch scratch;
+  const std::string path = scratch.path("defaults.plist");
+  const platform::FileDefaults defaults(path);
+  EXPECT_EQ(defaults.string("style"), std::nullopt);
+  scratch.file("defaults.plist",
+               "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>style</key>"
+               "<string>Dark</string><key>variant</key><integer>6</integer></dict></plist>");
+  EXPECT_EQ(defaults.string("style"), "Dark");
+  EXPECT_EQ(defaults.integer("variant"), 6);
+  EXPECT_EQ(defaults.string("variant"), std::nullopt);
+  EXPECT_EQ(defaults.integer("style"), std::nullopt);
+  scratch.file("defaults.plist", "<plist><dict><key>style");
+  EXPECT_EQ(defaults.string("style"), std::nullopt);
+}
+
+TEST(WithoutADesktop, AlertsAreWrittenAndLoginItemsSaySo) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(pipe(ends.data()), 0);
+  const platform::FileDescriptor reading(ends[0]);
+  platform::FileDescriptor writing(ends[1]);
+  platform::StandardErrorAlerts alerts(writing.get());
+  EXPECT_EQ(alerts.runModal({"Title.", "Text.", {"Ok", "Other"}}), 0U);
+  EXPECT_EQ(alerts.runModal({"Alone.", "", {"Ok"}}), 0U);
+  writing.reset();
+  std::array<char, 100> text{};
+  ASSERT_GT(read(reading.get(), text.data(), text.size() - 1), 0);
+  EXPECT_STREQ(text.data(), "Title.\nText.\nAlone.\n");
+
+  platform::NoLoginItems items;
+  EXPECT_EQ(items.snapshot().error().text, "login items are not available yet on this system");
+  EXPECT_TRUE(items.insertHiddenAtEnd("/opt/x/bin/x"));
+  EXPECT_TRUE(items.remove({}));
+}

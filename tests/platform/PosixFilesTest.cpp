@@ -1,0 +1,223 @@
+#include "platform/posix/PosixFiles.h"
+
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <functional>
+#include <thread>
+
+#include "platform/posix/ExclusiveMove.h"
+#include "tests/support/Scratch.h"
+
+namespace fs = std::filesystem;
+using platform::FileKind;
+
+namespace {
+
+std::int64_t codeOf(const platform::Failure& failure) { return failure ? failure->code : 0; }
+
+struct stat factsOf(const std::string& path) {
+  struct stat facts {};
+  EXPECT_EQ(lstat(path.c_str(), &facts), 0) << path;
+  return facts;
+}
+
+std::size_t itemsIn(const std::string& folder) {
+  return static_cast<std::size_t>(
+      std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+}
+
+class PosixFiles : public testing::Test {
+ protected:
+  Scratch scratch;
+  platform::PosixFiles files;
+};
+
+}  // namespace
+
+TEST_F(PosixFiles, SeesKindsThroughLinks) {
+  fs::create_symlink(scratch.directory("directory"), scratch.path("toDirectory"));
+  fs::create_symlink(scratch.file("file"), scratch.path("toFile"));
+  fs::create_symlink("nowhere", scratch.path("dangling"));
+  const std::pair<const char*, FileKind> cases[] = {
+      {"directory", FileKind::Directory}, {"toDirectory", FileKind::Directory},
+      {"file", FileKind::Other},          {"toFile", FileKind::Other},
+      {"dangling", FileKind::Missing},    {"file/below", FileKind::Missing}};
+  for (const auto& [name, kind] : cases) EXPECT_EQ(files.kind(scratch.path(name)), kind) << name;
+}
+
+TEST_F(PosixFiles, ListsEveryNameAsItIs) {
+  std::vector<std::string> expected = {".hidden", "...", "a\nb", "\xFF\xFE", "-x", "sub", "link"};
+  for (std::size_t i = 0; i < 5; ++i) scratch.file("folder/" + expected[i]);
+  scratch.directory("folder/sub");
+  fs::create_symlink("nowhere", scratch.path("folder/link"));
+  auto found = files.names(scratch.path("folder"));
+  ASSERT_TRUE(found);
+  std::sort(found->begin(), found->end());
+  std::sort(expected.begin(), expected.end());
+  EXPECT_EQ(*found, expected);
+}
+
+TEST_F(PosixFiles, NamesThePathInItsErrors) {
+  const std::string path = scratch.path("missing");
+  const platform::SystemError expected{"POSIX", ENOENT, path + ": No such file or directory"};
+  EXPECT_EQ(files.names(path).error(), expected);
+  EXPECT_EQ(files.times(path).error(), expected);
+  EXPECT_EQ(files.contents(path).error(), expected);
+  EXPECT_EQ(files.remove(path), expected);
+  EXPECT_EQ(files.contents(scratch.path()).error().code, EISDIR);
+}
+
+TEST_F(PosixFiles, TellsTimesInWholeSeconds) {
+  const std::string path = scratch.file("file");
+  const timespec times[2] = {{1, 0}, {1'000'000'000, 999'999'999}};
+  ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+  const auto found = files.times(path);
+  ASSERT_TRUE(found);
+  EXPECT_EQ(found->modified, 1'000'000'000);
+  const auto changed = factsOf(path).st_ctim.tv_sec;
+  EXPECT_TRUE(found->created == 0 || std::abs(found->created - changed) <= 1) << found->created;
+}
+
+TEST_F(PosixFiles, MakesDirectoriesDownToTheLast) {
+  EXPECT_EQ(codeOf(files.createDirectories(scratch.path("a/b//c/"))), 0);
+  EXPECT_EQ(files.kind(scratch.path("a/b/c")), FileKind::Directory);
+  EXPECT_EQ(codeOf(files.createDirectories(scratch.path("a/b"))), 0);
+  EXPECT_EQ(codeOf(files.createDirectories("/proc/self")), 0);
+  EXPECT_EQ(codeOf(files.createDirectories("")), ENOENT);
+  scratch.file("file");
+  EXPECT_EQ(codeOf(files.createDirectories(scratch.path("file"))), ENOTDIR);
+  const auto below = files.createDirectories(scratch.path("file/x/y"));
+  ASSERT_TRUE(below);
+  EXPECT_EQ(below->text, scratch.path("file") + ": Not a directory");
+}
+
+// Both ways of moving keep one promise.
+class PosixMove
+    : public testing::TestWithParam<platform::Failure (*)(const std::string&, const std::string&)> {
+ protected:
+  Scratch scratch;
+};
+
+TEST_P(PosixMove, NeverReplaces) {
+  scratch.file("from/directory/file", "mine");
+  scratch.file("from/file", "mine");
+  for (const std::string source : {"from/directory", "from/file"}) {
+    const std::string file = scratch.file("to/file", "theirs");
+    const std::string empty = scratch.directory("to/empty");
+    fs::remove(scratch.path("to/dangling"));
+    fs::create_symlink("nowhere", scratch.path("to/dangling"));
+    for (const std::string target : {"to/file", "to/empty", "to/dangling"}) {
+      const auto failure = GetParam()(scratch.path(source), scratch.path(target));
+      ASSERT_TRUE(failure) << source << target;
+      EXPECT_EQ(failure->text, scratch.path(target) + ": File exists");
+      EXPECT_TRUE(fs::exists(scratch.path(source))) << target;
+    }
+    EXPECT_EQ(readFile(file), "theirs");
+    EXPECT_TRUE(fs::is_empty(empty));
+    EXPECT_EQ(fs::read_symlink(scratch.path("to/dangling")), "nowhere");
+  }
+}
+
+TEST_P(PosixMove, MovesFilesDirectoriesAndLinks) {
+  scratch.file("file", "text");
+  scratch.file("directory/sub/file", "text");
+  fs::create_symlink("nowhere", scratch.path("link"));
+  const auto inode = factsOf(scratch.path("directory/sub/file")).st_ino;
+  for (const std::string name : {"file", "directory", "link"}) {
+    EXPECT_EQ(codeOf(GetParam()(scratch.path(name), scratch.path("moved-" + name))), 0) << name;
+    EXPECT_FALSE(fs::exists(fs::symlink_status(scratch.path(name)))) << name;
+  }
+  EXPECT_EQ(readFile(scratch.path("moved-file")), "text");
+  EXPECT_EQ(factsOf(scratch.path("moved-directory/sub/file")).st_ino, inode);
+  EXPECT_EQ(fs::read_symlink(scratch.path("moved-link")), "nowhere");
+}
+
+TEST_P(PosixMove, LeavesEverythingWhereItFails) {
+  const std::string volume = scratch.directory("volume");
+  ASSERT_EQ(mount("tmpfs", volume.c_str(), "tmpfs", 0, nullptr), 0);
+  scratch.file("directory/file");
+  scratch.file("file");
+  for (const std::string name : {"directory", "file"})
+    EXPECT_EQ(codeOf(GetParam()(scratch.path(name), volume + "/" + name)), EXDEV) << name;
+  EXPECT_TRUE(fs::is_empty(volume));
+  EXPECT_TRUE(fs::exists(scratch.path("directory/file")));
+  EXPECT_EQ(codeOf(GetParam()(scratch.path("missing"), scratch.path("x"))), ENOENT);
+  EXPECT_EQ(codeOf(GetParam()(scratch.path("directory"), scratch.path("directory/in"))), EINVAL);
+  EXPECT_TRUE(fs::exists(scratch.path("directory/file")));
+  EXPECT_FALSE(fs::exists(scratch.path("directory/in")));
+  umount2(volume.c_str(), MNT_DETACH);
+}
+
+INSTANTIATE_TEST_SUITE_P(BothWays, PosixMove,
+                         testing::Values(&platform::moveExclusively,
+                                         &platform::moveExclusivelyInSteps));
+
+TEST_F(PosixFiles, ReplacesContentsAndKeepsModeAndOwner) {
+  const std::string fresh = scratch.path("fresh");
+  EXPECT_EQ(codeOf(files.replaceContents(fresh, "one")), 0);
+  EXPECT_EQ(factsOf(fresh).st_mode & 07777, 0600U);
+  ASSERT_EQ(chmod(fresh.c_str(), 0640), 0);
+  const bool given = chown(fresh.c_str(), 1234, 4321) == 0;  // not in a user namespace
+  const auto before = factsOf(fresh);
+  const std::string bytes("two\0\n\xFF", 6);
+  EXPECT_EQ(codeOf(files.replaceContents(fresh, bytes)), 0);
+  const auto after = factsOf(fresh);
+  EXPECT_EQ(*files.contents(fresh), bytes);
+  EXPECT_EQ(after.st_mode & 07777, 0640U);
+  EXPECT_EQ(std::pair(after.st_uid, after.st_gid), std::pair(before.st_uid, before.st_gid))
+      << given;
+  EXPECT_NE(after.st_ino, before.st_ino);
+  EXPECT_EQ(itemsIn(scratch.path()), 1U);
+}
+
+TEST_F(PosixFiles, ReplacesWhatALinkLeadsTo) {
+  scratch.file("real/file", "old");
+  fs::create_symlink("../real/file", scratch.directory("links") + "/one");
+  fs::create_symlink("one", scratch.path("links/two"));
+  fs::create_symlink("../real/new", scratch.path("links/dangling"));
+  EXPECT_EQ(codeOf(files.replaceContents(scratch.path("links/two"), "new")), 0);
+  EXPECT_EQ(codeOf(files.replaceContents(scratch.path("links/dangling"), "made")), 0);
+  EXPECT_EQ(readFile(scratch.path("real/file")), "new");
+  EXPECT_EQ(readFile(scratch.path("real/new")), "made");
+  EXPECT_TRUE(fs::is_symlink(scratch.path("links/two")));
+  fs::create_symlink("loop", scratch.path("loop"));
+  EXPECT_EQ(codeOf(files.replaceContents(scratch.path("loop"), "")), ELOOP);
+}
+
+TEST_F(PosixFiles, KeepsTheFormerContentsWhenReplacingFails) {
+  const std::string volume = scratch.directory("volume");
+  ASSERT_EQ(mount("tmpfs", volume.c_str(), "tmpfs", 0, "size=64k"), 0);
+  const std::string path = scratch.file("volume/file", "former");
+  EXPECT_EQ(codeOf(files.replaceContents(path, std::string(1U << 20U, 'x'))), ENOSPC);
+  EXPECT_EQ(readFile(path), "former");
+  EXPECT_EQ(itemsIn(volume), 1U);
+  EXPECT_EQ(codeOf(files.replaceContents(scratch.directory("volume/folder"), "x")), EISDIR);
+  EXPECT_EQ(codeOf(files.replaceContents(scratch.path("volume/none/file"), "x")), ENOENT);
+  EXPECT_EQ(itemsIn(volume), 2U);
+  umount2(volume.c_str(), MNT_DETACH);
+}
+
+TEST_F(PosixFiles, ShowsReadersOnlyWholeContents) {
+  const std::string first(100'000, 'a');
+  const std::string second(70'000, 'b');
+  const std::string path = scratch.file("file", first);
+  std::atomic<bool> done = false;
+  std::thread writer([&] {
+    for (int i = 0; i < 200; ++i)
+      EXPECT_EQ(codeOf(files.replaceContents(path, i % 2 == 0 ? second : first)), 0);
+    done = true;
+  });
+  std::size_t torn = 0;
+  while (!done) {
+    const auto seen = files.contents(path);
+    torn += seen && (*seen == first || *seen == second) ? 0U : 1U;
+  }
+  writer.join();
+  EXPECT_EQ(torn, 0U);
+}

@@ -1,0 +1,126 @@
+#include "device/QVRamDiskDevice.h"
+#include "tests/support/EngineTest.h"
+
+namespace {
+
+class RecordTest : public EngineTest {};
+
+TEST_F(RecordTest, ANewRecordIsAPlainDiskOfItsOwn) {
+  const auto disk = QVRamDisk::init();
+  EXPECT_EQ(disk->type(), QVRamDiskType_Default);
+  EXPECT_EQ(disk->name(), "RamDisk");
+  EXPECT_EQ(disk->displayName(), "RamDisk");
+  EXPECT_EQ(disk->size(), QVRamDisk::defaultCapSize());
+  EXPECT_EQ(disk->diskUsage(), 0.0);
+  EXPECT_EQ(disk->hasContents(), -1);
+  EXPECT_EQ(disk->identifier().value_or("").size(), 36U);
+  EXPECT_FALSE(disk->isEqual(QVRamDisk::init()));
+  EXPECT_FALSE(disk->isEqual(nullptr));
+  EXPECT_TRUE(disk->isEqual(disk));
+}
+
+TEST_F(RecordTest, AKindThatIsNotAvailableMakesAPlainDiskUnlessSettingsAreKept) {
+  const auto disk = QVRamDisk::init();
+  disk->setName("mine");
+  disk->setSize(kSize);
+  disk->setBackupMode(QVRamDiskBackupMode_Base);
+  disk->changeToType(QVRamDiskType_Safari, QVRamDiskChangeTypeKeepSettings);
+  EXPECT_EQ(disk->name(), "mine");
+  EXPECT_EQ(disk->backupMode(), QVRamDiskBackupMode_Base);
+  disk->changeToType(QVRamDiskType_Safari, 0);
+  EXPECT_EQ(disk->name(), "RamDisk");
+  EXPECT_EQ(disk->size(), QVRamDisk::defaultCapSize());
+  EXPECT_EQ(disk->backupMode(), QVRamDiskBackupMode_None);
+}
+
+TEST_F(RecordTest, AnAvailableKindBringsItsNameDirectoryAndSize) {
+  platform::KindFacts facts;
+  facts.type = QVRamDiskType_Firefox;
+  facts.application.usualPlace = scratch.directory("firefox");
+  facts.preset.checks = {{platform::PresetCheck::Test::Application, -1, {}, {}, 0, {}}};
+  facts.preset.name = "cache";
+  facts.preset.mountDirectory = home;
+  facts.preset.size = 4'000'000'000;
+  places->kinds = platform::KindTable{facts};
+  const auto disk = QVRamDisk::init();
+  disk->setPreferWired(true);
+  disk->setBackupMode(QVRamDiskBackupMode_Base);
+  disk->changeToType(QVRamDiskType_Firefox, QVRamDiskChangeTypeKeepSettings);
+  EXPECT_EQ(disk->type(), QVRamDiskType_Firefox);
+  EXPECT_EQ(disk->name(), "cache");
+  EXPECT_EQ(disk->mountDirectory(), home);
+  EXPECT_FALSE(disk->preferWired());
+  EXPECT_NE(disk->size(), 4'000'000'000U);
+  EXPECT_EQ(disk->backupMode(), QVRamDiskBackupMode_Base);
+  disk->changeToType(QVRamDiskType_Firefox, 0);
+  EXPECT_EQ(disk->size(), 4'000'000'000U);
+  EXPECT_EQ(disk->backupMode(), QVRamDiskBackupMode_None);
+  EXPECT_NE(disk->displayName(), "cache");
+}
+
+// The state that each way of finding the volume leads to.
+TEST_F(RecordTest, TheRefreshFollowsTheVolume) {
+  const auto disk = diskOver("cache", QVRamDiskBackupMode_None);
+  const auto node = [&] { return disk->deviceNode().value_or(""); };
+  ASSERT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
+  disk->update();
+  EXPECT_FALSE(disk->update()) << "nothing changed since";
+  EXPECT_EQ(disk->status(), QVRamDiskStatus_mounted);
+
+  faults->fail("attributes");
+  EXPECT_TRUE(disk->update());
+  EXPECT_EQ(disk->volSize(), 0U);
+  EXPECT_EQ(log->count("attributes==nil mountPoint:" + folder("cache")), 1U);
+  disk->update();
+
+  const auto path = disk->path();
+  faults->fail("mounts");
+  EXPECT_TRUE(disk->update());
+  EXPECT_EQ(disk->status(), QVRamDiskStatus_notCreated);
+  EXPECT_EQ(disk->path(), std::nullopt);
+  EXPECT_EQ(log->count("mountPoint==nil infos:"), 1U);
+  EXPECT_FALSE(disk->update()) << "without a path the device list is not asked";
+  disk->setPath(path);
+  disk->update();
+
+  QVRamDiskDevice::setExtendedRamDiskInfos({{"identifier", "another"}, {"deviceNode", node()}}, path);
+  EXPECT_TRUE(disk->update());
+  EXPECT_EQ(disk->status(), QVRamDiskStatus_notCreated);
+  EXPECT_EQ(disk->path(), path);
+  QVRamDiskDevice::setExtendedRamDiskInfos({{"identifier", *disk->identifier()}}, path);
+  disk->update();
+  EXPECT_EQ(disk->status(), QVRamDiskStatus_notCreated) << "a label without a device node";
+  platform::services().volumes->removeAttribute(*path, kRamDiskInfoAttributeName);
+  disk->update();
+  EXPECT_EQ(disk->path(), std::nullopt);
+  EXPECT_EQ(log->count("getExtentedRamDiskInfos==NO"), 1U);
+}
+
+TEST_F(RecordTest, AVolumeMountedElsewhereIsFoundByItsDevice) {
+  const auto disk = diskOver("cache", QVRamDiskBackupMode_None);
+  ASSERT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
+  disk->setPath(work + "/gone");
+  EXPECT_FALSE(disk->update()) << "the status stays mounted";
+  EXPECT_EQ(disk->path(), folder("cache"));
+  disk->setPath(work + "/gone");
+  disk->setDeviceNode("/dev/disk99");
+  EXPECT_TRUE(disk->update());
+  EXPECT_EQ(disk->status(), QVRamDiskStatus_notCreated);
+}
+
+TEST_F(RecordTest, ContentsAreWhatTheUserPutThere) {
+  const auto disk = diskOver("cache", QVRamDiskBackupMode_None);
+  ASSERT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
+  for (const char* system : {".DS_Store", ".fseventsd", ".Trashes", ".localized"})
+    scratch.file("home/work/cache/" + std::string(system));
+  EXPECT_EQ(disk->hasContents(), 0);
+  scratch.file("home/work/cache/mine");
+  EXPECT_EQ(disk->hasContents(), 1);
+  faults->fail("names");
+  EXPECT_EQ(disk->hasContents(), -1);
+  EXPECT_EQ(log->count("contents==nil path:" + folder("cache")), 1U);
+  disk->setAction(QVRamDiskActionBackup);
+  EXPECT_EQ(disk->hasContents(), -1);
+}
+
+}  // namespace

@@ -1,0 +1,240 @@
+#pragma once
+// In-memory stand-ins for what a test must be able to dictate: the machine, the log's reader, the
+// user at an alert. What can be real in a test (files, volumes, tools) is real.
+
+#include <algorithm>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "platform/Services.h"
+
+namespace doubles {
+
+class RecordingLog : public platform::SystemLog {
+ public:
+  void write(std::int64_t, std::string_view text) override {
+    const std::lock_guard lock(mutex_);
+    entries_.emplace_back(text);
+  }
+
+  std::vector<std::string> entries() const {
+    const std::lock_guard lock(mutex_);
+    return entries_;
+  }
+
+  // How many entries hold the text.
+  std::size_t count(std::string_view text) const {
+    const auto all = entries();
+    return static_cast<std::size_t>(std::count_if(
+        all.begin(), all.end(), [&](const auto& e) { return e.find(text) != std::string::npos; }));
+  }
+
+  void clear() {
+    const std::lock_guard lock(mutex_);
+    entries_.clear();
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<std::string> entries_;
+};
+
+class RecordingAlerts : public platform::Alerts {
+ public:
+  std::size_t runModal(const platform::Alert& alert) override {
+    shown.push_back(alert);
+    return 0;
+  }
+  std::vector<platform::Alert> shown;
+};
+
+// Runs everything at once on the thread that asks, and timers when the test says so.
+class DirectMainLoop : public platform::MainLoop {
+ public:
+  bool isMainThread() const override { return std::this_thread::get_id() == main_; }
+  void post(Task task) override { task(); }
+  void postAndWait(Task task) override { task(); }
+  TimerId after(std::chrono::milliseconds, Task task) override { return add(std::move(task), false); }
+  TimerId every(std::chrono::milliseconds interval, Task task) override {
+    lastInterval = interval;
+    return add(std::move(task), true);
+  }
+  void cancel(TimerId timer) override { timers_.erase(timer); }
+  void run() override {}
+  void stop() override {}
+  void sleep(std::chrono::milliseconds time) override { slept += time; }
+  std::chrono::milliseconds slept{0};
+
+  // Lets every timer fire once.
+  void fire() {
+    auto due = timers_;
+    for (auto& [id, timer] : due) {
+      if (!timer.second) timers_.erase(id);
+      timer.first();
+    }
+  }
+  std::size_t timerCount() const { return timers_.size(); }
+  std::chrono::milliseconds lastInterval{0};
+
+ private:
+  TimerId add(Task task, bool repeats) {
+    timers_[++last_] = {std::move(task), repeats};
+    return last_;
+  }
+  std::thread::id main_ = std::this_thread::get_id();
+  std::map<TimerId, std::pair<Task, bool>> timers_;
+  TimerId last_ = 0;
+};
+
+class FakeBundle : public platform::Bundle {
+ public:
+  std::string identifier() const override { return "com.example.test"; }
+  std::string executablePath() const override { return "/opt/example/bin/tarnvale-test"; }
+  std::optional<std::string> information(std::string_view key) const override {
+    const auto found = infos.find(std::string(key));
+    return found == infos.end() ? std::nullopt : std::optional(found->second);
+  }
+  std::string localizedString(std::string_view key, std::string_view) const override {
+    const auto found = texts.find(std::string(key));
+    return found == texts.end() ? std::string(key) : found->second;
+  }
+  std::map<std::string, std::string> infos;
+  std::map<std::string, std::string> texts;
+};
+
+class FakeDefaults : public platform::Defaults {
+ public:
+  std::optional<std::string> string(std::string_view key) const override {
+    const auto found = strings.find(std::string(key));
+    return found == strings.end() ? std::nullopt : std::optional(found->second);
+  }
+  std::optional<std::int64_t> integer(std::string_view key) const override {
+    const auto found = integers.find(std::string(key));
+    return found == integers.end() ? std::nullopt : std::optional(found->second);
+  }
+  std::map<std::string, std::string> strings;
+  std::map<std::string, std::int64_t> integers;
+};
+
+class FakeApplications : public platform::Applications {
+ public:
+  std::optional<std::string> pathOfApplication(std::string_view id) const override {
+    const auto found = paths.find(std::string(id));
+    return found == paths.end() ? std::nullopt : std::optional(found->second);
+  }
+  std::optional<std::string> information(const std::string& path,
+                                         std::string_view key) const override {
+    const auto found = infos.find({path, std::string(key)});
+    return found == infos.end() ? std::nullopt : std::optional(found->second);
+  }
+  std::vector<platform::RunningApplication> running(std::string_view id) const override {
+    std::vector<platform::RunningApplication> found;
+    for (const auto& application : applications)
+      if (application.bundleIdentifier == id) found.push_back(application);
+    return found;
+  }
+  bool terminate(const platform::RunningApplication&) override { return true; }
+  bool forceTerminate(const platform::RunningApplication&) override { return true; }
+
+  std::map<std::string, std::string> paths;                         // by bundle identifier
+  std::map<std::pair<std::string, std::string>, std::string> infos;  // by path and key
+  std::vector<platform::RunningApplication> applications;
+};
+
+class FakeWorkspace : public platform::Workspace {
+ public:
+  bool setIconFromFile(const std::string& iconFile, const std::string& path) override {
+    icons.emplace_back(iconFile, path);
+    return succeeds;
+  }
+  std::vector<std::pair<std::string, std::string>> icons;
+  bool succeeds = true;
+};
+
+class FakeNotifications : public platform::Notifications {
+ public:
+  void post(const platform::Notification& notification) override { posted.push_back(notification); }
+  ObserverId observe(const std::string&, Observer) override { return 0; }
+  void remove(ObserverId) override {}
+  std::vector<platform::Notification> posted;
+};
+
+class FakeLoginItems : public platform::LoginItems {
+ public:
+  platform::Result<std::vector<platform::LoginItem>> snapshot() const override { return items; }
+  platform::Failure insertHiddenAtEnd(const std::string& path) override {
+    items.push_back({path, path, path, false});
+    return {};
+  }
+  platform::Failure remove(const platform::LoginItem&) override { return {}; }
+  std::vector<platform::LoginItem> items;
+};
+
+class FakeMachine : public platform::Machine {
+ public:
+  std::uint64_t physicalMemory() const override { return memory; }
+  std::optional<platform::VirtualMemoryPages> virtualMemory() const override { return pages; }
+  std::optional<std::string> hardwareModel(int& code) const override {
+    code = errorCode;
+    return model;
+  }
+  std::optional<std::uint32_t> processorFrequency(int& code) const override {
+    code = errorCode;
+    return frequency;
+  }
+  std::int64_t processorCount() const override { return processors; }
+  double uptime() const override { return uptimeSeconds; }
+  std::optional<bool> isSystemAtLeast(int major, int minor, int) const override {
+    if (!answersVersion) return std::nullopt;
+    return std::pair(systemMajor, systemMinor) >= std::pair(major, minor);
+  }
+  std::optional<std::string> productVersion() const override { return product; }
+
+  std::uint64_t memory = 16ULL << 30U;
+  std::optional<platform::VirtualMemoryPages> pages;
+  std::optional<std::string> model;
+  std::optional<std::uint32_t> frequency;
+  int errorCode = -1;
+  std::int64_t processors = 4;
+  double uptimeSeconds = 0;
+  bool answersVersion = true;
+  int systemMajor = 11;
+  int systemMinor = 0;
+  std::optional<std::string> product;
+};
+
+// A platform laid out below one folder, its "root".
+class FakePlaces : public platform::Places {
+ public:
+  explicit FakePlaces(std::string root) : root_(std::move(root)) {}
+
+  std::string tool(platform::Tool tool) const override {
+    const auto found = tools.find(tool);
+    return found == tools.end() ? "/nonexistent" : found->second;
+  }
+  std::optional<std::string> home() const override { return homeIsKnown ? std::optional(root_ + "/home") : std::nullopt; }
+  std::vector<std::string> applicationSupportDirectories() const override { return {root_ + "/home/support"}; }
+  std::vector<std::string> cachesDirectories() const override { return {root_ + "/home/caches"}; }
+  std::string preferencesDirectory() const override { return root_ + "/home/preferences"; }
+  std::string volumesDirectory() const override { return root_ + "/Volumes"; }
+  std::string usersDirectory() const override { return root_ + "/Users"; }
+  std::vector<std::string> protectedDirectories() const override { return protectedPaths; }
+  std::vector<std::string> libraryPrefixes() const override { return {root_ + "/home/Library"}; }
+  std::vector<std::string> allowedLibraryPrefixes() const override { return {root_ + "/home/Library/Developer"}; }
+  bool isVolumeType(std::string_view type) const override { return type == "tmpfs" || type == "ext4"; }
+  platform::KindTable kindTable() const override { return kinds; }
+
+  std::map<platform::Tool, std::string> tools;
+  std::vector<std::string> protectedPaths;
+  platform::KindTable kinds;
+  bool homeIsKnown = true;
+
+ private:
+  std::string root_;
+};
+
+}  // namespace doubles

@@ -1,0 +1,153 @@
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "system/QVDirectoryStatistics.h"
+#include "tests/system/SystemTest.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class DirectoryStatisticsTest : public SystemTest {
+ protected:
+  // A path of exactly `length` bytes below the scratch folder, all of it existing.
+  std::string directoryOfLength(std::size_t length) const {
+    std::string path = scratch.path();
+    while (length - path.size() > 201) path += "/" + std::string(100, 'd');
+    path += "/" + std::string(length - path.size() - 1, 'e');
+    fs::create_directories(path);
+    return path;
+  }
+};
+
+// Someone whom permissions bind, for the life of this.
+class OrdinaryUser {
+ public:
+  OrdinaryUser() : succeeded_(seteuid(65534) == 0) {}
+  ~OrdinaryUser() {
+    if (succeeded_ && seteuid(0) != 0) std::abort();
+  }
+  OrdinaryUser(const OrdinaryUser&) = delete;
+  OrdinaryUser& operator=(const OrdinaryUser&) = delete;
+  explicit operator bool() const { return succeeded_; }
+
+ private:
+  bool succeeded_;
+};
+
+TEST_F(DirectoryStatisticsTest, CountsEachSortOfEntry) {
+  scratch.file("root/a", "12345");
+  scratch.file("root/.hidden/b", "678");
+  scratch.file("root/.hidden/.DS_Store");
+  fs::resize_file(scratch.file("root/x/y/sparse"), 5ULL << 30U);
+  scratch.directory("root/empty/empty");
+  scratch.file("outside/large", std::string(100000, 'l'));
+  fs::create_symlink(scratch.path("outside"), scratch.path("root/link"));
+  fs::create_symlink("nowhere", scratch.path("root/x/dangling"));
+  ASSERT_EQ(mkfifo(scratch.path("root/fifo").c_str(), 0600), 0);
+
+  QVDirectoryStatistics counted{1, 10, 100, 1000};
+  EXPECT_EQ(GetDirectoryStatistics(scratch.path("root").c_str(), &counted), 0);
+  EXPECT_EQ(counted, (QVDirectoryStatistics{1 + 8 + (5ULL << 30U), 10 + 4, 100 + 5, 1000 + 2}));
+  QVDirectoryStatistics throughLink;
+  EXPECT_TRUE(QVGetDirectoryStatistics(&throughLink, 0, scratch.path("root/link")));
+  EXPECT_EQ(throughLink, (QVDirectoryStatistics{100000, 1, 0, 0}));
+  EXPECT_TRUE(log->entries().empty());
+}
+
+TEST_F(DirectoryStatisticsTest, FindsTheFirstFileAnywhere) {
+  scratch.directory("none/a/b");
+  fs::create_symlink("/etc", scratch.path("none/a/link"));
+  ASSERT_EQ(mkfifo(scratch.path("none/fifo").c_str(), 0600), 0);
+  EXPECT_EQ(DirectoryContainsAtLeastFile(scratch.path("none").c_str()), 0);
+  scratch.file("none/a/b/.file");
+  EXPECT_EQ(DirectoryContainsAtLeastFile(scratch.path("none/").c_str()), 1);
+  EXPECT_TRUE(log->entries().empty());
+}
+
+TEST_F(DirectoryStatisticsTest, SaysWhyARootCannotBeWalked) {
+  const auto missing = scratch.path("missing");
+  const auto file = scratch.file("file");
+  const struct {
+    const char* path;
+    std::int32_t result;
+    std::string message;
+  } cases[] = {{nullptr, -1, "dirPathL==0 dirPath:(null)"},
+               {"", -1, "dirPathL==0 dirPath:"},
+               {missing.c_str(), -2,
+                "dir==NULL dirPath:" + missing + " errno:2 (No such file or directory)"},
+               {file.c_str(), -2, "dir==NULL dirPath:" + file + " errno:20 (Not a directory)"}};
+  for (const auto& c : cases) {
+    QVDirectoryStatistics counted;
+    log->clear();
+    EXPECT_EQ(GetDirectoryStatistics(c.path, &counted), c.result);
+    EXPECT_EQ(DirectoryContainsAtLeastFile(c.path), c.result);
+    EXPECT_EQ(counted, QVDirectoryStatistics{});
+    ASSERT_EQ(log->count(c.message), 2U) << c.message;
+    EXPECT_TRUE(log->entries()[0].starts_with("ERROR GetDirectoryStatistics:"));
+    EXPECT_TRUE(log->entries()[1].starts_with("ERROR DirectoryContainsAtLeastFile:"));
+  }
+}
+
+TEST_F(DirectoryStatisticsTest, RefusesWholeSystems) {
+  scratch.file("Volumes/disk/file");
+  QVDirectoryStatistics counted;
+  EXPECT_FALSE(QVGetDirectoryStatistics(&counted, 0, std::nullopt));
+  EXPECT_FALSE(QVGetDirectoryStatistics(&counted, 0, "/"));
+  EXPECT_FALSE(QVGetDirectoryStatistics(&counted, 0, scratch.path("Volumes")));
+  EXPECT_TRUE(log->entries().empty());
+  EXPECT_FALSE(QVGetDirectoryStatistics(&counted, 0, scratch.path("missing")));
+  EXPECT_EQ(counted, QVDirectoryStatistics{});
+  EXPECT_TRUE(QVGetDirectoryStatistics(&counted, 0, scratch.path("Volumes/disk")));
+}
+
+TEST_F(DirectoryStatisticsTest, GivesUpWhereAPathReachesTheLimit) {
+  const auto deep = directoryOfLength(1000);
+  std::ofstream(deep + "/" + std::string(21, 'f')) << "12345";  // 1022 bytes with its slash
+  QVDirectoryStatistics counted;
+  EXPECT_EQ(GetDirectoryStatistics(deep.c_str(), &counted), 0);
+  EXPECT_EQ(counted, (QVDirectoryStatistics{5, 1, 0, 0}));
+  EXPECT_EQ(DirectoryContainsAtLeastFile((deep + "/").c_str()), 1);
+  EXPECT_TRUE(log->entries().empty());
+
+  fs::rename(deep + "/" + std::string(21, 'f'), deep + "/" + std::string(22, 'f'));
+  for (const std::string& root : {deep, deep + "/", scratch.path()}) {
+    log->clear();
+    counted = {};
+    EXPECT_EQ(GetDirectoryStatistics(root.c_str(), &counted), -4);
+    EXPECT_EQ(DirectoryContainsAtLeastFile(root.c_str()), -4);
+    EXPECT_EQ(counted.fileCount, 0U);
+    EXPECT_EQ(log->count("entryPathL>=MAXPATHLEN entryPathL:1023"), 2U);
+  }
+}
+
+TEST_F(DirectoryStatisticsTest, WalksNoPathBeyondTheLimit) {
+  const auto beyond = directoryOfLength(1500);
+  QVDirectoryStatistics counted;
+  EXPECT_EQ(GetDirectoryStatistics(beyond.c_str(), &counted), 0) << "it holds nothing";
+  std::ofstream(beyond + "/f") << "1";
+  EXPECT_EQ(GetDirectoryStatistics(beyond.c_str(), &counted), -4);
+}
+
+TEST_F(DirectoryStatisticsTest, PassesOverWhatItMayNotRead) {
+  fs::permissions(scratch.path(), fs::perms(0755));
+  scratch.file("root/closed/a", "123");
+  scratch.file("root/unsearchable/b", "123");
+  fs::permissions(scratch.path("root/closed"), fs::perms::none);
+  fs::permissions(scratch.path("root/unsearchable"), fs::perms(0444));
+  const OrdinaryUser user;
+  if (!user) GTEST_SKIP() << "there is no other user here";
+
+  QVDirectoryStatistics counted;
+  EXPECT_EQ(GetDirectoryStatistics(scratch.path("root").c_str(), &counted), 0);
+  EXPECT_EQ(counted, (QVDirectoryStatistics{0, 1, 2, 0}));
+  const auto closed = scratch.path("root/closed");
+  EXPECT_EQ(log->count("dir==NULL dirPath:" + closed + " errno:13 (Permission denied)"), 1U);
+  EXPECT_EQ(log->count(" GetDirectoryStatistics:-2 entryPath:" + closed), 1U);
+  EXPECT_EQ(log->count("stat==-1 entryPath:" + scratch.path("root/unsearchable/b") + " errno:13"),
+            1U);
+  EXPECT_EQ(DirectoryContainsAtLeastFile(scratch.path("root").c_str()), 1);
+}
+
+}  // namespace

@@ -1,0 +1,200 @@
+#include <sys/mount.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "system/ExtendedAttributes.h"
+#include "system/QVFunctions.h"
+#include "tests/system/SystemTest.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Text = std::optional<std::string>;
+
+class FilesTest : public SystemTest {};
+
+std::string repeated(std::string_view text, int times) {
+  std::string all;
+  while (times-- > 0) all += text;
+  return all;
+}
+
+TEST_F(FilesTest, AcceptsOnlyLegalNames) {
+  for (const auto& name :
+       {std::string("RamDisk"), std::string(".hidden"), std::string("a b-c_1.2"),
+        std::string("Gr\u00FCn (1) #2 \u65E5\u672C"), std::string("*?'%&!"), repeated("a", 254),
+        repeated("\u00FC", 254), repeated("\U00020000", 127)}) {
+    EXPECT_TRUE(QVFunctions::isLegalFilename(name)) << name;
+  }
+  for (const auto& name :
+       {std::string(), repeated("a", 255), repeated("\U00020000", 128), std::string("a\nb"),
+        std::string("a\u2028"), std::string("\u0085"), std::string("a\x7F"), std::string("a\0b", 3),
+        std::string("a\u200Db"), std::string("\u0378"), std::string("\uFFFE"),
+        std::string("\U0001F600"), std::string("a\xFF")}) {
+    EXPECT_FALSE(QVFunctions::isLegalFilename(name)) << name;
+  }
+  for (const char c : std::string_view("+$^~=`:/\\|\"<>")) {
+    EXPECT_FALSE(QVFunctions::isLegalFilename(std::string("a") + c + "b")) << c;
+  }
+  EXPECT_FALSE(QVFunctions::isLegalFilename(std::nullopt));
+}
+
+TEST_F(FilesTest, SecuresNames) {
+  const struct {
+    Text name;
+    Text substitution;
+    Text secured;
+  } cases[] = {{std::nullopt, "x", std::nullopt},
+               {"a:b", "", "a_b"},
+               {":/\\|\"<>", std::nullopt, "_______"},
+               {"a+b=c\n", "-", "a+b=c\n"},
+               {"a/b//c", "--", "a--b----c"},
+               {"a:b", "::", "a::b"},
+               {"a:b/c", "/", "a/b/c"},
+               {"a:b", "<", "a<b"},
+               {"a:b", "|>", "a||>|>b"},  // one after the other, what was put in included
+               {"", "-", ""}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(QVFunctions::securisedFileName(c.name, c.substitution), c.secured);
+  }
+}
+
+TEST_F(FilesTest, MakesSureOfDirectories) {
+  using F = QVFunctions;
+  EXPECT_FALSE(F::checkDirectoryAtPath(std::nullopt, true));
+  EXPECT_TRUE(F::checkDirectoryAtPath(scratch.path("a/b/c"), false));
+  EXPECT_TRUE(fs::is_directory(scratch.path("a/b/c")));
+  scratch.file("a/b/c/kept");
+  EXPECT_TRUE(F::checkDirectoryAtPath(scratch.path("a/b/c"), true));
+  EXPECT_TRUE(fs::exists(scratch.path("a/b/c/kept")));
+
+  const auto file = scratch.file("file", "text");
+  EXPECT_FALSE(F::checkDirectoryAtPath(file, false));
+  EXPECT_EQ(readFile(file), "text");
+  EXPECT_TRUE(log->entries().empty());
+  EXPECT_TRUE(F::checkDirectoryAtPath(file, true));
+  EXPECT_TRUE(fs::is_directory(file));
+  EXPECT_EQ(log->count("isDir==NO dirPath:" + file), 1U);
+
+  const auto impossible = scratch.file("other") + "/below";
+  EXPECT_FALSE(F::checkDirectoryAtPath(impossible, true));
+  EXPECT_EQ(log->count("createDirectoryAtPath==NO dirPath:" + impossible), 1U);
+}
+
+TEST_F(FilesTest, MakesTheApplicationsOwnDirectories) {
+  const auto support = scratch.path("home/support/com.example.test");
+  const auto caches = scratch.path("home/caches/com.example.test/qvfunctions-caches");
+  EXPECT_EQ(QVFunctions::appSupportPath(std::nullopt), support);
+  EXPECT_EQ(QVFunctions::appSupportPath("RamDisks"), support + "/RamDisks");
+  EXPECT_EQ(QVFunctions::cachesDirPath(std::nullopt), caches);
+  EXPECT_EQ(QVFunctions::cachesDirPath("a/b"), caches + "/a/b");
+  EXPECT_TRUE(fs::is_directory(support + "/RamDisks"));
+  EXPECT_TRUE(fs::is_directory(caches + "/a/b"));
+  EXPECT_TRUE(alerts->shown.empty());
+}
+
+TEST_F(FilesTest, ReportsOwnDirectoriesThatCannotBeMade) {
+  const auto support = scratch.path("home/support/com.example.test");
+  const auto caches = scratch.path("home/caches/com.example.test/qvfunctions-caches");
+  scratch.file("home/support");
+  scratch.file("home/caches");
+  EXPECT_EQ(QVFunctions::appSupportPath("x"), support + "/x");
+  EXPECT_EQ(QVFunctions::cachesDirPath(std::nullopt), caches);
+  EXPECT_EQ(log->count("CRITIRAL EXCEPTION"), 3U);
+  EXPECT_EQ(log->count("QVFunctions checkDirectoryAtPath==NO supportDir:" + support), 1U);
+  EXPECT_EQ(log->count("QVFunctions checkDirectoryAtPath==NO dirPath:" + support + "/x"), 1U);
+  EXPECT_EQ(log->count("QVFunctions checkDirectoryAtPath==NO cachesDir:" + caches), 1U);
+  EXPECT_EQ(alerts->shown.size(), 3U);
+  // Known from here on, and not tried again.
+  EXPECT_EQ(QVFunctions::appSupportPath(std::nullopt), support);
+  EXPECT_EQ(alerts->shown.size(), 3U);
+}
+
+TEST_F(FilesTest, EmptiesADirectory) {
+  scratch.file("full/a/b/c", "text");
+  scratch.file("full/.hidden");
+  scratch.file("outside/kept");
+  fs::create_symlink(scratch.path("outside"), scratch.path("full/link"));
+  std::vector<QVFunctions::ItemFailure> errors(2);
+  EXPECT_TRUE(QVFunctions::cleanDirectoryContentsAtPath(scratch.path("full"), errors));
+  EXPECT_TRUE(errors.empty());
+  EXPECT_TRUE(fs::is_empty(scratch.path("full")));
+  EXPECT_TRUE(fs::exists(scratch.path("outside/kept")));
+
+  errors.resize(1);
+  EXPECT_FALSE(QVFunctions::cleanDirectoryContentsAtPath(scratch.path("missing"), errors));
+  EXPECT_EQ(errors.size(), 1U) << "left alone where there is nothing to list";
+  EXPECT_EQ(log->count("files==nil dirPath:" + scratch.path("missing") + " error:"), 1U);
+}
+
+TEST_F(FilesTest, GoesOnEmptyingAfterAFailure) {
+  const auto busy = scratch.directory("full/busy");
+  scratch.file("full/a");
+  scratch.file("full/z");
+  ASSERT_EQ(mount("tmpfs", busy.c_str(), "tmpfs", 0, nullptr), 0);
+  std::vector<QVFunctions::ItemFailure> errors;
+  EXPECT_FALSE(QVFunctions::cleanDirectoryContentsAtPath(scratch.path("full"), errors));
+  umount(busy.c_str());
+  ASSERT_EQ(errors.size(), 1U);
+  EXPECT_EQ(errors[0].path, busy);
+  EXPECT_TRUE(errors[0].error);
+  EXPECT_EQ(log->count("removeItemAtPath==NO path:" + busy + " error:"), 1U);
+  EXPECT_FALSE(fs::exists(scratch.path("full/a")) || fs::exists(scratch.path("full/z")));
+}
+
+TEST_F(FilesTest, TellsDatesInWholeSeconds) {
+  const auto file = scratch.file("file");
+  const timespec times[] = {{1'000'000'000, 0}, {1'500'000'000, 999'999'999}};
+  ASSERT_EQ(utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
+  fs::create_symlink(file, scratch.path("link"));
+  double date = -1;
+  EXPECT_TRUE(QVFunctions::getModDate1970(&date, scratch.path("link")));
+  EXPECT_EQ(date, 1'500'000'000);
+  EXPECT_TRUE(QVFunctions::getModDate1970(nullptr, file));
+  const auto now = static_cast<double>(std::time(nullptr));
+  EXPECT_TRUE(QVFunctions::getCreationDate1970(&date, file));
+  EXPECT_TRUE(date == 0 || std::abs(date - now) < 60) << date;  // 0 where none is kept
+
+  EXPECT_FALSE(QVFunctions::getModDate1970(&date, std::nullopt));
+  EXPECT_TRUE(log->entries().empty());
+  EXPECT_FALSE(QVFunctions::getCreationDate1970(&date, scratch.path("missing")));
+  EXPECT_EQ(log->count("stat!=0 errno:2 (No such file or directory)"), 1U);
+}
+
+TEST_F(FilesTest, KeepsExtendedAttributesOfTheItemItself) {
+  const auto file = scratch.file("file");
+  const std::string bytes("a\0b", 3);
+  std::vector<std::string> names = {"old"};
+  EXPECT_TRUE(QVGetXAttrNames(&names, file.c_str()));
+  EXPECT_TRUE(names.empty());
+  ASSERT_TRUE(QVSetExtendedAttribute(bytes, "com.example.one", file));
+  ASSERT_TRUE(QVSetExtendedAttribute("", "com.example.two", file));
+  std::string value = "old";
+  EXPECT_TRUE(QVGetExtentedAttribute(&value, "com.example.one", file));
+  EXPECT_EQ(value, bytes);
+  EXPECT_TRUE(QVGetExtentedAttribute(&value, "com.example.two", file));
+  EXPECT_EQ(value, "");
+  ASSERT_TRUE(QVSetExtendedAttribute(bytes, "com.example.no-text\xFF", file));
+  EXPECT_TRUE(QVGetXAttrNames(&names, file.c_str()));
+  EXPECT_EQ(names.size(), 2U);
+
+  EXPECT_TRUE(QVSetExtendedAttribute(std::nullopt, "com.example.one", file));
+  EXPECT_FALSE(QVGetExtentedAttribute(&value, "com.example.one", file));
+  EXPECT_FALSE(QVSetExtendedAttribute(std::nullopt, "com.example.one", file));
+  EXPECT_FALSE(QVSetExtendedAttribute(bytes, std::nullopt, file));
+  EXPECT_FALSE(QVGetExtentedAttribute(&value, "com.example.two", std::nullopt));
+
+  fs::create_symlink(file, scratch.path("link"));
+  EXPECT_FALSE(QVGetExtentedAttribute(&value, "com.example.two", scratch.path("link")));
+}
+
+TEST_F(FilesTest, LogsAttributeNamesThatCannotBeRead) {
+  std::vector<std::string> names;
+  EXPECT_FALSE(QVGetXAttrNames(&names, scratch.path("missing").c_str()));
+  EXPECT_EQ(log->count("listxattr==-1 errno:2 (No such file or directory)"), 1U);
+  EXPECT_FALSE(QVGetXAttrNames(&names, nullptr));
+}
+
+}  // namespace

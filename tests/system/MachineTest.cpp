@@ -1,0 +1,165 @@
+#include <sys/stat.h>
+
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include "system/QVMacInfo.h"
+#include "system/QVOSAppearance.h"
+#include "system/QVRamDiskUtils.h"
+#include "tests/system/SystemTest.h"
+
+namespace {
+
+class MachineTest : public SystemTest {
+ protected:
+  void becomeSystem(int minor) const {
+    machine->systemMajor = 10;
+    machine->systemMinor = minor;
+    QVMacInfo::forgetCachedAnswers();
+  }
+};
+
+TEST_F(MachineTest, CountsMemoryInBytes) {
+  QVMemoryStatistics statistics{1, 1, 1, 1, 1, 1};
+  EXPECT_FALSE(QVMacInfo::getMemoryStatistics(statistics));
+  EXPECT_EQ(statistics.freeBytes + statistics.compressedBytes, 0U);
+  machine->pages = platform::VirtualMemoryPages{4096, 1, 2, 3, 4, 5, 1ULL << 32U};
+  EXPECT_TRUE(QVMacInfo::getMemoryStatistics(statistics));
+  EXPECT_EQ(statistics.freeBytes, 4096U);
+  EXPECT_EQ(statistics.activeBytes, 2U * 4096);
+  EXPECT_EQ(statistics.inactiveBytes, 3U * 4096);
+  EXPECT_EQ(statistics.wiredBytes, 4U * 4096);
+  EXPECT_EQ(statistics.purgeableBytes, 5U * 4096);
+  EXPECT_EQ(statistics.compressedBytes, 1ULL << 44U);
+}
+
+TEST_F(MachineTest, DescribesModelAndProcessor) {
+  machine->errorCode = -1;
+  EXPECT_EQ(QVMacInfo::macModelType(), std::nullopt);
+  EXPECT_EQ(QVMacInfo::processorInfo(), "0.00 Ghz (4)");
+  EXPECT_EQ(log->count("QVMacInfo sysctl:-1"), 2U);
+  machine->model = "Model7,1";
+  machine->frequency = 2'995'000'000;
+  EXPECT_EQ(QVMacInfo::macModelType(), "Model7,1");
+  EXPECT_EQ(QVMacInfo::processorInfo(), "0.00 Ghz (4)") << "it is kept";
+  QVMacInfo::forgetCachedAnswers();
+  EXPECT_TRUE(QVMacInfo::processorInfo() == "3.00 Ghz (4)" ||
+              QVMacInfo::processorInfo() == "2.99 Ghz (4)");
+  machine->memory = 1;
+  EXPECT_EQ(QVMacInfo::physicalMemory(), 1U);
+  machine->memory = 2;
+  EXPECT_EQ(QVMacInfo::physicalMemory(), 1U) << "it is kept";
+}
+
+TEST_F(MachineTest, TellsItsUptimeByThresholds) {
+  const std::pair<double, const char*> cases[] = {{0, "0, 0 sec(s)"},
+                                                  {119, "119, 119 sec(s)"},
+                                                  {120, "120, 2.00 minutes"},
+                                                  {3599.4, "3599, 59.99 minutes"},
+                                                  {3600, "3600, 60.00 minutes"},
+                                                  {3601, "3601, 1.00 hour"},
+                                                  {7199, "7199, 2.00 hour"},
+                                                  {7200, "7200, 2.00 hours"},
+                                                  {172800, "172800, 48.00 hours"},
+                                                  {172801, "172801, 2.00 days"},
+                                                  {1e7, "10000000, 115.74 days"}};
+  for (const auto& [seconds, text] : cases) {
+    machine->uptimeSeconds = seconds;
+    EXPECT_EQ(QVMacInfo::systemUptime(), text);
+  }
+}
+
+TEST_F(MachineTest, TestsSystemVersionsOnce) {
+  const auto answers = [] {
+    return std::vector<bool>{
+        QVMacInfo::isAtLeastMacOSX("10.14"), QVMacInfo::isAtLeastMacOSX("10.13"),
+        QVMacInfo::isAtLeastMacOSX("10.12"), QVMacInfo::isElCapitanOrBetter(),
+        QVMacInfo::isYosemiteOrBetter(),     QVMacInfo::isMavericksOrBetter()};
+  };
+  for (int minor = 8; minor <= 15; ++minor) {
+    machine->product = "10." + std::to_string(minor) + ".5";
+    becomeSystem(minor);
+    const std::vector<bool> expected = {minor >= 14, minor >= 13, minor >= 12,
+                                        minor >= 11, minor >= 10, minor >= 9};
+    EXPECT_EQ(answers(), expected) << minor;
+    machine->systemMinor = 20 - minor;
+    EXPECT_EQ(answers(), expected) << "kept as of " << minor;
+  }
+  machine->product.reset();
+  machine->answersVersion = false;
+  becomeSystem(15);
+  EXPECT_EQ(answers(), std::vector<bool>(6, false));
+  EXPECT_EQ(QVMacInfo::productSystemVersion(), std::nullopt);
+  EXPECT_TRUE(log->entries().empty());
+}
+
+TEST_F(MachineTest, ReportsAVersionItHasNoRuleFor) {
+  for (const char* version : {"10.11", "10.15", "11.0", "10.14.1", ""}) {
+    EXPECT_FALSE(QVMacInfo::isAtLeastMacOSX(version));
+  }
+  EXPECT_EQ(log->count("CRITIRAL EXCEPTION isAtLeastMacOSX:"), 5U);
+  EXPECT_EQ(log->count("QVMacInfo not yet supported"), 5U);
+  EXPECT_EQ(alerts->shown.size(), 5U);
+}
+
+TEST_F(MachineTest, KnowsTheLookOfTheDesktop) {
+  using Look = QV_OSAppearance;
+  for (const auto& [style, dark] : {std::pair("Dark", true),
+                                    {"dARK", true},
+                                    {"Light", false},
+                                    {"Darker", false},
+                                    {"", false}}) {
+    defaults->strings["AppleInterfaceStyle"] = style;
+    EXPECT_EQ(Look::isDarkMode(), dark) << style;
+    EXPECT_EQ(Look::isDarkModeCached(), dark) << style;
+  }
+  defaults->strings["AppleInterfaceStyle"] = "Dark";
+  EXPECT_FALSE(Look::isDarkModeCached()) << "answers from what is kept";
+  EXPECT_TRUE(Look::isDarkMode());
+  defaults->strings.clear();
+  EXPECT_TRUE(Look::isDarkModeCached());
+  EXPECT_FALSE(Look::isDarkMode());
+
+  EXPECT_FALSE(Look::isGraphiteTheme());
+  defaults->integers["AppleAquaColorVariant"] = 1;
+  EXPECT_FALSE(Look::isGraphiteTheme());
+  defaults->integers["AppleAquaColorVariant"] = 6;
+  EXPECT_TRUE(Look::isGraphiteTheme());
+}
+
+TEST_F(MachineTest, LeavesPurgingToNewerSystems) {
+  places->tools[platform::Tool::Purger] = scratch.executable("purge", "#!/bin/sh\n");
+  machine->product = "10.9.5";
+  becomeSystem(9);
+  EXPECT_FALSE(QVRamDiskUtils::canPurgeMemory());
+  EXPECT_FALSE(QVRamDiskUtils::purgeMemory());
+  EXPECT_EQ(log->count("QVRamDiskUtils isMavericksOrBetter==YES"), 1U);
+  machine->product = "10.8.5";
+  becomeSystem(8);
+  EXPECT_TRUE(QVRamDiskUtils::canPurgeMemory());
+  places->tools.clear();
+  EXPECT_FALSE(QVRamDiskUtils::canPurgeMemory());
+  EXPECT_FALSE(QVRamDiskUtils::purgeMemory());
+  EXPECT_EQ(log->count("QVRamDiskUtils task==nil"), 1U);
+}
+
+TEST_F(MachineTest, PurgesWithoutWaitingAndWithoutAZombie) {
+  const auto fifo = scratch.path("fifo");
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  places->tools[platform::Tool::Purger] =
+      scratch.executable("purge", "#!/bin/sh\necho $$ $# > " + fifo + "\n");
+  becomeSystem(8);
+  EXPECT_TRUE(QVRamDiskUtils::purgeMemory());  // the tool ends only once the pipe is read
+  pid_t tool = 0;
+  int arguments = -1;
+  std::ifstream(fifo) >> tool >> arguments;
+  EXPECT_EQ(arguments, 0);
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (kill(tool, 0) == 0 && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::yield();
+  }
+  EXPECT_NE(kill(tool, 0), 0) << "the tool was not reaped";
+}
+
+}  // namespace

@@ -1,0 +1,117 @@
+#include "tests/system/TreeFacts.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <set>
+
+namespace {
+
+std::string timeText(const timespec& time) {
+  return std::to_string(time.tv_sec) + "." + std::to_string(time.tv_nsec);
+}
+
+std::string attributesOf(const std::string& path) {
+  std::string names(65536, '\0');
+  const ssize_t size = llistxattr(path.c_str(), names.data(), names.size());
+  std::set<std::string> texts;
+  for (ssize_t at = 0; at < size;) {
+    const char* name = names.c_str() + at;
+    std::string value(65536, '\0');
+    value.resize(static_cast<std::size_t>(
+        std::max<ssize_t>(0, lgetxattr(path.c_str(), name, value.data(), value.size()))));
+    texts.insert(std::string(" ") + name + "=" + value);
+    at += static_cast<ssize_t>(std::string_view(name).size()) + 1;
+  }
+  std::string all;
+  for (const auto& text : texts) all += text;
+  return all;
+}
+
+std::string contentsOf(const std::string& path) {
+  std::string text;
+  std::array<char, 65536> buffer{};
+  const int file = open(path.c_str(), O_RDONLY | O_NOATIME | O_CLOEXEC);
+  for (ssize_t got = 0; (got = read(file, buffer.data(), buffer.size())) > 0;)
+    text.append(buffer.data(), static_cast<std::size_t>(got));
+  close(file);
+  return std::to_string(text.size()) + " bytes #" + std::to_string(std::hash<std::string>{}(text));
+}
+
+std::string targetOf(const std::string& path) {
+  std::array<char, 4097> target{};
+  readlink(path.c_str(), target.data(), target.size() - 1);
+  return target.data();
+}
+
+class Teller {
+ public:
+  explicit Teller(std::string root) : root_(std::move(root)) { tell("."); }
+  TreeFacts facts;
+
+ private:
+  void tell(const std::string& relative) {
+    const std::string path = relative == "." ? root_ : root_ + "/" + relative;
+    struct stat is {};
+    if (lstat(path.c_str(), &is) != 0) return;
+    std::string text = std::to_string(is.st_mode) + " " + std::to_string(is.st_uid) + ":" +
+                       std::to_string(is.st_gid) + " " + timeText(is.st_atim) + " " +
+                       timeText(is.st_mtim) + attributesOf(path);
+    if (S_ISREG(is.st_mode)) text += " " + std::to_string(is.st_blocks) + " " + contentsOf(path);
+    if (S_ISLNK(is.st_mode)) text += " to " + targetOf(path);
+    if (S_ISDIR(is.st_mode)) list(relative, path);
+    if (!S_ISDIR(is.st_mode) && is.st_nlink > 1)
+      text += " is " + first_.try_emplace(is.st_ino, relative).first->second;
+    facts[relative] = text;
+  }
+
+  void list(const std::string& relative, const std::string& path) {
+    const int folder = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOATIME | O_CLOEXEC);
+    const std::unique_ptr<DIR, int (*)(DIR*)> stream(fdopendir(folder), closedir);
+    std::set<std::string> names;  // in order, so that the first link is the same in every copy
+    while (const dirent* entry = stream ? readdir(stream.get()) : nullptr)
+      names.insert(entry->d_name);
+    for (const auto& name : names)
+      if (name != "." && name != "..") tell(relative == "." ? name : relative + "/" + name);
+  }
+
+  std::string root_;
+  std::map<ino_t, std::string> first_;
+};
+
+}  // namespace
+
+TreeFacts factsOf(const std::string& root) { return Teller(root).facts; }
+
+std::vector<std::string> differences(const TreeFacts& a, const TreeFacts& b) {
+  std::vector<std::string> found;
+  for (const auto& [path, text] : a) {
+    const auto other = b.find(path);
+    if (other == b.end() || other->second != text)
+      found.push_back(path + ": " + text + " | " + (other == b.end() ? "missing" : other->second));
+  }
+  for (const auto& [path, text] : b)
+    if (a.count(path) == 0) found.push_back(path + ": missing | " + text);
+  return found;
+}
+
+std::string accessListFor(unsigned rights) {
+  constexpr unsigned kNobody = 0xFFFFFFFFU;
+  const unsigned entries[][3] = {{0x01, 7, kNobody},
+                                 {0x02, rights, 7},
+                                 {0x04, 5, kNobody},
+                                 {0x10, rights, kNobody},
+                                 {0x20, 0, kNobody}};
+  std::string list("\2\0\0\0", 4);
+  for (const auto& [tag, perm, id] : entries) {
+    list += {static_cast<char>(tag), 0, static_cast<char>(perm), 0};
+    for (unsigned shift = 0; shift < 32; shift += 8) list += static_cast<char>(id >> shift);
+  }
+  return list;
+}
