@@ -32,16 +32,21 @@ void describe(CLI::App& app, Context& context, Invocation& invocation) {
   for (const auto verb : kVerbs) verb(app, invocation);
 }
 
+std::string missingVerb(const CLI::App& app) {
+  const auto rest = app.remaining();
+  return rest.empty() ? "what is to be done is missing"
+                      : "there is no verb \"" + rest.front() + "\"";
+}
+
 // Help and version are asked for by what the parser throws too.
 int answerParser(const CLI::App& app, const CLI::ParseError& error, Context& context) {
   if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
     return app.exit(error, context.streams.out, context.streams.err);
+  const auto chosen = app.get_subcommands();
   std::string text = error.what();
   std::replace(text.begin(), text.end(), '\n', ' ');
-  if (app.get_subcommands().empty() && dynamic_cast<const CLI::RequiredError*>(&error))
-    text = "what is to be done is missing";
-  const std::string verb =
-      app.get_subcommands().empty() ? "" : app.get_subcommands().front()->get_name() + " ";
+  if (chosen.empty() && dynamic_cast<const CLI::RequiredError*>(&error)) text = missingVerb(app);
+  const std::string verb = chosen.empty() ? "" : chosen.front()->get_name() + " ";
   return context.refuse(kWrongUsage, text, "'tarnvale " + verb + "--help' shows how");
 }
 

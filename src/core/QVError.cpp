@@ -12,7 +12,7 @@ namespace {
 
 std::atomic<std::uint64_t> errorCounter{0};
 
-std::string terminatedByPoint(std::string text) {
+std::string qv_stringTerminatedByPoint(std::string text) {
   if (!text.empty() && !text.ends_with('.')) text += '.';
   return text;
 }
@@ -74,7 +74,7 @@ void QVError::presentWIthTitle(const std::optional<std::string>& title) const {
   const std::string heading = title ? *title : message_;
   const std::string text = title ? message_ : initialErrorMessage().value_or("");
   platform::services().alerts->runModal(
-      {terminatedByPoint(heading), terminatedByPoint(text), {"Ok"}});
+      {qv_stringTerminatedByPoint(heading), qv_stringTerminatedByPoint(text), {"Ok"}});
 }
 
 std::string QVDescription(const platform::SystemError& error) {

@@ -16,14 +16,6 @@ std::string_view label(std::int64_t severity) {
   return kLabels[static_cast<std::size_t>(severity)];
 }
 
-// The bare name in a compiler's signature such as "void A::b(int) [with T = int]".
-std::string_view methodName(std::string_view signature) {
-  const auto arguments = signature.find('(');
-  std::string_view name = signature.substr(0, arguments);
-  const auto start = name.find_last_of(" :*&");
-  return start == std::string_view::npos ? name : name.substr(start + 1);
-}
-
 std::string applicationName() {
   const std::string path = platform::services().bundle->executablePath();
   return path.substr(path.find_last_of('/') + 1);
@@ -54,16 +46,13 @@ void QVLog::mt_showCritialException(const std::string& text) {
   platform::services().alerts->runModal({title, text, {"Ok"}});
 }
 
-std::string qvlog::line(const std::source_location& where, std::string_view object,
-                        std::string_view message) {
-  return fmt::format("{}:{} {} {}", methodName(where.function_name()), where.line(), object, message);
+std::string qvlog::line(const Place& where, std::string_view object, std::string_view message) {
+  return fmt::format("{}:{} {} {}", where.method, where.line, object, message);
 }
 
-void qvlog::critical(const std::source_location& where, std::string_view className,
-                     std::string_view object, std::string_view message,
-                     std::string_view unformatted) {
+void qvlog::critical(const Place& where, std::string_view className, std::string_view object,
+                     std::string_view message, std::string_view unformatted) {
   QVLog::logCriticalException(line(where, object, message));
-  QVLog::showCritialException(fmt::format("{} {}:{}\n{}", className,
-                                          methodName(where.function_name()), where.line(),
-                                          unformatted));
+  QVLog::showCritialException(
+      fmt::format("{} {}:{}\n{}", className, where.method, where.line, unformatted));
 }

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <source_location>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -43,26 +42,32 @@ inline std::string QVText(const std::optional<std::string>& text) {
 
 namespace qvlog {
 
-// A format text that remembers where it was written.
+struct Place {
+  const char* method;
+  int line;
+};
+
+// A format text that remembers where it was written. The compilers' own words for that are used
+// because clang 14, which lints, has no std::source_location yet.
 template <class... Args>
 struct Located {
   fmt::format_string<Args...> format;
-  std::source_location where;
+  Place where;
 
   template <class Text>
     requires std::convertible_to<const Text&, std::string_view>
-  consteval Located(const Text& text, std::source_location place = std::source_location::current())
-      : format(text), where(place) {}
+  consteval Located(const Text& text, const char* method = __builtin_FUNCTION(),
+                    int line = __builtin_LINE())
+      : format(text), where{method, line} {}
 };
 
 template <class... Args>
 using Text = std::type_identity_t<Located<Args...>>;
 
 // "method:line object message"
-std::string line(const std::source_location& where, std::string_view object,
-                 std::string_view message);
-void critical(const std::source_location& where, std::string_view className,
-              std::string_view object, std::string_view message, std::string_view unformatted);
+std::string line(const Place& where, std::string_view object, std::string_view message);
+void critical(const Place& where, std::string_view className, std::string_view object,
+              std::string_view message, std::string_view unformatted);
 
 }  // namespace qvlog
 

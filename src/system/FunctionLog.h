@@ -9,7 +9,7 @@
 // `function` is the public name that callers know, whichever helper of it logs.
 template <class... Args>
 void QVLogFunctionError(std::string_view function, qvlog::Text<Args...> text, Args&&... args) {
-  QVLog::logError(fmt::format("{}:{} {}", function, text.where.line(),
+  QVLog::logError(fmt::format("{}:{} {}", function, text.where.line,
                               fmt::format(text.format, std::forward<Args>(args)...)));
 }
 

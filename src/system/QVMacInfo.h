@@ -28,9 +28,9 @@ class QVMacInfo {
 
   // Knows "10.12", "10.13" and "10.14"; any other version is a programming error.
   static bool isAtLeastMacOSX(std::string_view version);
-  static bool isElCapitanOrBetter();   // 10.11
-  static bool isYosemiteOrBetter();    // 10.10
-  static bool isMavericksOrBetter();   // 10.9
+  static bool isElCapitanOrBetter();  // 10.11
+  static bool isYosemiteOrBetter();   // 10.10
+  static bool isMavericksOrBetter();  // 10.9
 
   // Forgets what is kept, for tests that change the machine.
   static void forgetCachedAnswers();

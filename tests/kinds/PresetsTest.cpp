@@ -89,12 +89,10 @@ const std::vector<Row> kRows = {
     {2, "any", "Library", 0},
     {2, "any", kCaches, 0, {.isReadOnly = true}},
     {2, "any", kCaches, 0, {.system = 14}},
-
     {3, "any", kXcode, 1, {.system = 15}},
     {3, "none", kXcode, -1},
     {3, "any", kDeveloper, 0},
     {3, "any", kXcode, 0, {.isReadOnly = true}},
-
     {4, "5.1", kSupport, 1},
     {4, "5.1", kSupport, 1, {.isReadOnly = true}},
     {4, "5.1", "Library", 0},
@@ -102,7 +100,6 @@ const std::vector<Row> kRows = {
     {4, "15.0", "Library", -1},
     {4, "any", kSupport, -1},
     {4, "none", kSupport, -1},
-
     {5, "6.0", kDeveloper, 1},
     {5, "15.0", kDeveloper, 1, {.system = 15, .isReadOnly = true}},
     {5, "5.1", kDeveloper, -1},
@@ -112,11 +109,9 @@ const std::vector<Row> kRows = {
     {5, "6.0", "Library", 0},
     {5, "6.0", kDevices, 0, {.device = "AB-12"}},
     {5, "5.0", kDevices + "/AB-12", -1, {.device = "AB-12"}},
-
     {6, "any", kCaches + "/AppCode2019.3", 1},
     {6, "none", kCaches + "/AppCode2019.3", -1},
     {6, "any", kCaches + "/MyAppCode", 0},
-
     {7, "54.0/1", kCaches, 1},
     {7, "54.0/1", kCaches, 1, {.system = 15, .isReadOnly = true, .device = "AB-12"}},
     {7, "53.9/99", kCaches, 0},
@@ -125,12 +120,10 @@ const std::vector<Row> kRows = {
     {7, "beta.54", kCaches, 0},
     {7, "128.0", "Library", 0},
     {7, "none", kCaches, -1},
-
     {8, "60.0.1/1", kGoogle, 1},
     {8, "59.9/99", kGoogle, 0},
     {8, "60.0.1", kCaches, 0},
     {8, "none", kGoogle, -1},
-
     {9, "1/51.0", kCaches, 1},
     {9, "99/50.9", kCaches, 0},
     {9, "99/51", "Library", 0},

@@ -216,9 +216,12 @@ TEST_F(LinuxApplicationsTest, SeesAndEndsRunningCopies) {
   EXPECT_TRUE(applications.running("").empty());
 
   // A copy whose file an update replaced still counts.
-  std::filesystem::remove(firefox);
-  sleeper("lib/firefox/firefox");
+  for (const std::string name : {"lib/firefox/firefox", "bin/chromium"}) {
+    std::filesystem::remove(system.path(name));
+    sleeper(name);
+  }
   EXPECT_EQ(runningNumbers(kFirefox), expected);
+  EXPECT_EQ(runningNumbers(kChromium), std::vector<std::int64_t>{other.pid()});
 
   EXPECT_FALSE(applications.terminate({other.pid(), kFirefox, std::nullopt}));
   EXPECT_TRUE(applications.terminate({first.pid(), kFirefox, std::nullopt}));
@@ -227,6 +230,19 @@ TEST_F(LinuxApplicationsTest, SeesAndEndsRunningCopies) {
   EXPECT_EQ(second.endingSignal(), SIGKILL);
   EXPECT_TRUE(runningNumbers(kFirefox).empty());
   EXPECT_EQ(runningNumbers(kChromium), std::vector<std::int64_t>{other.pid()});
+}
+
+// A script in the folder of the program that it starts, and what else may lie there.
+TEST_F(LinuxApplicationsTest, SeesWhatAScriptStarts) {
+  script("opt/google/chrome/google-chrome", "");
+  std::filesystem::create_directories(system.path("bin"));
+  std::filesystem::create_symlink(system.path("opt/google/chrome/google-chrome"),
+                                  system.path("bin/google-chrome-stable"));
+  entry("google-chrome", "Exec=google-chrome-stable %U\n");
+  Child chrome(sleeper("opt/google/chrome/chrome"), "1000");
+  Child helper(sleeper("opt/google/chrome/updater"), "1000");
+  Child deeper(sleeper("opt/google/chrome/other/chrome"), "1000");
+  EXPECT_EQ(runningNumbers("com.google.Chrome"), std::vector<std::int64_t>{chrome.pid()});
 }
 
 // Links into the launcher of all snaps must not make every snap a copy of one.

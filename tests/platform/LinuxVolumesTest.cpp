@@ -1,13 +1,12 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
+#include <filesystem>
 
 #include "platform/linux/LinuxVolumes.h"
 #include "platform/linux/RemoteFileSystem.h"
@@ -61,11 +60,11 @@ TEST_F(LinuxVolumesTest, ShowsMountsWithTheVisibleOneFirst) {
 }
 
 TEST_F(LinuxVolumesTest, HidesThePrivateMountsOnly) {
-  ASSERT_EQ(mkdir("/run/tarnvale", 0755), 0);
-  ASSERT_EQ(mkdir("/run/tarnvale-not", 0755), 0);
+  std::filesystem::create_directory("/run/tarnvale");
+  std::filesystem::create_directory("/run/tarnvale-not");
   const std::size_t before = *volumes.mountCount();
   mountMemory("/run/tarnvale", "state");
-  ASSERT_EQ(mkdir("/run/tarnvale/disk9", 0755), 0);
+  std::filesystem::create_directory("/run/tarnvale/disk9");
   mountMemory("/run/tarnvale/disk9", "/dev/disk9");
   EXPECT_EQ(*volumes.mountCount(), before);
   EXPECT_EQ(sourcesAt("/run/tarnvale/disk9"), "");

@@ -78,7 +78,7 @@ TEST(TreeRemoval, StaysInsideWhileDirectoriesBecomeLinks) {
   std::thread swapping([&] {
     while (!done) renameat2(AT_FDCWD, spare.c_str(), AT_FDCWD, inside.c_str(), RENAME_EXCHANGE);
   });
-  for (int i = 0; i < 500; ++i) {
+  for (int i = 0; i < 1000; ++i) {
     std::remove(spare.c_str());
     std::remove(inside.c_str());
     std::error_code ignored;

@@ -3,10 +3,12 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -44,6 +46,7 @@ bool enterNamespace(const std::string& temporary) {
 }
 
 int runChild(const std::string& temporary, const std::function<int()>& body) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);  // whoever ends the parent means the tests
   if (enterNamespace(temporary)) return body();
   std::fprintf(stderr, "tests need a private mount namespace: %s\n", std::strerror(errno));
   return 1;

@@ -61,8 +61,8 @@ class Teller {
     struct stat is {};
     if (lstat(path.c_str(), &is) != 0) return;
     std::string text = std::to_string(is.st_mode) + " " + std::to_string(is.st_uid) + ":" +
-                       std::to_string(is.st_gid) + " " + timeText(is.st_atim) + " " +
-                       timeText(is.st_mtim) + attributesOf(path);
+                       std::to_string(is.st_gid) + " " + timeText(is.st_mtim) + attributesOf(path);
+    if (!S_ISLNK(is.st_mode)) text += " read " + timeText(is.st_atim);  // looking reads a link
     if (S_ISREG(is.st_mode)) text += " " + std::to_string(is.st_blocks) + " " + contentsOf(path);
     if (S_ISLNK(is.st_mode)) text += " to " + targetOf(path);
     if (S_ISDIR(is.st_mode)) list(relative, path);

@@ -47,10 +47,24 @@ std::optional<InstalledApplication> applicationOfEntry(const std::string& entrie
   return InstalledApplication{entry->name, *program};
 }
 
-// Folders that programs share. Anything else beside an executable belongs to its program.
+// Folders that programs share. Anything else beside an executable most likely belongs to it.
 bool isShared(const fs::path& folder) {
   const auto name = folder.filename();
   return name == "bin" || name == "sbin" || name == "games" || folder == folder.root_path();
+}
+
+bool isBelow(const std::string& path, const std::string& folder) {
+  return path.starts_with(folder) && path.size() > folder.size() && path[folder.size()] == '/';
+}
+
+// "google-chrome" starts "chrome", "firefox" starts "firefox-bin". Who ends the processes of a
+// program must not meet another that happens to lie beside it.
+bool haveLikeNames(const fs::path& one, const fs::path& other) {
+  constexpr std::size_t kLeast = 4;
+  std::string shorter = one.filename();
+  std::string longer = other.filename();
+  if (shorter.size() > longer.size()) shorter.swap(longer);
+  return shorter.size() >= kLeast && longer.find(shorter) != std::string::npos;
 }
 
 void addIfFolder(std::vector<std::string>& folders, const fs::path& folder) {
@@ -69,10 +83,11 @@ std::optional<InstalledApplication> installedApplication(std::string_view bundle
   return std::nullopt;
 }
 
-bool ProgramFiles::hold(std::string_view path) const {
-  if (!executable.empty() && path == executable) return true;
+bool ProgramFiles::hold(const std::string& path) const {
+  if (path == executable) return true;
   return std::any_of(folders.begin(), folders.end(), [&](const std::string& folder) {
-    return path.starts_with(folder) && path.size() > folder.size() && path[folder.size()] == '/';
+    if (foldersAreItsOwn) return isBelow(path, folder);
+    return fs::path(path).parent_path() == folder && haveLikeNames(path, executable);
   });
 }
 
@@ -87,6 +102,7 @@ ProgramFiles filesOfProgram(const std::string& executable) {
   ProgramFiles files;
   if (real.filename() == "snap") {
     addIfFolder(files.folders, above / link.filename());
+    files.foldersAreItsOwn = true;
     return files;
   }
   files.executable = real;

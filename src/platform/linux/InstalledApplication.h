@@ -24,13 +24,14 @@ struct ApplicationFolders {
 std::optional<InstalledApplication> installedApplication(std::string_view bundleIdentifier,
                                                          const ApplicationFolders& folders);
 
-// What the processes of a program run: the file itself, links resolved, and folders that are its
-// own alone. A program that is started by a script has its real executable in one of those.
+// Where a program's processes have their executables: the file itself, links resolved, or, for one
+// that another file starts, a file of like name beside it or in a folder that bears its name.
 struct ProgramFiles {
   std::string executable;  // empty when it is the launcher of many programs
   std::vector<std::string> folders;
+  bool foldersAreItsOwn = false;  // so that everything below them belongs to it
 
-  bool hold(std::string_view path) const;
+  bool hold(const std::string& path) const;
 };
 
 ProgramFiles filesOfProgram(const std::string& executable);

@@ -11,7 +11,8 @@ namespace {
 
 // With three sides, eight threads and what these hold, below the 256 descriptors that a program
 // of macOS starts with.
-constexpr std::size_t kMostOpen = 48;
+constexpr std::size_t kMostOpen = 32;
+constexpr int kAhead = 8;  // levels; other threads may be done with those below them sooner
 constexpr int kOpenFolder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 // The folder's sides by one name in the open folder of each.
@@ -48,10 +49,26 @@ SidesPtr OpenFolders::acquire(const FolderPtr& folder) {
   return sides;
 }
 
-void OpenFolders::openAbove(const FolderPtr& folder, const Sides& sides) {
-  const FolderPtr& above = folder->parent;
-  if (!above || find(above)) return;
-  if (auto opened = openSides(*above, sides, "..")) keep(above, *std::move(opened));
+void OpenFolders::openAbove(const FolderPtr& folder, const SidesPtr& sides) {
+  FolderPtr at = folder;
+  SidesPtr from = climbOpen(at, sides);
+  for (int more = kAhead; from && more > 0 && at->parent && !find(at->parent); --more) {
+    auto opened = openSides(*at->parent, *from, "..");
+    if (!opened) return;
+    at = at->parent;
+    from = keep(at, *std::move(opened));
+  }
+}
+
+// The last in a row of open folders upwards; null when the row goes on for long enough.
+SidesPtr OpenFolders::climbOpen(FolderPtr& at, SidesPtr sides) {
+  const std::lock_guard lock(mutex_);
+  for (int level = 0; level < kAhead; ++level) {
+    if (!at->parent || !at->parent->sides) return sides;
+    at = at->parent;
+    sides = at->sides;
+  }
+  return nullptr;
 }
 
 void OpenFolders::close(const FolderPtr& folder) {

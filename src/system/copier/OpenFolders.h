@@ -19,9 +19,9 @@ class OpenFolders {
   // was handed out stays open for as long as it is held.
   SidesPtr acquire(const FolderPtr& folder);
 
-  // Opens the folder above, if it was closed, by way of this one, which is shorter than from the
-  // root. A failure shows when that folder is acquired.
-  void openAbove(const FolderPtr& folder, const Sides& sides);
+  // Opens the next folders above that were closed, as the walk will come back to them, by way of
+  // this one, which is shorter than from the root. A failure shows when such a folder is acquired.
+  void openAbove(const FolderPtr& folder, const SidesPtr& sides);
 
   void close(const FolderPtr& folder);
 
@@ -29,6 +29,7 @@ class OpenFolders {
   SidesPtr find(const FolderPtr& folder);
   SidesPtr keep(const FolderPtr& folder, Sides sides);
   SidesPtr makeRoom();
+  SidesPtr climbOpen(FolderPtr& at, SidesPtr sides);
 
   std::mutex mutex_;
   std::vector<FolderPtr> open_;  // without the root

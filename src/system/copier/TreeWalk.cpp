@@ -87,18 +87,21 @@ void TreeWalk::startThread() {
 
 void TreeWalk::perform(Batch batch, unsigned worker) {
   visitAll(batch, worker);
-  release(std::move(batch.folder));
+  release(std::move(batch.folder), std::move(batch.sides));
 }
 
 void TreeWalk::perform(Begin begin, unsigned worker) {
   const auto folder = std::make_shared<Folder>(std::move(begin.above), std::move(begin.name));
   const auto above = open_.acquire(folder->parent);
-  if (!above) visitor_.failed(*folder, "openat", errno);
+  if (above)
+    open_.openAbove(folder->parent, above);
+  else
+    visitor_.failed(*folder, "openat", errno);
   auto sides = above ? visitor_.enter(folder, *above) : std::nullopt;
   if (sides)
     list(folder, open_.add(folder, *std::move(sides)), worker);
   else
-    release(folder->parent);
+    release(folder->parent, above);
 }
 
 void TreeWalk::list(const FolderPtr& folder, const SidesPtr& sides, unsigned worker) {
@@ -144,17 +147,18 @@ void TreeWalk::offerSubfolders(const FolderPtr& folder) {
 }
 
 // One part of a folder's work is done. The last one leaves it, and so perhaps those above it.
-void TreeWalk::release(FolderPtr folder) {
+void TreeWalk::release(FolderPtr folder, SidesPtr sides) {
   while (folder && --folder->unfinished == 0) {
-    leave(folder);
+    leave(folder, sides ? sides : open_.acquire(folder));
+    sides = nullptr;
     folder = folder->parent;
   }
   if (!folder) finish();
 }
 
-void TreeWalk::leave(const FolderPtr& folder) {
-  if (const auto sides = open_.acquire(folder)) {
-    open_.openAbove(folder, *sides);
+void TreeWalk::leave(const FolderPtr& folder, const SidesPtr& sides) {
+  if (sides) {
+    open_.openAbove(folder, sides);
     visitor_.leave(folder, *sides);
   } else {
     visitor_.failed(*folder, "openat", errno);

@@ -72,8 +72,8 @@ class TreeWalk {
   bool othersCouldHelp() const;
   void offerHalf(Batch& batch);
   void offerSubfolders(const FolderPtr& folder);
-  void release(FolderPtr folder);
-  void leave(const FolderPtr& folder);
+  void release(FolderPtr folder, SidesPtr sides);
+  void leave(const FolderPtr& folder, const SidesPtr& sides);
   void finish();
 
   WalkVisitor& visitor_;

@@ -1,0 +1,184 @@
+// The programs as a user runs them: real processes, real mounts, a home of their own.
+
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
+#include "tests/support/Scratch.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Ran {
+  int status = -1;
+  std::string output;  // both streams
+};
+
+class CommandLineTest : public testing::Test {
+ protected:
+  CommandLineTest() {
+    setenv("HOME", home.c_str(), 1);
+    for (const char* name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME"}) unsetenv(name);
+  }
+  ~CommandLineTest() override { run("eject --all --quiet"); }
+
+  static Ran run(const std::string& arguments) {
+    Ran ran;
+    FILE* pipe = popen((std::string(TARNVALE_PROGRAM) + " " + arguments + " 2>&1").c_str(), "r");
+    if (!pipe) return ran;
+    std::array<char, 4096> buffer{};
+    for (std::size_t got = 0; (got = fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
+      ran.output.append(buffer.data(), got);
+    const int status = pclose(pipe);
+    ran.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return ran;
+  }
+  // Runs what must succeed.
+  static std::string done(const std::string& arguments) {
+    const Ran ran = run(arguments);
+    EXPECT_EQ(ran.status, 0) << arguments << "\n" << ran.output;
+    return ran.output;
+  }
+  static bool isMounted(const std::string& path) {
+    return readFile("/proc/self/mountinfo").find(" " + path + " ") != std::string::npos;
+  }
+  static bool holds(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+  }
+  std::string registry() const {
+    return readFile(home + "/.local/share/com.tarnvale.Tarnvale/RamDiskEntries");
+  }
+
+  Scratch scratch;
+  std::string home = scratch.directory("home");
+  std::string folder = scratch.directory("home/work/cache");
+  std::string saved = folder + " (Tarnvale Backup Base)";
+};
+
+TEST_F(CommandLineTest, EveryActionWorksOnABaseModeDisk) {
+  scratch.file("home/work/cache/old", "old");
+  done("add '" + folder + "' --size 200M");
+  EXPECT_TRUE(holds(done("create cache"), "cache: mounted at " + folder));
+  EXPECT_TRUE(isMounted(folder));
+  EXPECT_EQ(readFile(folder + "/old"), "old");
+  scratch.file("home/work/cache/new", "new");
+  done("sync cache");
+  EXPECT_EQ(readFile(saved + "/new"), "new");
+  done("rebuild cache");
+  EXPECT_EQ(readFile(folder + "/new"), "new");
+  ASSERT_EQ(umount2(folder.c_str(), 0), 0);
+  EXPECT_TRUE(holds(done("list --json"), "\"status\": \"created\""));
+  done("remount cache");
+  EXPECT_EQ(readFile(folder + "/new"), "new");
+  done("clean cache --yes");
+  EXPECT_TRUE(fs::is_empty(folder));
+  scratch.file("home/work/cache/last", "last");
+  done("eject cache");
+  EXPECT_FALSE(isMounted(folder));
+  EXPECT_EQ(readFile(folder + "/last"), "last");
+  EXPECT_FALSE(fs::exists(folder + "/old"));
+  EXPECT_FALSE(fs::exists(saved));
+  EXPECT_FALSE(holds(readFile("/proc/self/mountinfo"), "/run/tarnvale/disk"));
+}
+
+TEST_F(CommandLineTest, EachBackupModeKeepsTheContentsInItsPlace) {
+  const std::string backups = scratch.directory("home/backups");
+  done("add --name support --directory '" + home + "/work' --size 200M --backup support");
+  done("add --name chosen --directory '" + home + "/work' --size 200M --backup-dir '" + backups + "'");
+  done("add --name none --directory '" + home + "/work' --size 200M --backup none");
+  done("create --all");
+  for (const char* name : {"support", "chosen", "none"})
+    scratch.file("home/work/" + std::string(name) + "/file", name);
+  done("backup support chosen");
+  EXPECT_EQ(run("backup none").status, 1);
+  done("eject --all");
+  EXPECT_EQ(std::distance(fs::directory_iterator(backups), {}), 1);
+  done("create --all");
+  EXPECT_EQ(readFile(home + "/work/support/file"), "support");
+  EXPECT_EQ(readFile(home + "/work/chosen/file"), "chosen");
+  EXPECT_FALSE(fs::exists(home + "/work/none/file"));
+}
+
+TEST_F(CommandLineTest, AForeignVolumeIsLeftAloneAndAnOlderDiskReplaced) {
+  done("add --name vol --directory '" + home + "/work' --size 200M --backup none");
+  const std::string path = scratch.directory("home/work/vol");
+  ASSERT_EQ(mount("foreign", path.c_str(), "tmpfs", 0, nullptr), 0);
+  const Ran refused = run("create vol");
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_TRUE(holds(refused.output, "Another volume is mounted")) << refused.output;
+  ASSERT_EQ(umount2(path.c_str(), 0), 0);
+  done("create vol");
+  fs::rename(home + "/.local", home + "/.local-before");  // a registry that knows nothing of it
+  done("add --name vol --directory '" + home + "/work' --size 200M --backup none");
+  done("create vol");
+  EXPECT_TRUE(isMounted(path));
+  const std::string mounts = readFile("/proc/self/mountinfo");
+  EXPECT_EQ(mounts.find("/run/tarnvale/disk"), mounts.rfind("/run/tarnvale/disk")) << "one device";
+}
+
+TEST_F(CommandLineTest, BadInputIsOneLineAndChangesNothing) {
+  done("add '" + folder + "' --size 200M");
+  scratch.file("home/work/file");
+  const std::string before = registry();
+  const std::string place = " --directory '" + home + "/work'";
+  const std::pair<std::string, int> rows[] = {
+      {"add '" + home + "/missing' --size 200M", 4},
+      {"add '" + home + "/work/file' --size 200M", 4},
+      {"add --name a/b --size 200M" + place, 4},
+      {"add --name x --size 0" + place, 2},
+      {"add --name x --size=-1" + place, 2},
+      {"add --name x --size 10E" + place, 2},
+      {"add --name x --size 127M" + place, 4},
+      {"add --name x --size 129G" + place, 4},
+      {"add --name x --size 120G" + place, 4},
+      {"add --name x --size 200M --directory /usr/share", 4},
+      {"add --kind safari", 4},
+      {"add --kind nonsense", 2},
+      {"create nope", 3},
+      {"eject nope", 3},
+      {"eject cache", 1},
+      {"sync cache", 1},
+      {"remount cache", 1},
+      {"nonsense", 2},
+      {"", 2},
+      {"list --nonsense", 2},
+      {"move cache 99", 2},
+  };
+  for (const auto& [arguments, status] : rows) {
+    const Ran ran = run(arguments);
+    EXPECT_EQ(ran.status, status) << arguments << "\n" << ran.output;
+    EXPECT_EQ(std::count(ran.output.begin(), ran.output.end(), '\n'), 1) << arguments << "\n" << ran.output;
+    EXPECT_EQ(registry(), before) << arguments;
+  }
+}
+
+TEST_F(CommandLineTest, TheListIsFullAtFifteen) {
+  for (int i = 0; i < 15; ++i)
+    done("add --name d" + std::to_string(i) + " --directory '" + home + "/work' --size 200M");
+  const std::string before = registry();
+  const Ran ran = run("add --name d15 --directory '" + home + "/work' --size 200M");
+  EXPECT_NE(ran.status, 0);
+  EXPECT_EQ(std::count(ran.output.begin(), ran.output.end(), '\n'), 1) << ran.output;
+  EXPECT_EQ(registry(), before);
+}
+
+TEST_F(CommandLineTest, ABrokenRegistryIsNamedAndLeftAsItIs) {
+  done("add '" + folder + "' --size 200M");
+  const std::string file = home + "/.local/share/com.tarnvale.Tarnvale/RamDiskEntries";
+  scratch.file("home/.local/share/com.tarnvale.Tarnvale/RamDiskEntries", "broken");
+  for (const char* arguments : {"list", "create cache", "add --name x --size 200M"}) {
+    const Ran ran = run(arguments);
+    EXPECT_EQ(ran.status, 1) << arguments;
+    EXPECT_TRUE(holds(ran.output, file)) << ran.output;
+    EXPECT_EQ(readFile(file), "broken");
+  }
+}
+
+}  // namespace
