@@ -1,39 +1,44 @@
 # The front door. It only prepares the machine and calls CMake's presets and CTest.
 PRESET ?= release
 JOBS ?= $(shell nproc)
+# Empty: everything. CTest runs the tests whose names match ONLY.
+TARGETS ?=
+ONLY ?= .
 
-.PHONY: run test build bench lint format mac-check sanitize packages clean
+.PHONY: run test build bench lint format sanitize mac-check clean
 
 run: build
 	scripts/demo.sh build/$(PRESET)
 
 test: build
-	ctest --preset $(PRESET) -j $(JOBS) $(CTEST_ARGS)
+	ctest --preset $(PRESET) -j $(JOBS) -R '$(ONLY)'
 
-build: packages
+build:
+	@scripts/packages.sh build
 	cmake --preset $(PRESET)
-	cmake --build --preset $(PRESET) -j $(JOBS)
+	cmake --build --preset $(PRESET) -j $(JOBS) $(addprefix --target ,$(TARGETS))
 
 bench: build
+	@scripts/packages.sh bench
 	scripts/in-namespace.sh build/$(PRESET)/bin/tarnvale-bench bench/results.md
 
-# The engine's tests under the sanitizers.
-sanitize: packages
+# The whole of the tests under the sanitizers.
+sanitize:
 	$(MAKE) test PRESET=asan
 	$(MAKE) test PRESET=tsan
 
 # Every source of the engine compiled for macOS.
-mac-check: packages
+mac-check:
+	@scripts/packages.sh build mac
 	scripts/mac-check.sh
 
 lint: build
+	@scripts/packages.sh lint
 	scripts/lint.sh build/$(PRESET)
 
 format:
+	@scripts/packages.sh lint
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i
-
-packages:
-	@scripts/packages.sh install
 
 clean:
 	rm -rf build

@@ -1,5 +1,5 @@
-// Measures what users wait for, against what they would use instead, in one run, and writes a table.
-// Run it through "make bench": it mounts, so it wants a mount namespace of its own.
+// Measures what users wait for, against what they would use instead, in one run, and writes a
+// table. Run it through "make bench": it mounts, so it wants a mount namespace of its own.
 
 #include <fmt/format.h>
 #include <sys/mount.h>
@@ -107,17 +107,21 @@ struct Contest {
 // Copies into a fresh file system in memory each time, sources in the page cache.
 std::string copying(const std::string& title, const std::string& from, const std::string& to) {
   const std::vector<Contest> contests = {
-      {"Tarnvale", [](const auto& source, const auto& target) {
+      {"Tarnvale",
+       [](const auto& source, const auto& target) {
          if (!copyItemAtPath(source, target + "/copy").complete())
            fmt::print(stderr, "bench: the copy is not complete\n");
        }},
-      {"cp -a", [](const auto& source, const auto& target) {
+      {"cp -a",
+       [](const auto& source, const auto& target) {
          shell(fmt::format("cp -a '{}' '{}/copy'", source, target));
        }},
-      {"rsync -a", [](const auto& source, const auto& target) {
+      {"rsync -a",
+       [](const auto& source, const auto& target) {
          shell(fmt::format("rsync -a '{}/' '{}/copy'", source, target));
        }},
-      {"tar pipe", [](const auto& source, const auto& target) {
+      {"tar pipe",
+       [](const auto& source, const auto& target) {
          shell(fmt::format("mkdir '{1}/copy' && tar -C '{0}' -cf - . | tar -C '{1}/copy' -xf -",
                            source, target));
        }},
@@ -178,9 +182,11 @@ int main(int argc, char** argv) {
       std::thread::hardware_concurrency());
   report += refresh(scratch, places) + "\n";
   report += copying("Refilling from a browser cache: 20,000 files, 800 MB", scratch + "/browser",
-                    scratch + "/target") + "\n";
+                    scratch + "/target") +
+            "\n";
   report += copying("Refilling from a build folder: 50,000 files, 440 MB", scratch + "/build",
-                    scratch + "/target") + "\n";
+                    scratch + "/target") +
+            "\n";
   report += measuring(scratch + "/build");
   std::ofstream(argv[1]) << report;
   fmt::print("{}", report);

@@ -1,32 +1,31 @@
 #!/bin/sh
-# The Debian packages that building, testing and linting need: the one list.
-# With "install" as its argument it installs those that are missing, as root; otherwise it prints them.
+# The Debian packages that the project needs: the one list, by purpose.
+# Usage: packages.sh PURPOSE…   installs what is missing for these, as root; says it otherwise.
 set -eu
 
-packages="
-  g++ cmake ninja-build pkg-config ccache
-  libfmt-dev libplist-dev libutf8proc-dev uuid-dev libcli11-dev libext2fs-dev libsystemd-dev
-  libgtest-dev
-  clang-format clang-tidy
-  python3 util-linux nodejs npm
-"
+build="g++ make cmake ninja-build pkg-config ccache libfmt-dev libplist-dev libutf8proc-dev uuid-dev
+  libcli11-dev libext2fs-dev libgtest-dev python3 util-linux"
+bench="rsync"
+lint="clang-format clang-tidy"
+mac="npm"
 
-missing() {
-  for package in $packages; do
-    dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || echo "$package"
-  done
+present() {
+  dpkg-query -W -f '${Status}' "$1" 2>/dev/null | grep -q 'ok installed' && return 0
+  [ "$1" = npm ] && command -v npm >/dev/null # also from elsewhere
 }
 
-if [ "${1:-}" != install ]; then
-  echo $packages
-  exit 0
-fi
-
-needed=$(missing)
+needed=
+for purpose in "$@"; do
+  eval "packages=\$$purpose"
+  for package in $packages; do
+    present "$package" || needed="$needed $package"
+  done
+done
 [ -z "$needed" ] && exit 0
+
 if [ "$(id -u)" -ne 0 ]; then
   echo "These packages are missing; have them installed and try again:" >&2
-  echo "  apt-get install" $needed >&2
+  echo "  apt-get install$needed" >&2
   exit 1
 fi
 export DEBIAN_FRONTEND=noninteractive

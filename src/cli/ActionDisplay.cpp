@@ -13,9 +13,10 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kBetweenDrawings = 50ms;
-constexpr std::size_t kWidestBar = 40;     // cells between its brackets
-constexpr std::size_t kNarrowestBar = 10;  // below that there is none
-constexpr std::uint64_t kWhole = 100;      // per cent
+constexpr std::size_t kWidestBar = 40;    // cells between its brackets
+constexpr std::size_t kNarrowestBar = 8;  // below that there is none
+constexpr std::size_t kNumbers = 36;      // cells of " 999.99 MB of 999.99 MB, 99999 items"
+constexpr std::uint64_t kWhole = 100;     // per cent
 
 std::uint64_t percentOf(const QVRamDiskProgress& copied) {
   const auto share =
@@ -23,20 +24,24 @@ std::uint64_t percentOf(const QVRamDiskProgress& copied) {
   return static_cast<std::uint64_t>(std::min(1.0L, share) * kWhole);
 }
 
-// " [####------]", or nothing where the room does not suffice.
+// " [####------]", or nothing where the room does not suffice. Its width does not depend on the
+// numbers, which would make it jump.
 std::string bar(std::uint64_t percent, std::size_t room) {
   constexpr std::size_t kFrame = 3;
-  if (room < kNarrowestBar + kFrame) return {};
-  const std::size_t width = std::min(room - kFrame, kWidestBar);
+  if (room < kNarrowestBar + kFrame + kNumbers) return {};
+  const std::size_t width = std::min(room - kFrame - kNumbers, kWidestBar);
   const std::size_t filled = width * percent / kWhole;
   return " [" + std::string(filled, '#') + std::string(width - filled, '-') + "]";
 }
 
-std::string progressText(const QVRamDiskProgress& copied) {
-  const std::string items = fmt::format("{} items", copied.entries);
-  if (copied.totalBytes == 0) return fmt::format(" {}, {}", sizeText(copied.bytes), items);
-  return fmt::format(" {:3} % {} of {}, {}", percentOf(copied), sizeText(copied.bytes),
-                     sizeText(copied.totalBytes), items);
+// What follows the stage in so many cells.
+std::string progressText(const QVRamDiskProgress& copied, std::size_t room) {
+  const std::string items = fmt::format(", {} items", copied.entries);
+  if (copied.totalBytes == 0) return " " + sizeText(copied.bytes) + items;
+  const auto percent = percentOf(copied);
+  const std::string share = fmt::format(" {:3} %", percent);
+  return share + bar(percent, room > share.size() ? room - share.size() : 0) +
+         fmt::format(" {} of {}", sizeText(copied.bytes), sizeText(copied.totalBytes)) + items;
 }
 
 }  // namespace
@@ -74,10 +79,8 @@ void LiveDisplay::progress(const QVRamDiskProgress& copied) {
   if (showsProgress_ && now - lastProgress_ < kBetweenDrawings) return;
   showsProgress_ = true;
   lastProgress_ = now;
-  const std::string text = progressText(copied);
-  const std::size_t used = columns(stage_) + columns(text);
-  const std::size_t left = room() > used ? room() - used : 0;
-  draw(stage_ + (copied.totalBytes > 0 ? bar(percentOf(copied), left) : "") + text);
+  const std::size_t used = columns(stage_);
+  draw(stage_ + progressText(copied, room() > used ? room() - used : 0));
 }
 
 void LiveDisplay::end() {

@@ -23,7 +23,8 @@ QVErrorPtr QVError::errorWithMessage(std::string message, std::string reason) {
   return errorWithMessage(std::move(message), std::move(reason), {});
 }
 
-QVErrorPtr QVError::errorWithMessage(std::string message, std::string reason, QVErrorCause depends) {
+QVErrorPtr QVError::errorWithMessage(std::string message, std::string reason,
+                                     QVErrorCause depends) {
   struct Constructible : QVError {};
   auto error = std::make_shared<Constructible>();
   error->errorCount_ = ++errorCounter;
@@ -35,7 +36,8 @@ QVErrorPtr QVError::errorWithMessage(std::string message, std::string reason, QV
 }
 
 std::string QVError::description() const {
-  std::string text = fmt::format("<QVError {} message:{} reason:{}", fmt::ptr(this), message_, reason_);
+  std::string text =
+      fmt::format("<QVError {} message:{} reason:{}", fmt::ptr(this), message_, reason_);
   for (const auto& info : infos_)
     text += fmt::format("\n\tInfos[{}]:{{{}\n}}", info.key, info.info.value_or("<null>"));
   if (!std::holds_alternative<std::monostate>(depends_))

@@ -11,8 +11,10 @@
 
 // Each stores the message in `slot`, unless that is null, and returns what its name says.
 bool QV_ReturnNoWithMessage(const std::string& message, std::optional<std::string>* slot);
-std::nullptr_t QV_ReturnNilWithMessage(const std::string& message, std::optional<std::string>* slot);
-std::nullptr_t QV_ReturnNULLWithMessage(const std::string& message, std::optional<std::string>* slot);
+std::nullptr_t QV_ReturnNilWithMessage(const std::string& message,
+                                       std::optional<std::string>* slot);
+std::nullptr_t QV_ReturnNULLWithMessage(const std::string& message,
+                                        std::optional<std::string>* slot);
 std::int64_t QV_ReturnIntegerWithMessage(std::int64_t value, const std::string& message,
                                          std::optional<std::string>* slot);
 

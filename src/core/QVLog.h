@@ -55,7 +55,7 @@ struct Located {
   Place where;
 
   template <class Text>
-    requires std::convertible_to<const Text&, std::string_view>
+  requires std::convertible_to<const Text&, std::string_view>
   consteval Located(const Text& text, const char* method = __builtin_FUNCTION(),
                     int line = __builtin_LINE())
       : format(text), where{method, line} {}
@@ -74,7 +74,8 @@ void critical(const Place& where, std::string_view className, std::string_view o
 // The logging convention. `object` is the class that logs or the description of the instance.
 template <class... Args>
 void QVLogInfo(std::string_view object, qvlog::Text<Args...> text, Args&&... args) {
-  QVLog::logInfo(qvlog::line(text.where, object, fmt::format(text.format, std::forward<Args>(args)...)));
+  QVLog::logInfo(
+      qvlog::line(text.where, object, fmt::format(text.format, std::forward<Args>(args)...)));
 }
 
 template <class... Args>
@@ -93,6 +94,6 @@ void QVLogError(std::string_view object, qvlog::Text<Args...> text, Args&&... ar
 template <class... Args>
 void QVLogCriticalException(std::string_view object, qvlog::Text<Args...> text, Args&&... args) {
   const fmt::string_view raw = text.format;
-  qvlog::critical(text.where, object, object,
-                  fmt::format(text.format, std::forward<Args>(args)...), {raw.data(), raw.size()});
+  qvlog::critical(text.where, object, object, fmt::format(text.format, std::forward<Args>(args)...),
+                  {raw.data(), raw.size()});
 }

@@ -59,7 +59,8 @@ class QVRamDiskDevice {
                                     const Text& identifier, Text& mountedPath);
   // Unmounts, removes the mount directory when asked to and when it holds only system files, and
   // detaches the device with all it holds. A failed unmount leaves all as it was.
-  static QVErrorPtr ejectRamDiskDeviceNode(const Text& deviceNode, const Text& path, bool removeDir);
+  static QVErrorPtr ejectRamDiskDeviceNode(const Text& deviceNode, const Text& path,
+                                           bool removeDir);
   static QVErrorPtr forceEjectRamDiskAtPath(const Text& path);
 
   // --- Post-commands (QVRamDiskDevice_PostCommand.cpp)

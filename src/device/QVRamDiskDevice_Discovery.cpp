@@ -97,8 +97,8 @@ std::optional<std::vector<QVDeviceListEntry>> QVRamDiskDevice::deviceList(bool w
   const bool ran = QVFunctions::executeCommand(services().places->tool(platform::Tool::Attacher),
                                                {"info", "-plist"}, status, &output, &errors);
   if (!ran || status != 0) {
-    error = QVError::errorWithMessage(QVLocalized("Can execute device list command"), "executeCommand==NO",
-                                      QVCauseFromText(errors));
+    error = QVError::errorWithMessage(QVLocalized("Can execute device list command"),
+                                      "executeCommand==NO", QVCauseFromText(errors));
     return std::nullopt;
   }
   return entriesOf(output.value_or(""), withIdentity);
@@ -111,12 +111,14 @@ QVRamDiskDevice::Text QVRamDiskDevice::deviceNodeFromPath(const Text& path, QVEr
   }
   std::optional<platform::Mount> found;
   platform::SystemError cause;
-  const auto scanned = scan([&](const auto& mount) { return mount.mountedOn == *path; }, found, cause);
+  const auto scanned =
+      scan([&](const auto& mount) { return mount.mountedOn == *path; }, found, cause);
   if (scanned == Scan::CountFailed) {
     error = QVError::errorWithMessage(QVLocalized("Can not get device node"), "volCount==-1");
     error->addInfo(std::to_string(cause.code), "getfsstat==-1 errno");
   } else if (scanned == Scan::TableFailed) {
-    error = QVError::errorWithMessage(QVLocalized("Can not get device node"), "getfsstat==-1", cause);
+    error =
+        QVError::errorWithMessage(QVLocalized("Can not get device node"), "getfsstat==-1", cause);
   }
   if (!found) return std::nullopt;
   if (found->mountedFrom.empty()) {

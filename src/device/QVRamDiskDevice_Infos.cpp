@@ -4,7 +4,8 @@
 
 bool QVRamDiskDevice::setExtendedRamDiskInfos(const Infos& infos, const Text& path) {
   if (!path || infos.empty()) return false;
-  return QVSetExtendedAttribute(extensions::stringsFileText(infos), kRamDiskInfoAttributeName, path);
+  return QVSetExtendedAttribute(extensions::stringsFileText(infos), kRamDiskInfoAttributeName,
+                                path);
 }
 
 bool QVRamDiskDevice::getExtentedRamDiskInfos(Infos& infos, const Text& path) {

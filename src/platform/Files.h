@@ -12,7 +12,7 @@ namespace platform {
 enum class FileKind { Missing, Directory, Other };
 
 struct FileTimes {
-  std::int64_t created = 0;   // whole seconds since 1970; 0 where the file system keeps none
+  std::int64_t created = 0;  // whole seconds since 1970; 0 where the file system keeps none
   std::int64_t modified = 0;
 };
 

@@ -11,9 +11,9 @@ namespace platform {
 // One entry of the session's list of programs started at login.
 struct LoginItem {
   std::string displayName;
-  std::string reference;              // the port's own handle for remove()
-  std::optional<std::string> path;    // the program it starts; nullopt when it cannot be resolved
-  bool stale = false;                 // it resolves to a program that does not exist
+  std::string reference;            // the port's own handle for remove()
+  std::optional<std::string> path;  // the program it starts; nullopt when it cannot be resolved
+  bool stale = false;               // it resolves to a program that does not exist
 };
 
 // Main thread only.

@@ -26,7 +26,8 @@ class MainLoop {
   virtual void postAndWait(Task task) = 0;
 
   // Any thread. Timers fire on the main thread; one that is late fires once, not once for every
-  // interval missed. A cancelled timer never fires again once cancel() was called on the main thread.
+  // interval missed. A cancelled timer never fires again once cancel() was called on the main
+  // thread.
   virtual TimerId after(std::chrono::milliseconds delay, Task task) = 0;
   virtual TimerId every(std::chrono::milliseconds interval, Task task) = 0;
   virtual void cancel(TimerId timer) = 0;

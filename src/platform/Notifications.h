@@ -9,7 +9,7 @@ namespace platform {
 
 struct Notification {
   std::string name;
-  std::string object;                              // says who posts
+  std::string object;  // says who posts
   std::map<std::string, std::string> userInfo;
 };
 

@@ -63,7 +63,8 @@ void setAsideIfUsed(const std::string& directory) {
 }
 
 void rescueSavedBase(const std::string& base, const std::string& savedBase) {
-  if (services().files->kind(savedBase) != FileKind::Directory || !holdsUserFiles(savedBase)) return;
+  if (services().files->kind(savedBase) != FileKind::Directory || !holdsUserFiles(savedBase))
+    return;
   if (!exists(base)) return putBack(base, savedBase);
   if (QVRamDiskDevice::hasMountedVolumeAtPath(base) != 0) return;
   if (holdsUserFiles(base)) return moveToRescueName(savedBase);

@@ -14,7 +14,8 @@ namespace {
 
 constexpr std::string_view kTable = "QVRamDiskLocalizable";
 constexpr char kDefaultName[] = "RamDisk";
-constexpr std::uint64_t kSmallMemory = 2'147'483'648;  // bytes; up to here the smaller default holds
+constexpr std::uint64_t kSmallMemory =
+    2'147'483'648;  // bytes; up to here the smaller default holds
 
 const char* kindKey(QVRamDiskType type) {
   switch (type) {
@@ -69,7 +70,9 @@ bool QVRamDisk::isOfClassOf(const QVRamDisk& other) const {
 
 bool QVRamDiskEntry::isOfClassOf(const QVRamDisk&) const { return true; }
 
-std::string QVRamDisk::description() const { return fmt::format("<QVRamDisk: {}>", fmt::ptr(this)); }
+std::string QVRamDisk::description() const {
+  return fmt::format("<QVRamDisk: {}>", fmt::ptr(this));
+}
 
 QVComparableValues QVRamDisk::comparableValues() const { return {name(), volSize(), volFree()}; }
 

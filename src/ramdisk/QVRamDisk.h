@@ -121,8 +121,8 @@ class QVRamDisk : public extensions::KeyedArchivable,
   // --- Action engine (QVRamDisk_Engine.cpp)
 
   // Starts an action. Synchronisation, backup and rebuild always run on a thread of their own,
-  // clean-up always on the caller's, the others as `threaded` says, which counts only when exactly 1.
-  // A second action is reported as a critical exception and started all the same.
+  // clean-up always on the caller's, the others as `threaded` says, which counts only when
+  // exactly 1. A second action is reported as a critical exception and started all the same.
   void performAction(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate,
                      std::int64_t threaded);
   // Keeps the progress code and the error, then tells the delegate on this thread.
@@ -132,8 +132,8 @@ class QVRamDisk : public extensions::KeyedArchivable,
   // Brings the observed state in line with the system. YES when the status or the volume's name,
   // size or free space changed.
   bool update();
-  double diskUsage() const;           // used fraction of the volume
-  std::int64_t hasContents() const;   // 1, 0, or -1 when it cannot be told
+  double diskUsage() const;          // used fraction of the volume
+  std::int64_t hasContents() const;  // 1, 0, or -1 when it cannot be told
 
   // --- Creation (QVRamDisk_Create.cpp)
 

@@ -21,7 +21,8 @@ class QVRamDiskBackup {
   // The previous generation lies beside the folder with `previousExt` as its extension. Items that
   // cannot be copied are logged, keep the previous generation in place, and are no error.
   QVErrorPtr backupRamDiskAtPath(const Text& path, const Text& backupPath,
-                                 const std::string& previousExt, const Progress& progress = {}) const;
+                                 const std::string& previousExt,
+                                 const Progress& progress = {}) const;
 
   // An item that the volume has already is kept. A folder that cannot be listed restores nothing.
   QVErrorPtr restoreRamDiskAtPath(const Text& path, const Text& backupDirPath,

@@ -27,8 +27,8 @@ constexpr std::string_view kClass = "QVRamDisk";
 constexpr char kUnable[] = "Unable to create RamDisk";
 constexpr char kVolumeIcon[] = ".VolumeIcon.icns";
 constexpr std::uint64_t kLargestWired = 1'073'741'824;  // bytes
-constexpr unsigned kSectorShift = 9;                     // sectors of 512 bytes
-constexpr double kBaseMargin = 1.5;                      // the disk must be larger than this × its base
+constexpr unsigned kSectorShift = 9;                    // sectors of 512 bytes
+constexpr double kBaseMargin = 1.5;  // the disk must be larger than this × its base
 
 bool exists(const std::string& path) { return services().files->kind(path) != FileKind::Missing; }
 
@@ -75,8 +75,7 @@ QVRamDiskCreation::QVRamDiskCreation(QVRamDiskPtr disk, QVRamDiskDelegatePtr del
 
 bool QVRamDiskCreation::run() {
   if (!checkPermission()) return false;
-  if (type_ != QVRamDiskType_Default)
-    disk_->changeToType(type_, QVRamDiskChangeTypeKeepSettings);
+  if (type_ != QVRamDiskType_Default) disk_->changeToType(type_, QVRamDiskChangeTypeKeepSettings);
   if (handlesBase() && !setBaseAside()) return false;
   if (!attach() || !makeFileSystem() || !mount()) return false;
   bringContentsBack();
@@ -106,7 +105,8 @@ bool QVRamDiskCreation::setBaseAside() {
   if (!exists(base)) return true;
   if (!measureBase(base)) return false;
   // Under a mounted volume the saved base is the only copy of the directory's own contents.
-  if (QVRamDiskDevice::hasMountedVolumeAtPath(base) != 1 && !removeOldSavedBase(saved)) return false;
+  if (QVRamDiskDevice::hasMountedVolumeAtPath(base) != 1 && !removeOldSavedBase(saved))
+    return false;
   if (!exists(base)) return true;
   if (const auto error = services().files->move(base, saved))
     return fail(QVLocalizedFormat("Unable to move current base (%@) before create RamDisk",

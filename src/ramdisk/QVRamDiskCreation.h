@@ -56,7 +56,7 @@ class QVRamDiskCreation {
   const QVRamDiskMdIndexMode mdIndexMode_;
   const QVRamDiskBackupMode backupMode_;
 
-  Text savedBase_;            // the directory's own contents, once set aside
+  Text savedBase_;              // the directory's own contents, once set aside
   std::uint64_t baseSize_ = 0;  // bytes
   std::string deviceNode_;
   QVErrorPtr error_;

@@ -103,9 +103,8 @@ void QVRamDiskEntries::ramDiskDidProgress(const QVRamDiskPtr& ramDisk,
 }
 
 bool QVRamDiskEntries::hasRunningAction() const {
-  return std::any_of(ramDisks_.begin(), ramDisks_.end(), [](const auto& ramDisk) {
-    return ramDisk->action() != QVRamDiskActionNone;
-  });
+  return std::any_of(ramDisks_.begin(), ramDisks_.end(),
+                     [](const auto& ramDisk) { return ramDisk->action() != QVRamDiskActionNone; });
 }
 
 void QVRamDiskEntries::waitingEndAll() {

@@ -31,7 +31,8 @@ QVErrorPtr QVRamDisk::eject(const QVRamDiskDelegatePtr& delegate) {
   QVErrorPtr result = saveContents(delegate, usedBase);
   if (!result) {
     inform(delegate, QVRamDiskActionInfo_ejecting, nullptr);
-    result = QVRamDiskDevice::ejectRamDiskDeviceNode(deviceNode(), path(), ownsMountDirectory(*this));
+    result =
+        QVRamDiskDevice::ejectRamDiskDeviceNode(deviceNode(), path(), ownsMountDirectory(*this));
     if (!result && usedBase) putBaseBack();
   }
   setPath(std::nullopt);

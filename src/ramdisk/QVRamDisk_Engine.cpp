@@ -25,7 +25,8 @@ std::string described(const QVRamDiskDevice::Infos& infos) {
 // The mount point that a volume's own record leads to, as long as the record names this disk.
 // nullopt with `stale` set when the path it was read from leads nowhere any more.
 std::optional<std::string> ownMountPoint(const std::string& path,
-                                         const std::optional<std::string>& identifier, bool& stale) {
+                                         const std::optional<std::string>& identifier,
+                                         bool& stale) {
   QVRamDiskDevice::Infos infos;
   stale = !QVRamDiskDevice::getExtentedRamDiskInfos(infos, path);
   if (stale) {

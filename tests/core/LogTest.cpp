@@ -88,15 +88,16 @@ TEST_F(CoreTest, InitialErrorsAreTheFarEndOfTheChain) {
     QVErrorPtr error;
     std::optional<std::string> message;
   };
-  for (const Row& row : {Row{leaf, std::nullopt}, Row{ofSystem, std::nullopt},
-                         Row{ofText, std::nullopt}, Row{above(leaf), "leaf"},
-                         Row{above(above(leaf)), "leaf"}, Row{above(ofSystem), system.text},
-                         Row{above(above(ofText)), "said"}})
+  for (const Row& row :
+       {Row{leaf, std::nullopt}, Row{ofSystem, std::nullopt}, Row{ofText, std::nullopt},
+        Row{above(leaf), "leaf"}, Row{above(above(leaf)), "leaf"},
+        Row{above(ofSystem), system.text}, Row{above(above(ofText)), "said"}})
     EXPECT_EQ(row.error->initialErrorMessage(), row.message) << row.error->description();
 }
 
 TEST_F(CoreTest, PresentingEndsBothTextsWithAPoint) {
-  const auto error = QVError::errorWithMessage("No disk", "", QVError::errorWithMessage("Full.", ""));
+  const auto error =
+      QVError::errorWithMessage("No disk", "", QVError::errorWithMessage("Full.", ""));
   error->presentWIthTitle(std::nullopt);
   error->presentWIthTitle("Trouble");
   QVError::errorWithMessage("Alone", "", platform::SystemError{})->presentWIthTitle(std::nullopt);
@@ -128,8 +129,8 @@ TEST_F(CoreTest, ScrambledTextsComeBack) {
   const auto restored = [](std::string_view text) {
     return QV_StringDelacement({reinterpret_cast<const unsigned char*>(text.data()), text.size()});
   };
-  EXPECT_EQ(restored("=8GbsVGS"), "Hello");     // "SGVsbG8=" reversed
-  EXPECT_EQ(restored("==QY"), "a");             // "YQ=="
+  EXPECT_EQ(restored("=8GbsVGS"), "Hello");  // "SGVsbG8=" reversed
+  EXPECT_EQ(restored("==QY"), "a");          // "YQ=="
   EXPECT_EQ(restored(""), std::nullopt);
   EXPECT_EQ(restored("!8GbsVGS"), std::nullopt);
   EXPECT_EQ(restored("8GbsVGS"), std::nullopt);  // no multiple of four

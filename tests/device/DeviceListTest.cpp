@@ -9,7 +9,8 @@ using Entries = std::vector<std::string>;
 
 // What the attacher prints, shortened to what its readers look at.
 std::string image(const std::string& path, const std::string& entities) {
-  return "<dict><key>image-type</key><string>read/write</string><key>image-path</key><string>" + path +
+  return "<dict><key>image-type</key><string>read/write</string><key>image-path</key><string>" +
+         path +
          "</string><key>blockcount</key><integer>2048</integer><key>system-entities</key><array>" +
          entities + "</array></dict>";
 }
@@ -23,7 +24,8 @@ std::string entity(const std::string& node, const std::string& mountPoint = {}) 
 
 std::string listing(const std::string& images) {
   return "<?xml version=\"1.0\" encoding=\"UTF-8\"?><!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST "
-         "1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\"><plist version=\"1.0\"><dict>"
+         "1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\"><plist "
+         "version=\"1.0\"><dict>"
          "<key>framework</key><string>480</string><key>images</key><array>" +
          images + "</array></dict></plist>";
 }
@@ -56,7 +58,8 @@ TEST_F(DeviceListTest, OnlyMemoryImagesWithOneEntityCount) {
       {"none attached", listing(""), {}},
       {"a file image", listing(image("/Users/a/disk.dmg", entity("/dev/disk2", "/Volumes/x"))), {}},
       {"a partitioned file image",
-       listing(image("/Users/a/b.dmg", entity("/dev/disk2") + entity("/dev/disk2s1", "/Volumes/b"))),
+       listing(
+           image("/Users/a/b.dmg", entity("/dev/disk2") + entity("/dev/disk2s1", "/Volumes/b"))),
        {}},
       {"RAM images among others",
        listing(image("ram://2048", entity("/dev/disk3")) + image("/a.iso", entity("/dev/disk4")) +
@@ -66,7 +69,8 @@ TEST_F(DeviceListTest, OnlyMemoryImagesWithOneEntityCount) {
        listing(image("ram://2048", entity("/dev/disk3") + entity("/dev/disk3s1"))),
        {}},
       {"no image path",
-       listing("<dict><key>system-entities</key><array>" + entity("/dev/disk3") + "</array></dict>"),
+       listing("<dict><key>system-entities</key><array>" + entity("/dev/disk3") +
+               "</array></dict>"),
        {}},
       {"no device entry", listing(image("ram://2048", "<dict></dict>")), {}},
       {"no entities", listing("<dict><key>image-path</key><string>ram://1</string></dict>"), {}},
@@ -166,7 +170,8 @@ TEST_F(DeviceListTest, AMountTableThatCannotBeReadIsAnError) {
 }
 
 TEST_F(DeviceListTest, TheInformationRecordIsKeptOnTheVolume) {
-  const QVRamDiskDevice::Infos infos = {{"identifier", "A \"quoted\" \\ id"}, {"deviceNode", "/dev/disk4"}};
+  const QVRamDiskDevice::Infos infos = {{"identifier", "A \"quoted\" \\ id"},
+                                        {"deviceNode", "/dev/disk4"}};
   QVRamDiskDevice::Infos read;
   EXPECT_FALSE(QVRamDiskDevice::getExtentedRamDiskInfos(read, work));
   EXPECT_TRUE(QVRamDiskDevice::setExtendedRamDiskInfos(infos, work));
@@ -175,7 +180,8 @@ TEST_F(DeviceListTest, TheInformationRecordIsKeptOnTheVolume) {
   EXPECT_FALSE(QVRamDiskDevice::setExtendedRamDiskInfos({}, work));
   EXPECT_FALSE(QVRamDiskDevice::setExtendedRamDiskInfos(infos, std::nullopt));
   for (const char* worthless : {"", "= ;", "\"a\" = ", "\xFF\xFE\xFD", "/* only */"}) {
-    ASSERT_FALSE(platform::services().volumes->setAttribute(work, kRamDiskInfoAttributeName, worthless));
+    ASSERT_FALSE(
+        platform::services().volumes->setAttribute(work, kRamDiskInfoAttributeName, worthless));
     EXPECT_FALSE(QVRamDiskDevice::getExtentedRamDiskInfos(read, work)) << worthless;
   }
 }

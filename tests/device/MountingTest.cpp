@@ -65,8 +65,7 @@ TEST_F(MountingTest, TheToolsGetTheArgumentsOfEachCase) {
   replaceTool(Tool::DiskUtility, "printf '<%s>' \"$@\" > '" + seen + "'; exit 1");
   places->volumes = scratch.directory("volumes");
   mount("/dev/disk7", work, "a b");
-  EXPECT_EQ(readFile(seen),
-            "<-o><noatime><-o><nobrowse><-t><hfs></dev/disk7><" + work + "/a b>");
+  EXPECT_EQ(readFile(seen), "<-o><noatime><-o><nobrowse><-t><hfs></dev/disk7><" + work + "/a b>");
   mount("/dev/disk7", std::nullopt, "a b");
   EXPECT_EQ(readFile(seen), "<-o><noatime><-t><hfs></dev/disk7><" + places->volumes + "/a b>");
   faults->fail("isWritable", 1, true);
@@ -97,9 +96,8 @@ TEST_F(MountingTest, EveryFailureNamesItsStep) {
        "createDirectoryAtPath"},
       {"a file", [](MountingTest& test) { test.scratch.file("home/work/vol"); }, "", 0,
        "The target is not a directory", "isDir==NO"},
-      {"unknown state",
-       [](MountingTest& test) { test.scratch.directory("home/work/vol"); }, "fileSystemNumber", 1,
-       "Unable to get mount information", "state==-1"},
+      {"unknown state", [](MountingTest& test) { test.scratch.directory("home/work/vol"); },
+       "fileSystemNumber", 1, "Unable to get mount information", "state==-1"},
       {"foreign volume", [](MountingTest& test) { test.foreignVolume(); }, "", 0,
        "Another volume is mounted", "getExtentedAttribute==NO"},
       {"older disk stays", older, tool(Tool::Unmounter), 1, "Unable to mount disk",
@@ -185,11 +183,12 @@ TEST_F(MountingTest, TheMountDirectoryGoesOnlyWhenNothingOfTheUsersIsInIt) {
     bool remains;
     const char* logged;
   };
-  for (const Case& c : {Case{"vol/.DS_Store", true, nullptr, false, nullptr},
-                        Case{"vol/ordinary", true, nullptr, true, nullptr},
-                        Case{"vol/.DS_Store", false, nullptr, true, nullptr},
-                        Case{"vol/.DS_Store", true, "names", false, "contents==nil error:"},
-                        Case{"vol/.DS_Store", true, "remove", true, "removeItemAtPath:error: path:"}}) {
+  for (const Case& c :
+       {Case{"vol/.DS_Store", true, nullptr, false, nullptr},
+        Case{"vol/ordinary", true, nullptr, true, nullptr},
+        Case{"vol/.DS_Store", false, nullptr, true, nullptr},
+        Case{"vol/.DS_Store", true, "names", false, "contents==nil error:"},
+        Case{"vol/.DS_Store", true, "remove", true, "removeItemAtPath:error: path:"}}) {
     fs::remove_all(folder("vol"));
     scratch.file("home/work/" + std::string(c.file));
     const std::string node = olderDisk();

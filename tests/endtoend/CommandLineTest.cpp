@@ -91,7 +91,8 @@ TEST_F(CommandLineTest, EveryActionWorksOnABaseModeDisk) {
 TEST_F(CommandLineTest, EachBackupModeKeepsTheContentsInItsPlace) {
   const std::string backups = scratch.directory("home/backups");
   done("add --name support --directory '" + home + "/work' --size 200M --backup support");
-  done("add --name chosen --directory '" + home + "/work' --size 200M --backup-dir '" + backups + "'");
+  done("add --name chosen --directory '" + home + "/work' --size 200M --backup-dir '" + backups +
+       "'");
   done("add --name none --directory '" + home + "/work' --size 200M --backup none");
   done("create --all");
   for (const char* name : {"support", "chosen", "none"})
@@ -154,7 +155,8 @@ TEST_F(CommandLineTest, BadInputIsOneLineAndChangesNothing) {
   for (const auto& [arguments, status] : rows) {
     const Ran ran = run(arguments);
     EXPECT_EQ(ran.status, status) << arguments << "\n" << ran.output;
-    EXPECT_EQ(std::count(ran.output.begin(), ran.output.end(), '\n'), 1) << arguments << "\n" << ran.output;
+    EXPECT_EQ(std::count(ran.output.begin(), ran.output.end(), '\n'), 1) << arguments << "\n"
+                                                                         << ran.output;
     EXPECT_EQ(registry(), before) << arguments;
   }
 }

@@ -19,7 +19,8 @@ class ActionsTest : public EngineTest {
   QVRamDiskPtr mountedDisk(QVRamDiskBackupMode mode) {
     auto disk = diskOver("cache", mode);
     scratch.file("home/work/cache/old", "old");
-    if (mode == QVRamDiskBackupMode_Directory) disk->setBackupDir(scratch.directory("home/backups"));
+    if (mode == QVRamDiskBackupMode_Directory)
+      disk->setBackupDir(scratch.directory("home/backups"));
     EXPECT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
     return disk;
   }
@@ -81,7 +82,8 @@ TEST_F(ActionsTest, BackupModesKeepWhatTheirFolderIsFor) {
     EXPECT_EQ(perform(QVRamDiskActionRebuild, disk), nullptr);
     EXPECT_EQ(readFile(folder("cache") + "/new"), "newer");
     EXPECT_EQ(perform(QVRamDiskActionEject, disk), nullptr);
-    EXPECT_EQ(readFile(folder("cache") + "/old"), "old") << "the directory itself was never touched";
+    EXPECT_EQ(readFile(folder("cache") + "/old"), "old")
+        << "the directory itself was never touched";
     EXPECT_FALSE(fs::exists(backupOf(disk) + ".previous"));
     disk->deleteBackupDirs();
     EXPECT_EQ(fs::exists(backupOf(disk)), mode == QVRamDiskBackupMode_Directory);
@@ -123,7 +125,8 @@ TEST_F(ActionsTest, AForeignVolumeInTheWayOfARemountIsReported) {
 
 TEST_F(ActionsTest, CleaningUpSparesWhatTheVolumeKeepsForItself) {
   const auto disk = mountedDisk(QVRamDiskBackupMode_None);
-  for (const char* item : {"a", "folder/b", ".hidden", ".Trash/kept", ".fseventsd/kept", ".DS_Store"})
+  for (const char* item :
+       {"a", "folder/b", ".hidden", ".Trash/kept", ".fseventsd/kept", ".DS_Store"})
     scratch.file("home/work/cache/" + std::string(item));
   disk->performAction(QVRamDiskActionCleanUpFiles, recorder, 1);
   std::vector<std::string> left;
@@ -153,23 +156,23 @@ struct EjectRow {
   int nth;
   std::string reason;  // of the eject's error, empty for none
   std::string logged;
-  bool mounted;        // afterwards
+  bool mounted;  // afterwards
   bool attached;
 };
 
 TEST_F(ActionsTest, AnEjectThatFailsLosesNothing) {
   const auto tool = [](Tool which) { return FaultyPlaces::verb(which); };
   const std::vector<EjectRow> rows = {
-      {"old previous generation", QVRamDiskBackupMode_Base, "remove", 1, "removeItemAtPath:",
-       "backupRamDiskAtPath path:", true, true},
-      {"setting the last generation aside", QVRamDiskBackupMode_Base, "move", 1, "moveItemAtPath:",
-       "backupRamDiskAtPath path:", true, true},
+      {"old previous generation", QVRamDiskBackupMode_Base, "remove", 1,
+       "removeItemAtPath:", "backupRamDiskAtPath path:", true, true},
+      {"setting the last generation aside", QVRamDiskBackupMode_Base, "move", 1,
+       "moveItemAtPath:", "backupRamDiskAtPath path:", true, true},
       {"making the folder", QVRamDiskBackupMode_Base, "createDirectories", 1,
        "createDirectoryAtPath:", "backupRamDiskAtPath path:", true, true},
-      {"listing the volume", QVRamDiskBackupMode_Base, "names", 1, "contentsOfDirectoryAtPath:",
-       "backupRamDiskAtPath path:", true, true},
-      {"a backup", QVRamDiskBackupMode_AppSupport, "names", 1, "contentsOfDirectoryAtPath:", "", true,
-       true},
+      {"listing the volume", QVRamDiskBackupMode_Base, "names", 1,
+       "contentsOfDirectoryAtPath:", "backupRamDiskAtPath path:", true, true},
+      {"a backup", QVRamDiskBackupMode_AppSupport, "names", 1, "contentsOfDirectoryAtPath:", "",
+       true, true},
       {"unmounting", QVRamDiskBackupMode_Base, tool(Tool::Unmounter), 1, "executeCommand==NO", "",
        true, true},
       {"detaching", QVRamDiskBackupMode_Base, tool(Tool::Attacher), 1, "executeCommand==NO", "",
@@ -208,7 +211,8 @@ TEST_F(ActionsTest, AnEjectThatFailsLosesNothing) {
       EXPECT_EQ(readFile(folder("cache") + "/new"), "new");
       perform(QVRamDiskActionEject, disk);
     }
-    const std::string kept = row.mode == QVRamDiskBackupMode_Base ? folder("cache") : backupOf(disk);
+    const std::string kept =
+        row.mode == QVRamDiskBackupMode_Base ? folder("cache") : backupOf(disk);
     EXPECT_EQ(readFile(kept + "/new"), "new");
     TearDownDisks();
   }
@@ -217,7 +221,8 @@ TEST_F(ActionsTest, AnEjectThatFailsLosesNothing) {
 TEST_F(ActionsTest, FilesWrittenUnderTheVolumeAreKeptBesideTheBase) {
   const auto disk = mountedDisk(QVRamDiskBackupMode_Base);
   recorder->onReport = [&](QVRamDisk& reporting) {
-    if (reporting.lastActionInfo() != QVRamDiskActionInfo_ejecting || reporting.action() == 0) return;
+    if (reporting.lastActionInfo() != QVRamDiskActionInfo_ejecting || reporting.action() == 0)
+      return;
     umount2(folder("cache").c_str(), MNT_DETACH);
     scratch.file("home/work/cache/under", "under");
     QVErrorPtr error;
@@ -258,11 +263,11 @@ TEST_F(ActionsTest, ActionsRunWhereTheirKindSays) {
   recorder->onReport = [&](QVRamDisk&) { ran = std::this_thread::get_id(); };
   const auto disk = diskOver("cache", QVRamDiskBackupMode_None);
   const std::pair<QVRamDiskAction, std::pair<std::int64_t, bool>> rows[] = {
-      {QVRamDiskActionCreate, {0, true}},  {QVRamDiskActionCreate, {1, false}},
-      {QVRamDiskActionCreate, {2, true}},  {QVRamDiskActionSyncWithBase, {0, false}},
-      {QVRamDiskActionBackup, {0, false}}, {QVRamDiskActionRemount, {0, true}},
+      {QVRamDiskActionCreate, {0, true}},   {QVRamDiskActionCreate, {1, false}},
+      {QVRamDiskActionCreate, {2, true}},   {QVRamDiskActionSyncWithBase, {0, false}},
+      {QVRamDiskActionBackup, {0, false}},  {QVRamDiskActionRemount, {0, true}},
       {QVRamDiskActionRemount, {1, false}}, {QVRamDiskActionEject, {0, true}},
-      {QVRamDiskActionEject, {1, false}},  {QVRamDiskActionRebuild, {0, false}},
+      {QVRamDiskActionEject, {1, false}},   {QVRamDiskActionRebuild, {0, false}},
   };
   disk->setSize(1);  // refused at once, wherever it runs
   for (const auto& [action, expected] : rows) {

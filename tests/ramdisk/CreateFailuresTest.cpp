@@ -19,9 +19,9 @@ struct Row {
   int nth = 1;
   std::string message;
   std::string reason;
-  std::string cause;        // part of the cause's text, empty for none
+  std::string cause;         // part of the cause's text, empty for none
   bool baseSetAside = true;  // the folder's own files lie under the saved name
-  std::size_t devices = 0;  // attached afterwards
+  std::size_t devices = 0;   // attached afterwards
   QVRamDiskStatus status = QVRamDiskStatus_notCreated;  // as the creation leaves it
 };
 
@@ -86,8 +86,9 @@ std::vector<Row> rows() {
       {"formatter", nothing, tool(Tool::Formatter), 1, kBase, "executeCommand==NO", failed},
       {"formatter's words",
        [](EngineTest& test, QVRamDisk&) {
-         own(test).replaceTool(Tool::Formatter,
-                               "echo 'Initialized /dev/rdisk4 as a 1 MB HFS Plus volume'; echo more");
+         own(test).replaceTool(
+             Tool::Formatter,
+             "echo 'Initialized /dev/rdisk4 as a 1 MB HFS Plus volume'; echo more");
        },
        "", 1, kBase, "lines", ""},
       {"mount", nothing, tool(Tool::Mounter), 1, kBase, "mountDeviceNode", "Unable to mount disk"},
@@ -128,8 +129,8 @@ void CreateFailures::check(const Row& row) {
   faults->clear();
   places->replacements.clear();
 
-  const std::string message = replaced(replaced(row.message, "%SAVED%", savedBase("cache")),
-                                       "%BASE%", folder("cache"));
+  const std::string message =
+      replaced(replaced(row.message, "%SAVED%", savedBase("cache")), "%BASE%", folder("cache"));
   EXPECT_EQ(messageOf(error), message);
   EXPECT_EQ(reasonOf(error), row.reason);
   const std::string cause = error ? QVDescription(error->depends()) : "";
@@ -201,9 +202,9 @@ TEST_F(CreateFailures, MissingAttributesAndARefusedIconAreOnlyLogged) {
   EXPECT_EQ(faults->hits(), 1);
   EXPECT_EQ(disk->volSize(), 0U);
   EXPECT_EQ(log->count("attrs==nil mountedPath:" + folder("cache")), 1U);
-  EXPECT_EQ(log->count("icon==nil || setIcon==NO volIconPath:" + folder("cache") +
-                       "/.VolumeIcon.icns"),
-            1U);
+  EXPECT_EQ(
+      log->count("icon==nil || setIcon==NO volIconPath:" + folder("cache") + "/.VolumeIcon.icns"),
+      1U);
 }
 
 }  // namespace

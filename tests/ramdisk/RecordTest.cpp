@@ -83,7 +83,8 @@ TEST_F(RecordTest, TheRefreshFollowsTheVolume) {
   disk->setPath(path);
   disk->update();
 
-  QVRamDiskDevice::setExtendedRamDiskInfos({{"identifier", "another"}, {"deviceNode", node()}}, path);
+  QVRamDiskDevice::setExtendedRamDiskInfos({{"identifier", "another"}, {"deviceNode", node()}},
+                                           path);
   EXPECT_TRUE(disk->update());
   EXPECT_EQ(disk->status(), QVRamDiskStatus_notCreated);
   EXPECT_EQ(disk->path(), path);

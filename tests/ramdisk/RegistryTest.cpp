@@ -118,18 +118,30 @@ TEST_F(RegistryTest, TheListHoldsFifteenAndNamesTheNextSelection) {
   EXPECT_EQ(three->removeEntry(disks[1]), nullptr);
 }
 
+// A record of the kind that has no preset, with nothing else in it.
+struct ReservedRecord : extensions::KeyedArchivable {
+  std::vector<std::string> archiveClasses() const override { return {"QVRamDisk", "NSObject"}; }
+  void encodeWithCoder(extensions::KeyedArchiver& coder) const override {
+    coder.encodeInteger("type", QVRamDiskType_Reserved);
+  }
+};
+
 TEST_F(RegistryTest, KeysOfOthersAreKeptAndReservedKindsAreNot) {
   EXPECT_EQ(reread()->ramDisks().size(), 0U);
   EXPECT_TRUE(log->entries().empty()) << "a missing file is no fault";
-  auto entries = withDisks({"plain", "reserved"});
-  entries->writeRamDisksToDefaultLocation();
-  auto dictionary = *extensions::parsePropertyList(readFile(file()))->dictionary();
-  dictionary["saveAtSessionEnd"] = false;
-  scratch.file(file().substr(scratch.path().size() + 1), extensions::binaryPropertyList(dictionary));
-  entries->writeRamDisksToDefaultLocation();
-  const auto* kept = extensions::parsePropertyList(readFile(file()))->find("saveAtSessionEnd");
-  ASSERT_NE(kept, nullptr);
-  EXPECT_EQ(kept->boolean(), false);
+  const auto plain = withDisks({"plain"})->ramDisks()[0];
+  const PropertyList dictionary = PropertyList::Dictionary{
+      {"saveAtSessionEnd", false},
+      {"RamDiskEntries", PropertyList::Data{extensions::archivedDataWithRootObject(
+                             {std::make_shared<ReservedRecord>(), plain})}}};
+  scratch.file(file().substr(scratch.path().size() + 1),
+               extensions::binaryPropertyList(dictionary));
+  const auto entries = reread();
+  EXPECT_EQ(names(*entries), Names{"plain"});
+  EXPECT_TRUE(entries->writeRamDisksToDefaultLocation());
+  const auto written = extensions::parsePropertyList(readFile(file()));
+  ASSERT_TRUE(written && written->find("saveAtSessionEnd"));
+  EXPECT_EQ(written->find("saveAtSessionEnd")->boolean(), false);
 }
 
 TEST_F(RegistryTest, WhatCannotBeReadIsKeptBesideBeforeItIsReplaced) {
@@ -207,10 +219,10 @@ TEST_F(RegistryTest, LoadingFindsTheVolumeOfAnOlderRecord) {
            PropertyList::Dictionary{{"$classname", "NSArray"},
                                     {"$classes", PropertyList::Array{"NSArray", "NSObject"}}},
            *number}}};
-  scratch.file(file().substr(scratch.path().size() + 1),
-               extensions::xmlPropertyList(PropertyList::Dictionary{
-                   {"RamDiskEntries",
-                    PropertyList::Data{extensions::binaryPropertyList(archive)}}}));
+  scratch.file(
+      file().substr(scratch.path().size() + 1),
+      extensions::xmlPropertyList(PropertyList::Dictionary{
+          {"RamDiskEntries", PropertyList::Data{extensions::binaryPropertyList(archive)}}}));
   const auto entries = reread();
   ASSERT_EQ(entries->ramDisks().size(), 1U);
   const auto found = entries->ramDisks()[0];

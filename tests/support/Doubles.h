@@ -58,7 +58,9 @@ class DirectMainLoop : public platform::MainLoop {
   bool isMainThread() const override { return std::this_thread::get_id() == main_; }
   void post(Task task) override { task(); }
   void postAndWait(Task task) override { task(); }
-  TimerId after(std::chrono::milliseconds, Task task) override { return add(std::move(task), false); }
+  TimerId after(std::chrono::milliseconds, Task task) override {
+    return add(std::move(task), false);
+  }
   TimerId every(std::chrono::milliseconds interval, Task task) override {
     lastInterval = interval;
     return add(std::move(task), true);
@@ -140,7 +142,7 @@ class FakeApplications : public platform::Applications {
   bool terminate(const platform::RunningApplication&) override { return true; }
   bool forceTerminate(const platform::RunningApplication&) override { return true; }
 
-  std::map<std::string, std::string> paths;                         // by bundle identifier
+  std::map<std::string, std::string> paths;                          // by bundle identifier
   std::map<std::pair<std::string, std::string>, std::string> infos;  // by path and key
   std::vector<platform::RunningApplication> applications;
 };
@@ -216,16 +218,24 @@ class FakePlaces : public platform::Places {
     const auto found = tools.find(tool);
     return found == tools.end() ? "/nonexistent" : found->second;
   }
-  std::optional<std::string> home() const override { return homeIsKnown ? std::optional(root_ + "/home") : std::nullopt; }
-  std::vector<std::string> applicationSupportDirectories() const override { return {root_ + "/home/support"}; }
+  std::optional<std::string> home() const override {
+    return homeIsKnown ? std::optional(root_ + "/home") : std::nullopt;
+  }
+  std::vector<std::string> applicationSupportDirectories() const override {
+    return {root_ + "/home/support"};
+  }
   std::vector<std::string> cachesDirectories() const override { return {root_ + "/home/caches"}; }
   std::string preferencesDirectory() const override { return root_ + "/home/preferences"; }
   std::string volumesDirectory() const override { return root_ + "/Volumes"; }
   std::string usersDirectory() const override { return root_ + "/Users"; }
   std::vector<std::string> protectedDirectories() const override { return protectedPaths; }
   std::vector<std::string> libraryPrefixes() const override { return {root_ + "/home/Library"}; }
-  std::vector<std::string> allowedLibraryPrefixes() const override { return {root_ + "/home/Library/Developer"}; }
-  bool isVolumeType(std::string_view type) const override { return type == "tmpfs" || type == "ext4"; }
+  std::vector<std::string> allowedLibraryPrefixes() const override {
+    return {root_ + "/home/Library/Developer"};
+  }
+  bool isVolumeType(std::string_view type) const override {
+    return type == "tmpfs" || type == "ext4";
+  }
   platform::KindTable kindTable() const override { return kinds; }
 
   std::map<platform::Tool, std::string> tools;

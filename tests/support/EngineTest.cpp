@@ -14,8 +14,7 @@ void ActionRecorder::ramDiskDidUpdated(const QVRamDiskPtr& ramDisk) {
   if (onReport) onReport(*ramDisk);
   const std::lock_guard lock(mutex_);
   reports_.push_back(std::to_string(ramDisk->action()) + "/" +
-                     std::to_string(ramDisk->lastActionInfo()) +
-                     (ramDisk->lastError() ? "!" : ""));
+                     std::to_string(ramDisk->lastActionInfo()) + (ramDisk->lastError() ? "!" : ""));
   end_ = ramDisk->action() == QVRamDiskActionNone;
   if (end_) ended_.notify_all();
 }
@@ -86,8 +85,8 @@ QVErrorPtr EngineTest::perform(QVRamDiskAction action, const QVRamDiskPtr& disk)
 }
 
 void EngineTest::replaceTool(platform::Tool tool, const std::string& script) {
-  places->replacements[tool] = scratch.executable(
-      "tool-" + std::to_string(static_cast<int>(tool)), "#!/bin/sh\n" + script + "\n");
+  places->replacements[tool] = scratch.executable("tool-" + std::to_string(static_cast<int>(tool)),
+                                                  "#!/bin/sh\n" + script + "\n");
 }
 
 std::string EngineTest::freshDevice() {

@@ -10,8 +10,8 @@
 
 #include "platform/Services.h"
 
-// Which call of which verb fails. Verbs are the names of the seam's methods; a tool's is "tool:" and
-// its position in platform::Tool. Shared by all decorators of one set of services.
+// Which call of which verb fails. Verbs are the names of the seam's methods; a tool's is "tool:"
+// and its position in platform::Tool. Shared by all decorators of one set of services.
 class FaultPlan {
  public:
   // Only the `nth` call of the verb from now on fails, and with `forGood` every one after it.
@@ -81,7 +81,8 @@ class FaultyFiles : public platform::Files {
     return plan_->strikes("move") ? FaultPlan::error() : real_->move(from, to);
   }
   platform::Failure createDirectories(const std::string& path) override {
-    return plan_->strikes("createDirectories") ? FaultPlan::error() : real_->createDirectories(path);
+    return plan_->strikes("createDirectories") ? FaultPlan::error()
+                                               : real_->createDirectories(path);
   }
   platform::Result<std::string> contents(const std::string& path) const override {
     if (plan_->strikes("contents")) return FaultPlan::error();
@@ -142,7 +143,8 @@ class FaultyVolumes : public platform::Volumes {
     if (plan_->strikes("attribute")) return FaultPlan::error();
     return real_->attribute(path, name);
   }
-  platform::Result<std::vector<std::string>> attributeNames(const std::string& path) const override {
+  platform::Result<std::vector<std::string>> attributeNames(
+      const std::string& path) const override {
     return real_->attributeNames(path);
   }
 

@@ -62,7 +62,8 @@ int statusOf(pid_t child) {
 }  // namespace
 
 int runInPrivateNamespace(const std::function<int()>& body) {
-  std::string temporary = (std::filesystem::temp_directory_path() / "tarnvale-tests-XXXXXX").string();
+  std::string temporary =
+      (std::filesystem::temp_directory_path() / "tarnvale-tests-XXXXXX").string();
   if (!mkdtemp(temporary.data())) return 1;
   const pid_t child = fork();
   if (child == 0) std::exit(runChild(temporary, body));

@@ -3,47 +3,15 @@
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 
+#include <algorithm>
+
 #include "platform/linux/ExtendedAttributes.h"
-#include "platform/linux/MountTable.h"
 #include "platform/linux/RemoteFileSystem.h"
 #include "platform/linux/VolumeIdentifier.h"
-#include "platform/posix/FileContents.h"
 #include "platform/posix/PosixError.h"
 
 namespace platform {
 namespace {
-
-constexpr std::string_view kPrivateMounts = "/run/tarnvale";
-constexpr std::string_view kLoopDevice = "/dev/loop";
-
-bool isPrivate(std::string_view path) {
-  return path.starts_with(kPrivateMounts) &&
-         (path.size() == kPrivateMounts.size() || path[kPrivateMounts.size()] == '/');
-}
-
-std::optional<std::string> nodeBehindLoop(std::string_view source) {
-  const auto name = source.substr(std::string_view("/dev/").size());
-  const auto backing = readWholeFile("/sys/block/" + std::string(name) + "/loop/backing_file");
-  return backing ? nodeOfBackingFile(*backing) : std::nullopt;
-}
-
-// Loop devices abound where packages are mounted; only ours are of this type.
-std::string shownSource(const MountLine& line) {
-  if (line.type == "ext4" && line.source.starts_with(kLoopDevice)) {
-    if (auto node = nodeBehindLoop(line.source)) return *node;
-  }
-  return withoutMountEscapes(line.source);
-}
-
-template <class Visit>
-Failure visitMounts(Visit visit) {
-  const auto text = readMountTable();
-  if (!text) return text.error();
-  for (const MountLine& line : parseMountTable(*text)) {
-    if (!isPrivate(line.mountedOn) && !visit(line)) break;
-  }
-  return std::nullopt;
-}
 
 Result<struct stat> statOf(const std::string& path) {
   struct stat info {};
@@ -54,22 +22,16 @@ Result<struct stat> statOf(const std::string& path) {
 }  // namespace
 
 Result<std::size_t> LinuxVolumes::mountCount() const {
-  std::size_t count = 0;
-  const auto failure = visitMounts([&](const MountLine&) { return ++count > 0; });
-  if (failure) return *failure;
-  return count;
+  const auto all = kept_.read();
+  if (!all) return all.error();
+  return (*all)->size();
 }
 
 Result<std::vector<Mount>> LinuxVolumes::mounts(std::size_t most) const {
-  std::vector<Mount> found;
-  const auto failure = visitMounts([&](const MountLine& line) {
-    if (found.size() == most) return false;
-    found.push_back(
-        {std::string(line.type), shownSource(line), withoutMountEscapes(line.mountedOn)});
-    return true;
-  });
-  if (failure) return *failure;
-  return found;
+  const auto all = kept_.read();
+  if (!all) return all.error();
+  const auto count = std::min(most, (*all)->size());
+  return std::vector<Mount>((*all)->begin(), (*all)->begin() + static_cast<std::ptrdiff_t>(count));
 }
 
 Result<FileSystemAttributes> LinuxVolumes::attributes(const std::string& path) const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Volumes.h"
+#include "platform/linux/KeptMounts.h"
 
 namespace platform {
 
@@ -25,6 +26,9 @@ class LinuxVolumes : public Volumes {
   Failure removeAttribute(const std::string& path, const std::string& name) override;
   Result<std::string> attribute(const std::string& path, const std::string& name) const override;
   Result<std::vector<std::string>> attributeNames(const std::string& path) const override;
+
+ private:
+  KeptMounts kept_;
 };
 
 }  // namespace platform

@@ -1,6 +1,7 @@
 #include "system/copier/LinkTable.h"
 
 #include <algorithm>
+#include <string_view>
 
 namespace copier {
 namespace {
@@ -13,6 +14,9 @@ std::uint64_t spread(std::uint64_t value) {
   return value ^ (value >> 32U);
 }
 
+// A quarter more at a time, as memory counts for more here than the time to move things.
+std::size_t grown(std::size_t size) { return size + size / 4; }
+
 }  // namespace
 
 LinkTable::Turn LinkTable::turn(dev_t device, ino_t inode) {
@@ -23,46 +27,46 @@ LinkTable::Turn::Turn(LinkTable& table, Shard& shard, dev_t device, ino_t inode)
     : table_(table),
       shard_(shard),
       lock_(shard.mutex),
-      device_(shard.numberOf(device)),
+      slots_(shard.slotsOf(device)),
       inode_(inode) {}
 
 std::optional<LinkTable::Made> LinkTable::Turn::made() const {
-  if (shard_.slots.empty()) return std::nullopt;
-  const Slot& slot = shard_.slotFor(device_, inode_);
+  if (slots_.used == 0) return std::nullopt;
+  const Slot& slot = slots_.slotFor(inode_);
   if (slot.inode == 0) return std::nullopt;
   return Made{table_.folderOf(slot.folder), shard_.names.c_str() + slot.name};
 }
 
 void LinkTable::Turn::remember(const FolderPtr& folder, const char* name) {
-  if (shard_.used * 8 >= shard_.slots.size() * 7) shard_.grow();
-  Slot& slot = shard_.slotFor(device_, inode_);
-  if (slot.inode == 0) ++shard_.used;
-  slot = {inode_, device_, table_.numberOf(folder),
-          static_cast<std::uint32_t>(shard_.names.size())};
-  shard_.names.append(name) += '\0';
+  slots_.makeRoom();
+  Slot& slot = slots_.slotFor(inode_);
+  if (slot.inode == 0) ++slots_.used;
+  std::string& names = shard_.names;
+  slot = {inode_, table_.numberOf(folder), static_cast<std::uint32_t>(names.size())};
+  const std::string_view text = name;
+  if (names.size() + text.size() >= names.capacity()) names.reserve(grown(names.capacity()) + 256);
+  names.append(text) += '\0';
 }
 
-std::uint32_t LinkTable::Shard::numberOf(dev_t device) {
-  const auto found = std::find(devices.begin(), devices.end(), device);
-  const auto number = found - devices.begin();
-  if (found == devices.end()) devices.push_back(device);
-  return static_cast<std::uint32_t>(number);
+LinkTable::Slots& LinkTable::Shard::slotsOf(dev_t device) {
+  const auto known = std::find_if(devices.begin(), devices.end(),
+                                  [device](const Slots& each) { return each.device == device; });
+  return known != devices.end() ? *known : devices.emplace_back(Slots{device});
 }
 
 // The file's slot, or the empty one where it belongs. There is always an empty one.
-LinkTable::Slot& LinkTable::Shard::slotFor(std::uint32_t device, ino_t inode) {
-  const std::size_t mask = slots.size() - 1;
-  std::size_t at = (spread(inode) >> 8U) & mask;
-  while (slots[at].inode != 0 && (slots[at].inode != inode || slots[at].device != device))
-    at = (at + 1) & mask;
+LinkTable::Slot& LinkTable::Slots::slotFor(ino_t inode) {
+  std::size_t at = (spread(inode) >> 8U) % slots.size();
+  while (slots[at].inode != 0 && slots[at].inode != inode) at = (at + 1) % slots.size();
   return slots[at];
 }
 
-void LinkTable::Shard::grow() {
-  std::vector<Slot> old(std::max(kFirstSlots, slots.size() * 2));
+void LinkTable::Slots::makeRoom() {
+  if (used * 8 < slots.size() * 7) return;
+  std::vector<Slot> old(std::max(kFirstSlots, grown(slots.size())));
   old.swap(slots);
   for (const Slot& slot : old)
-    if (slot.inode != 0) slotFor(slot.device, slot.inode) = slot;
+    if (slot.inode != 0) slotFor(slot.inode) = slot;
 }
 
 std::uint32_t LinkTable::numberOf(const FolderPtr& folder) {

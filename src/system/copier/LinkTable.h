@@ -17,6 +17,7 @@ namespace copier {
 // that copy. Some 50 bytes a file. Any thread.
 class LinkTable {
   struct Shard;
+  struct Slots;
 
  public:
   struct Made {
@@ -38,7 +39,7 @@ class LinkTable {
     LinkTable& table_;
     Shard& shard_;
     std::unique_lock<std::mutex> lock_;
-    std::uint32_t device_;
+    Slots& slots_;
     ino_t inode_;
   };
 
@@ -47,21 +48,26 @@ class LinkTable {
  private:
   struct Slot {
     ino_t inode = 0;  // 0 for an empty slot
-    std::uint32_t device = 0;
     std::uint32_t folder = 0;
     std::uint32_t name = 0;  // where it begins in Shard::names
   };
 
+  // Of one device; open addressing.
+  struct Slots {
+    dev_t device;
+    std::vector<Slot> slots{};
+    std::size_t used = 0;
+
+    Slot& slotFor(ino_t inode);
+    void makeRoom();
+  };
+
   struct Shard {
     std::mutex mutex;
-    std::vector<dev_t> devices;
-    std::vector<Slot> slots;  // open addressing, as many as a power of two
-    std::size_t used = 0;
+    std::vector<Slots> devices;
     std::string names;  // each with a terminator
 
-    std::uint32_t numberOf(dev_t device);
-    Slot& slotFor(std::uint32_t device, ino_t inode);
-    void grow();
+    Slots& slotsOf(dev_t device);
   };
 
   std::uint32_t numberOf(const FolderPtr& folder);

@@ -12,7 +12,7 @@ namespace {
 // With three sides, eight threads and what these hold, below the 256 descriptors that a program
 // of macOS starts with.
 constexpr std::size_t kMostOpen = 32;
-constexpr int kAhead = 8;  // levels; other threads may be done with those below them sooner
+constexpr std::size_t kAhead = 8;  // levels; other threads may be done with those below them sooner
 constexpr int kOpenFolder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 // The folder's sides by one name in the open folder of each.
@@ -44,7 +44,9 @@ SidesPtr OpenFolders::acquire(const FolderPtr& folder) {
   for (; !closed.empty(); closed.pop_back()) {
     auto opened = openSides(*closed.back(), *sides, closed.back()->name.c_str());
     if (!opened) return nullptr;
-    sides = keep(closed.back(), *std::move(opened));
+    const bool near = closed.size() <= kAhead;
+    sides = near ? keep(closed.back(), *std::move(opened))
+                 : std::make_shared<const Sides>(*std::move(opened));
   }
   return sides;
 }
@@ -52,7 +54,7 @@ SidesPtr OpenFolders::acquire(const FolderPtr& folder) {
 void OpenFolders::openAbove(const FolderPtr& folder, const SidesPtr& sides) {
   FolderPtr at = folder;
   SidesPtr from = climbOpen(at, sides);
-  for (int more = kAhead; from && more > 0 && at->parent && !find(at->parent); --more) {
+  for (std::size_t more = kAhead; from && more > 0 && at->parent && !find(at->parent); --more) {
     auto opened = openSides(*at->parent, *from, "..");
     if (!opened) return;
     at = at->parent;
@@ -63,7 +65,7 @@ void OpenFolders::openAbove(const FolderPtr& folder, const SidesPtr& sides) {
 // The last in a row of open folders upwards; null when the row goes on for long enough.
 SidesPtr OpenFolders::climbOpen(FolderPtr& at, SidesPtr sides) {
   const std::lock_guard lock(mutex_);
-  for (int level = 0; level < kAhead; ++level) {
+  for (std::size_t level = 0; level < kAhead; ++level) {
     if (!at->parent || !at->parent->sides) return sides;
     at = at->parent;
     sides = at->sides;

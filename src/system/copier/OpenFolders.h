@@ -23,10 +23,12 @@ class OpenFolders {
   // this one, which is shorter than from the root. A failure shows when such a folder is acquired.
   void openAbove(const FolderPtr& folder, const SidesPtr& sides);
 
+  // Null while it is closed.
+  SidesPtr find(const FolderPtr& folder);
+
   void close(const FolderPtr& folder);
 
  private:
-  SidesPtr find(const FolderPtr& folder);
   SidesPtr keep(const FolderPtr& folder, Sides sides);
   SidesPtr makeRoom();
   SidesPtr climbOpen(FolderPtr& at, SidesPtr sides);

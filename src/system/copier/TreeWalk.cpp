@@ -58,7 +58,7 @@ TreeWalk::Task TreeWalk::take() {
     return batch;
   }
   FolderPtr above = folders_.back();
-  Begin begin{above, above->subfolders.take()->name};
+  Begin begin{above, open_.find(above), above->subfolders.take()->name};
   if (above->subfolders.empty()) {
     above->subfolders = {};
     folders_.pop_back();
@@ -92,7 +92,7 @@ void TreeWalk::perform(Batch batch, unsigned worker) {
 
 void TreeWalk::perform(Begin begin, unsigned worker) {
   const auto folder = std::make_shared<Folder>(std::move(begin.above), std::move(begin.name));
-  const auto above = open_.acquire(folder->parent);
+  const auto above = begin.sides ? std::move(begin.sides) : open_.acquire(folder->parent);
   if (above)
     open_.openAbove(folder->parent, above);
   else

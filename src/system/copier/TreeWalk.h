@@ -56,6 +56,7 @@ class TreeWalk {
   };
   struct Begin {
     FolderPtr above;
+    SidesPtr sides;  // of the folder above; null while it is closed
     std::string name;
   };
   using Task = std::variant<Batch, Begin>;

@@ -1,0 +1,255 @@
+// The actions as verbs, on real mounts. The tools are scripts: a device is a file in "devices", its
+// volume a file system in memory that goes with the mount.
+
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+
+#include <csignal>
+#include <filesystem>
+#include <regex>
+
+#include "tests/cli/Shell.h"
+
+namespace {
+
+constexpr char kAttacher[] = R"(#!/bin/sh
+cd '%' || exit 1
+entity() {
+  point=$(sed -n "s|^/dev/$1 \([^ ]*\) .*|\1|p" /proc/self/mounts)
+  echo "<key>system-entities</key><array><dict><key>dev-entry</key><string>/dev/$1</string>"
+  [ -n "$point" ] && echo "<key>mount-point</key><string>$point</string>"
+  echo "</dict></array>"
+}
+case $1 in
+attach)
+  if [ -e full ]; then echo 'no memory left' >&2; exit 1; fi
+  if [ -e interrupts ]; then kill -INT $PPID; fi
+  n=1; while [ -e devices/disk$n ]; do n=$((n + 1)); done
+  touch devices/disk$n
+  echo "<plist><dict>$(entity disk$n)</dict></plist>" ;;
+info)
+  echo '<plist><dict><key>images</key><array>'
+  for d in $(ls devices); do
+    echo "<dict><key>image-path</key><string>ram://1</string>$(entity $d)</dict>"
+  done
+  echo '</array></dict></plist>' ;;
+detach) rm devices/${2#/dev/} ;;
+esac
+)";
+
+constexpr char kFormatter[] =
+    "#!/bin/sh\necho 'Initialized /dev/rdisk1 as a 128 MB HFS Plus volume'\n";
+
+constexpr char kMounter[] = R"(#!/bin/sh
+while [ $# -gt 2 ]; do shift; done
+exec mount -t tmpfs -o size=128m "$1" "$2"
+)";
+
+class Actions : public testing::Test {
+ protected:
+  Actions() {
+    scratch().directory("devices");
+    std::string attacher = kAttacher;
+    attacher.replace(attacher.find('%'), 1, scratch().path());
+    auto& tools = shell.doubles.places->tools;
+    tools[platform::Tool::Attacher] = scratch().executable("tools/attach", attacher);
+    tools[platform::Tool::Formatter] = scratch().executable("tools/format", kFormatter);
+    tools[platform::Tool::Mounter] = scratch().executable("tools/mount", kMounter);
+    tools[platform::Tool::Unmounter] = "/usr/bin/umount";
+  }
+
+  ~Actions() override {
+    for (const char* name : {"one", "two"}) umount2(path(name).c_str(), MNT_DETACH);
+  }
+
+  const Scratch& scratch() const { return shell.scratch; }
+  std::string path(const std::string& name) const { return scratch().path("work/" + name); }
+
+  // Disks over directories with one file each.
+  void addDisks() {
+    for (const std::string name : {"one", "two"}) {
+      scratch().file("work/" + name + "/file", "of " + name);
+      ASSERT_EQ(shell.run({"add", "~~/work/" + name, "--size", "128M"}).status, 0);
+    }
+  }
+
+  // A command's outcome, with "T" for every time.
+  Outcome run(std::vector<std::string> args, const std::string& input = {}, bool asked = false) {
+    auto outcome = shell.run(std::move(args), input, asked);
+    outcome.out = std::regex_replace(outcome.out, std::regex(R"(in \d+\.\d\d s)"), "in T");
+    return outcome;
+  }
+
+  std::string refusal(std::vector<std::string> args, int status) {
+    const auto outcome = run(std::move(args));
+    EXPECT_EQ(outcome.status, status) << outcome.err;
+    EXPECT_EQ(outcome.out, "");
+    return outcome.err;
+  }
+
+  std::vector<std::string> statuses() { return valuesOf(run({"list", "--json"}).out, "status"); }
+
+  Shell shell;
+};
+
+constexpr char kMounted[] = R"("mounted")";
+constexpr char kNotCreated[] = R"("notCreated")";
+constexpr char kCreated[] = R"("created")";
+
+using Statuses = std::vector<std::string>;
+
+}  // namespace
+
+TEST_F(Actions, RunOneAfterTheOtherAndSaveTheirState) {
+  addDisks();
+  EXPECT_EQ(run({"create", "two", "one"}).out,
+            "two: QVRamDiskActionInfo_creating\n"
+            "two: QVRamDiskActionInfo_creatingCalculatingBaseDirSize\n"
+            "two: QVRamDiskActionInfo_creating\n"
+            "two: QVRamDiskActionInfo_creatingNewFileSystem\n"
+            "two: QVRamDiskActionInfo_creatingMoutingVolume\n"
+            "two: QVRamDiskActionInfo_creatingRecopingFromBase\n"
+            "two: mounted at ~~/work/two (134 MB, 0 % used) in T\n"
+            "one: QVRamDiskActionInfo_creating\n"
+            "one: QVRamDiskActionInfo_creatingCalculatingBaseDirSize\n"
+            "one: QVRamDiskActionInfo_creating\n"
+            "one: QVRamDiskActionInfo_creatingNewFileSystem\n"
+            "one: QVRamDiskActionInfo_creatingMoutingVolume\n"
+            "one: QVRamDiskActionInfo_creatingRecopingFromBase\n"
+            "one: mounted at ~~/work/one (134 MB, 0 % used) in T\n");
+  EXPECT_EQ(statuses(), (Statuses{kMounted, kMounted}));
+  EXPECT_EQ(valuesOf(run({"list", "--json"}).out, "deviceNode"),
+            (Statuses{R"("/dev/disk2")", R"("/dev/disk1")"}));
+  EXPECT_EQ(readFile(path("one/file")), "of one");
+
+  EXPECT_EQ(run({"--quiet", "sync", "one"}).out, "");
+  EXPECT_EQ(readFile(path("one (Tarnvale Backup Base)/file")), "of one");
+  EXPECT_EQ(run({"rebuild", "one"}).out,
+            "one: QVRamDiskActionInfo_copyingToBase\n"
+            "one: QVRamDiskActionInfo_ejecting\n"
+            "one: QVRamDiskActionInfo_creatingCalculatingBaseDirSize\n"
+            "one: QVRamDiskActionInfo_creating\n"
+            "one: QVRamDiskActionInfo_creatingNewFileSystem\n"
+            "one: QVRamDiskActionInfo_creatingMoutingVolume\n"
+            "one: QVRamDiskActionInfo_creatingRecopingFromBase\n"
+            "one: rebuilt, mounted at ~~/work/one (134 MB, 0 % used) in T\n");
+  EXPECT_EQ(readFile(path("one/file")), "of one");
+
+  scratch().file("work/one/new", "written in memory");
+  EXPECT_EQ(run({"eject", "--all"}).status, 0);
+  EXPECT_EQ(readFile(path("one/new")), "written in memory");
+  EXPECT_EQ(statuses(), (Statuses{kNotCreated, kNotCreated}));
+  EXPECT_TRUE(std::filesystem::is_empty(scratch().path("devices")));
+  EXPECT_EQ(shell.doubles.notifications->posted.size(), 2U + 2U + 1U + 1U + 2U);
+}
+
+TEST_F(Actions, AFailureIsExplainedAndTheOthersGoOn) {
+  addDisks();
+  scratch().file("full");
+  const auto failed = run({"create", "one", "two"});
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_EQ(
+      failed.err,
+      "tarnvale: one: Unable to create RamDisk (no memory left); the directory's own contents lie "
+      "in ~~/work/one (Tarnvale Backup Base); creating and ejecting the disk puts them back\n"
+      "tarnvale: two: Unable to create RamDisk (no memory left); the directory's own contents lie "
+      "in ~~/work/two (Tarnvale Backup Base); creating and ejecting the disk puts them back\n");
+  std::filesystem::remove(scratch().path("full"));
+  ASSERT_EQ(shell.run({"set", "one", "--size", "256M"}).status, 0);
+  EXPECT_EQ(run({"create", "--all"}).status, 0);
+  EXPECT_EQ(readFile(path("one/file")), "of one") << "what the failed creation had set aside";
+}
+
+TEST_F(Actions, AreRefusedInTheWrongState) {
+  addDisks();
+  const std::string notCreated = "tarnvale: one is not created; ";
+  for (const char* verb : {"remount", "rebuild", "sync", "clean"})
+    EXPECT_EQ(refusal({verb, "one"}, 1), notCreated + "'tarnvale create' makes it\n") << verb;
+  EXPECT_EQ(refusal({"eject", "one"}, 1), notCreated + "there is nothing to eject\n");
+  EXPECT_EQ(
+      refusal({"backup", "one"}, 1),
+      "tarnvale: one has no backup folder; 'tarnvale set one --backup support' gives it one\n");
+  for (const char* verb : {"eject", "remount", "rebuild", "sync", "backup", "clean"})
+    EXPECT_EQ(refusal({verb, "--all"}, 0), "") << verb;
+
+  ASSERT_EQ(run({"create", "one"}).status, 0);
+  EXPECT_EQ(refusal({"create", "one"}, 1),
+            "tarnvale: one is already mounted at ~~/work/one; 'tarnvale rebuild' makes it anew\n");
+  const std::string fixed =
+      "tarnvale: one is created; its kind, name, directory, size and format, and whether it is "
+      "kept "
+      "in its base, cannot change now; eject it first with 'tarnvale eject'\n";
+  for (const std::vector<std::string>& change :
+       std::vector<std::vector<std::string>>{{"--name", "x"},
+                                             {"--size", "256M"},
+                                             {"--backup", "none"},
+                                             {"--backup-dir", "~~/work"}}) {
+    std::vector<std::string> args = {"set", "one"};
+    args.insert(args.end(), change.begin(), change.end());
+    EXPECT_EQ(refusal(args, 4), fixed) << change[0];
+  }
+  EXPECT_EQ(refusal({"remove", "one"}, 4),
+            "tarnvale: one is created; eject it first with 'tarnvale eject'\n");
+  EXPECT_EQ(statuses(), (Statuses{kMounted, kNotCreated}));
+}
+
+TEST_F(Actions, ADiskUnmountedBySomebodyElseKeepsItsDevice) {
+  addDisks();
+  ASSERT_EQ(run({"create", "one"}).status, 0);
+  ASSERT_EQ(umount(path("one").c_str()), 0);
+  EXPECT_EQ(statuses(), (Statuses{kCreated, kNotCreated}));
+  const std::string remount = "'tarnvale remount' mounts it with its contents\n";
+  EXPECT_EQ(refusal({"create", "one"}, 1),
+            "tarnvale: one is created already and only not mounted; " + remount);
+  EXPECT_EQ(refusal({"sync", "one"}, 1), "tarnvale: one is not mounted; " + remount);
+  EXPECT_EQ(refusal({"eject", "one"}, 4),
+            "tarnvale: one is not mounted, so that its contents could not be saved; mount it first "
+            "with 'tarnvale remount'\n");
+  EXPECT_EQ(run({"remount", "one"}).out,
+            "one: QVRamDiskActionInfo_remounting\n"
+            "one: mounted at ~~/work/one (134 MB, 0 % used) in T\n");
+  EXPECT_EQ(statuses(), (Statuses{kMounted, kNotCreated}));
+}
+
+TEST_F(Actions, CleaningAsksFirst) {
+  addDisks();
+  ASSERT_EQ(run({"create", "one"}).status, 0);
+  EXPECT_EQ(refusal({"clean", "one"}, 2),
+            "tarnvale: deleting the contents of one needs a confirmation; add --yes\n");
+  EXPECT_EQ(run({"clean", "one"}, "no\n", true).status, 1);
+  EXPECT_EQ(readFile(path("one/file")), "of one");
+  EXPECT_EQ(run({"clean", "--all"}, "y\n", true).out, "one: emptied (0 % used) in T\n")
+      << "the disk that is not mounted is no matter";
+  EXPECT_TRUE(std::filesystem::is_empty(path("one")));
+}
+
+TEST_F(Actions, AnInterruptionWaitsForTheRunningDisk) {
+  addDisks();
+  scratch().file("interrupts");
+  const auto outcome = run({"create", "--all"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_NE(outcome.out.find("one: mounted at ~~/work/one"), std::string::npos) << outcome.out;
+  EXPECT_NE(outcome.err.find("tarnvale: interrupted before two; it was left as it is\n"),
+            std::string::npos)
+      << outcome.err;
+  EXPECT_EQ(statuses(), (Statuses{kMounted, kNotCreated}));
+  EXPECT_EQ(std::signal(SIGINT, SIG_DFL), SIG_DFL) << "handlers are put back";
+}
+
+TEST_F(Actions, OtherProgramsMayChangeTheRegistryMeanwhile) {
+  addDisks();
+  const std::string attacher = shell.doubles.places->tools[platform::Tool::Attacher];
+  const std::string other = scratch().path("other");
+  // While the first disk is created somebody else saves a list in which the second is gone.
+  const std::string before = shell.registry();
+  ASSERT_EQ(shell.run({"remove", "two"}).status, 0);
+  scratch().file("other", shell.registry());
+  scratch().file("home/support/com.tarnvale.Tarnvale/RamDiskEntries", before);
+  shell.doubles.places->tools[platform::Tool::Attacher] = scratch().executable(
+      "tools/attach2", "#!/bin/sh\n[ \"$1\" = attach ] && cp '" + other + "' '" +
+                           shell.registryPath() + "'\nexec '" + attacher + "' \"$@\"\n");
+  const auto outcome = run({"create", "one", "two"});
+  EXPECT_EQ(outcome.status, 3);
+  EXPECT_EQ(outcome.err, "tarnvale: two was removed meanwhile\n");
+  EXPECT_EQ(statuses(), (Statuses{kMounted}));
+}

@@ -1,0 +1,86 @@
+#pragma once
+// A home of its own in which commands are run one after the other, as in separate processes: each
+// reads its registry from the file. Files, volumes and the main loop are real; the machine and its
+// places are dictated.
+
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "cli/CommandLine.h"
+#include "kinds/QVRamDiskManager.h"
+#include "platform/linux/LinuxServices.h"
+#include "tests/support/DoubleServices.h"
+#include "tests/support/Scratch.h"
+
+struct Outcome {
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+
+class Shell {
+ public:
+  Shell() {
+    scratch.directory("home/support");
+    scratch.directory("Volumes");
+    scratch.directory("work");
+  }
+
+  // "~~" in arguments stands for the scratch folder. Answers to questions come from `input`, which
+  // is a terminal when `asked`.
+  Outcome run(std::vector<std::string> args, const std::string& input = {}, bool asked = false) {
+    install();
+    for (auto& arg : args)
+      if (const auto at = arg.find("~~"); at != std::string::npos)
+        arg.replace(at, 2, scratch.path());
+    std::istringstream in(input);
+    std::ostringstream out;
+    std::ostringstream err;
+    cli::Streams streams{in, out, err};
+    streams.inIsTerminal = streams.errIsTerminal = asked;
+    const int status = cli::run(args, streams);
+    return {status, withoutScratch(out.str()), withoutScratch(err.str())};
+  }
+
+  std::string registryPath() const {
+    return scratch.path("home/support/com.tarnvale.Tarnvale/RamDiskEntries");
+  }
+  std::string registry() const { return readFile(registryPath()); }
+
+  Scratch scratch;
+  DoubleServices doubles{scratch.path()};
+
+ private:
+  void install() const {
+    const auto real = platform::linuxServices({});
+    auto services = doubles.services();
+    services.mainLoop = real.mainLoop;
+    services.files = real.files;
+    services.fileCopying = real.fileCopying;
+    services.volumes = real.volumes;
+    platform::install(services);
+    QVRamDiskManager::forgetCachedAnswers();
+  }
+
+  std::string withoutScratch(std::string text) const {
+    const std::string& path = scratch.path();
+    for (auto at = text.find(path); at != std::string::npos; at = text.find(path))
+      text.replace(at, path.size(), "~~");
+    return text;
+  }
+};
+
+// The values of a key in JSON output, in order.
+inline std::vector<std::string> valuesOf(const std::string& json, const std::string& key) {
+  std::vector<std::string> values;
+  const std::string start = "\"" + key + "\": ";
+  for (auto at = json.find(start); at != std::string::npos; at = json.find(start, at + 1)) {
+    const auto from = at + start.size();
+    auto value = json.substr(from, json.find('\n', from) - from);
+    if (value.ends_with(',')) value.pop_back();
+    values.push_back(value);
+  }
+  return values;
+}
