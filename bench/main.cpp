@@ -59,7 +59,7 @@ class CountingPlaces : public platform::Places {
 
 class Table {
  public:
-  explicit Table(std::string title) { text_ = "## " + title + "\n\n"; }
+  explicit Table(const std::string& title) { text_ = "## " + title + "\n\n"; }
   void header(const std::string& columns, int count) {
     text_ += "| " + columns + " |\n|";
     for (int i = 0; i < count; ++i) text_ += "---|";
@@ -89,8 +89,8 @@ std::string refresh(const std::string& scratch, const std::shared_ptr<CountingPl
     if (disk->status() != QVRamDiskStatus_mounted) fmt::print(stderr, "bench: no disk {}\n", i);
   }
   places->tools = 0;
-  std::vector<double> times;
-  for (int i = 0; i < 200; ++i) times.push_back(seconds([&] { entries->updatorAction(); }));
+  std::vector<double> times(200);
+  for (double& time : times) time = seconds([&] { entries->updatorAction(); });
   Table table("Status refresh of 15 mounted disks");
   table.header("median", 1);
   table.row(fmt::format("{:.3f} ms", median(times) * 1000));

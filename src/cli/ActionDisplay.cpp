@@ -13,10 +13,16 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kBetweenDrawings = 50ms;
-constexpr std::size_t kWidestBar = 40;    // cells between its brackets
-constexpr std::size_t kNarrowestBar = 8;  // below that there is none
-constexpr std::size_t kNumbers = 36;      // cells of " 999.99 MB of 999.99 MB, 99999 items"
-constexpr std::uint64_t kWhole = 100;     // per cent
+
+// Cells of the parts of a line with progress.
+constexpr std::size_t kShare = 6;         // " 100 %"
+constexpr std::size_t kBarFrame = 3;      // " []"
+constexpr std::size_t kNarrowestBar = 8;  // without its frame; below that there is none
+constexpr std::size_t kWidestBar = 40;
+constexpr std::size_t kSizes = 23;          // " 999.99 MB of 999.99 MB"
+constexpr std::size_t kItems = 13;          // ", 99999 items", which give way first
+constexpr std::size_t kShortestStage = 16;  // then the stage, down to this
+constexpr std::uint64_t kWhole = 100;       // per cent
 
 std::uint64_t percentOf(const QVRamDiskProgress& copied) {
   const auto share =
@@ -24,24 +30,37 @@ std::uint64_t percentOf(const QVRamDiskProgress& copied) {
   return static_cast<std::uint64_t>(std::min(1.0L, share) * kWhole);
 }
 
-// " [####------]", or nothing where the room does not suffice. Its width does not depend on the
-// numbers, which would make it jump.
-std::string bar(std::uint64_t percent, std::size_t room) {
-  constexpr std::size_t kFrame = 3;
-  if (room < kNarrowestBar + kFrame + kNumbers) return {};
-  const std::size_t width = std::min(room - kFrame - kNumbers, kWidestBar);
+// How the parts share a line. It does not depend on the numbers, which would make the bar jump.
+struct Layout {
+  std::size_t stage = 0;
+  std::size_t bar = 0;
+  bool items = true;
+};
+
+Layout layoutFor(std::size_t room, std::size_t stage) {
+  const std::size_t least = kShare + kBarFrame + kNarrowestBar + kSizes;
+  if (room < kShortestStage + least) return {stage, 0, true};
+  const bool items = room >= stage + least + kItems;
+  const std::size_t left = room - least - (items ? kItems : 0) + kNarrowestBar;
+  const std::size_t shown = std::min(stage, left - kNarrowestBar);
+  return {shown, std::min(left - shown, kWidestBar), items};
+}
+
+std::string bar(std::uint64_t percent, std::size_t width) {
+  if (width == 0) return {};
   const std::size_t filled = width * percent / kWhole;
   return " [" + std::string(filled, '#') + std::string(width - filled, '-') + "]";
 }
 
-// What follows the stage in so many cells.
-std::string progressText(const QVRamDiskProgress& copied, std::size_t room) {
+std::string progressLine(const std::string& stage, const QVRamDiskProgress& copied,
+                         std::size_t room) {
   const std::string items = fmt::format(", {} items", copied.entries);
-  if (copied.totalBytes == 0) return " " + sizeText(copied.bytes) + items;
+  if (copied.totalBytes == 0) return stage + " " + sizeText(copied.bytes) + items;
   const auto percent = percentOf(copied);
-  const std::string share = fmt::format(" {:3} %", percent);
-  return share + bar(percent, room > share.size() ? room - share.size() : 0) +
-         fmt::format(" {} of {}", sizeText(copied.bytes), sizeText(copied.totalBytes)) + items;
+  const Layout layout = layoutFor(room, columns(stage));
+  return fitted(stage, layout.stage) + fmt::format(" {:3} %", percent) + bar(percent, layout.bar) +
+         fmt::format(" {} of {}", sizeText(copied.bytes), sizeText(copied.totalBytes)) +
+         (layout.items ? items : "");
 }
 
 }  // namespace
@@ -79,8 +98,7 @@ void LiveDisplay::progress(const QVRamDiskProgress& copied) {
   if (showsProgress_ && now - lastProgress_ < kBetweenDrawings) return;
   showsProgress_ = true;
   lastProgress_ = now;
-  const std::size_t used = columns(stage_);
-  draw(stage_ + progressText(copied, room() > used ? room() - used : 0));
+  draw(progressLine(stage_, copied, room()));
 }
 
 void LiveDisplay::end() {

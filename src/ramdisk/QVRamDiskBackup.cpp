@@ -1,5 +1,7 @@
 #include "ramdisk/QVRamDiskBackup.h"
 
+#include <cerrno>
+
 #include "core/QVLocalized.h"
 #include "core/QVLog.h"
 #include "device/QVRamDiskDevice.h"
@@ -22,6 +24,18 @@ QVErrorPtr failure(std::string_view message, const char* reason, QVErrorCause ca
 }
 
 bool exists(const std::string& path) { return services().files->kind(path) != FileKind::Missing; }
+
+// A save that will not fit fails before anything is touched. What cannot be told is let through.
+QVErrorPtr checkRoom(const std::string& volume, const std::string& backup) {
+  const auto source = services().volumes->attributes(volume);
+  const auto target =
+      services().volumes->attributes(extensions::deletingLastPathComponent(backup));
+  if (!source || !target || source->size - source->free <= target->free) return nullptr;
+  return failure(kNoBackup, "volFree",
+                 platform::SystemError{"POSIX", ENOSPC,
+                                       fmt::format("{}: {} bytes are needed and {} are free", backup,
+                                                   source->size - source->free, target->free)});
+}
 
 QVErrorPtr setAside(const std::string& backup, const std::string& previous) {
   if (exists(previous))
@@ -117,6 +131,7 @@ QVErrorPtr QVRamDiskBackup::backupRamDiskAtPath(const Text& path, const Text& ba
                                                 const std::string& previousExt,
                                                 const Progress& progress) const {
   if (!path || !backupPath) return failure(kNoBackup, "path==nil || backupPath==nil");
+  if (const auto error = checkRoom(*path, *backupPath)) return error;
   const std::string previous = extensions::appendingPathExtension(*backupPath, previousExt);
   if (const auto error = setAside(*backupPath, previous)) return error;
   if (const auto error = services().files->createDirectories(*backupPath))

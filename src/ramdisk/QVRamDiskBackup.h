@@ -18,6 +18,7 @@ class QVRamDiskBackup {
 
   static QVRamDiskBackup& sharedInstance();
 
+  // Too little room at the destination is an error, found before anything is touched.
   // The previous generation lies beside the folder with `previousExt` as its extension. Items that
   // cannot be copied are logged, keep the previous generation in place, and are no error.
   QVErrorPtr backupRamDiskAtPath(const Text& path, const Text& backupPath,

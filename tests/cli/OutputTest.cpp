@@ -70,7 +70,13 @@ TEST_F(Screen, KeepsWithinTheTerminalAndOutOfItsControl) {
   EXPECT_EQ(written(), std::string(kLine) + "日本語キャ…" + kRest);
   display_.progress({1, 1, 2});
   EXPECT_EQ(written(), "") << "no bar where there is no room, and the line is the same";
-  width_ = 40;
+  width_ = 60;
+  display_.stage("Cache", "Copying the folder into memory");
+  written();
+  display_.progress({1'000'000, 1, 2'000'000});
+  EXPECT_EQ(written(),
+            std::string(kLine) + "Cache: Copying the…  50 % [####----] 1 MB of 2 MB" + kRest)
+      << "the items give way first, then the stage";
   display_.stage("a\x1b[2Jb\n", "c");
   EXPECT_EQ(written(), std::string(kLine) + "a\uFFFD[2Jb\uFFFD: c" + kRest);
 }

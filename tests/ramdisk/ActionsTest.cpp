@@ -55,6 +55,30 @@ TEST_F(ActionsTest, ABaseModeDiskGoesThroughItsWholeLife) {
   EXPECT_EQ(Reports(all.end() - 5, all.end()), (Reports{"2/9", "0/9", "2/9", "2/12", "0/12"}));
 }
 
+// Where the file system in memory has no user attributes, a device over memory stands in.
+TEST_F(ActionsTest, ADiskOnABlockDeviceLivesTheSameLife) {
+  replaceTool(Tool::Attacher, "tool='" + places->realTool(Tool::Attacher) +
+                                  "'; [ \"$1\" = attach ] || exec \"$tool\" \"$@\"; "
+                                  "exec \"$tool\" \"$@\" -backing block");
+  const auto disk = diskOver("cache", QVRamDiskBackupMode_Base);
+  scratch.file("home/work/cache/old", "old");
+  if (const auto error = perform(QVRamDiskActionCreate, disk))
+    GTEST_SKIP() << "no loop devices here: " << QVDescription(error->depends());
+  EXPECT_NE(readFile("/proc/self/mountinfo").find(folder("cache") + " rw,nosuid,nodev,noatime"),
+            std::string::npos);
+  EXPECT_EQ(log->count("ERROR"), 0U);
+  EXPECT_EQ(readFile(folder("cache") + "/old"), "old");
+  scratch.file("home/work/cache/deep/new", "new");
+  EXPECT_FALSE(disk->path().value_or("").empty());
+  ASSERT_EQ(umount2(folder("cache").c_str(), 0), 0);
+  EXPECT_EQ(perform(QVRamDiskActionRemount, disk), nullptr);
+  EXPECT_EQ(perform(QVRamDiskActionRebuild, disk), nullptr);
+  EXPECT_EQ(perform(QVRamDiskActionEject, disk), nullptr);
+  EXPECT_EQ(readFile(folder("cache") + "/deep/new"), "new");
+  EXPECT_FALSE(fs::exists(folder("cache") + "/lost+found"));
+  EXPECT_EQ(deviceCount(), 0U);
+}
+
 TEST_F(ActionsTest, APrivateDirectoryStaysPrivate) {
   const auto disk = diskOver("cache", QVRamDiskBackupMode_Base);
   fs::permissions(folder("cache"), fs::perms::owner_all);
@@ -279,20 +303,42 @@ TEST_F(ActionsTest, ActionsRunWhereTheirKindSays) {
   disk->performAction(static_cast<QVRamDiskAction>(8), recorder, 0);
 }
 
-TEST_F(ActionsTest, ItemsThatCannotBeCopiedKeepThePreviousGeneration) {
-  ASSERT_EQ(mount("tmpfs", work.c_str(), "tmpfs", 0, "size=4m"), 0);  // too small for what comes
+// A destination of the test's own over home/work, small in the way that `options` say.
+class SmallDestination : public ActionsTest {
+ protected:
+  void mountWork(const char* options) {
+    ASSERT_EQ(mount("tmpfs", work.c_str(), "tmpfs", 0, options), 0);
+  }
+  ~SmallDestination() override {
+    TearDownDisks();
+    umount2(work.c_str(), MNT_DETACH);
+  }
+};
+
+TEST_F(SmallDestination, ItemsThatCannotBeCopiedKeepThePreviousGeneration) {
+  mountWork("nr_inodes=10");
   const auto disk = mountedDisk(QVRamDiskBackupMode_Base);
-  scratch.file("home/work/cache/good", "good");
-  const std::string bad = scratch.file("home/work/cache/bad", std::string(8'000'000, 'x'));
+  for (int i = 0; i < 10; ++i) scratch.file("home/work/cache/file" + std::to_string(i), "new");
   EXPECT_EQ(perform(QVRamDiskActionSyncWithBase, disk), nullptr);
-  fs::resize_file(bad, 10);
-  EXPECT_EQ(log->count("copyItemAtPath==NO filePath:" + bad), 1U);
-  EXPECT_EQ(readFile(savedBase("cache") + "/good"), "good");
+  EXPECT_GT(log->count("copyItemAtPath==NO filePath:" + folder("cache")), 1U);
   EXPECT_EQ(readFile(savedBase("cache") + ".previous/old"), "old");
+  ASSERT_EQ(mount("tmpfs", work.c_str(), "tmpfs", MS_REMOUNT, "nr_inodes=100"), 0);
   EXPECT_EQ(perform(QVRamDiskActionSyncWithBase, disk), nullptr);
+  EXPECT_EQ(readFile(savedBase("cache") + "/file9"), "new");
   EXPECT_FALSE(fs::exists(savedBase("cache") + ".previous"));
+}
+
+TEST_F(SmallDestination, ASaveThatWillNotFitFailsBeforeAnythingIsTouched) {
+  mountWork("size=4m");
+  const auto disk = mountedDisk(QVRamDiskBackupMode_Base);
+  const std::string big = scratch.file("home/work/cache/big", std::string(8'000'000, 'x'));
+  const auto error = perform(QVRamDiskActionEject, disk);
+  EXPECT_EQ(messageOf(error) + "|" + reasonOf(error), "Can not create backup|volFree");
+  EXPECT_EQ(disk->status(), QVRamDiskStatus_mounted);
+  EXPECT_EQ(readFile(savedBase("cache") + "/old"), "old");
+  fs::resize_file(big, 10);
   EXPECT_EQ(perform(QVRamDiskActionEject, disk), nullptr);
-  EXPECT_EQ(umount2(work.c_str(), MNT_DETACH), 0);
+  EXPECT_EQ(fs::file_size(folder("cache") + "/big"), 10U);
 }
 
 }  // namespace

@@ -75,12 +75,12 @@ int add(Context& context, Options& options) {
 
 void add(CLI::App& app, Invocation& invocation) {
   auto options = std::make_shared<Options>();
-  auto* verb = app.add_subcommand(
-      "add",
-      "Configure a new disk.\n"
-      "With a PATH the disk replaces that directory: it takes its name, is filled with its "
-      "contents and, unless --backup says otherwise, writes them back when ejected.");
-  verb->add_option("PATH", options->path, "Existing directory to put the disk over")->type_name("");
+  auto* verb = app.add_subcommand("add", "Configure a new disk");
+  verb->add_option("PATH", options->path,
+                   "Existing directory to put the disk over: the disk takes its name, is filled "
+                   "with its contents and, unless --backup says otherwise, writes them back when "
+                   "ejected (--backup base)")
+      ->type_name("");
   addDiskOptions(*verb, options->disk);
   verb->callback([&invocation, options] {
     invocation.command = [options](Context& context) { return add(context, *options); };
