@@ -32,20 +32,23 @@ void describe(CLI::App& app, Context& context, Invocation& invocation) {
   for (const auto verb : kVerbs) verb(app, invocation);
 }
 
-std::string missingVerb(const CLI::App& app) {
-  const auto rest = app.remaining();
-  return rest.empty() ? "what is to be done is missing"
-                      : "there is no verb \"" + rest.front() + "\"";
+// The options before a verb take no values, so the first word that is no option was meant as one.
+std::string missingVerb(std::span<const std::string> args) {
+  const auto word = std::find_if(args.begin(), args.end(),
+                                 [](const auto& arg) { return !arg.starts_with('-'); });
+  return word == args.end() ? "what is to be done is missing"
+                            : "there is no verb \"" + *word + "\"";
 }
 
 // Help and version are asked for by what the parser throws too.
-int answerParser(const CLI::App& app, const CLI::ParseError& error, Context& context) {
+int answerParser(const CLI::App& app, const CLI::ParseError& error,
+                 std::span<const std::string> args, Context& context) {
   if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
     return app.exit(error, context.streams.out, context.streams.err);
   const auto chosen = app.get_subcommands();
   std::string text = error.what();
   std::replace(text.begin(), text.end(), '\n', ' ');
-  if (chosen.empty() && dynamic_cast<const CLI::RequiredError*>(&error)) text = missingVerb(app);
+  if (chosen.empty() && dynamic_cast<const CLI::RequiredError*>(&error)) text = missingVerb(args);
   const std::string verb = chosen.empty() ? "" : chosen.front()->get_name() + " ";
   return context.refuse(kWrongUsage, text, "'tarnvale " + verb + "--help' shows how");
 }
@@ -57,7 +60,7 @@ int parseAndRun(std::span<const std::string> args, Context& context) {
   try {
     app.parse(std::vector<std::string>(args.rbegin(), args.rend()));
   } catch (const CLI::ParseError& error) {
-    return answerParser(app, error, context);
+    return answerParser(app, error, args, context);
   }
   return invocation.command(context);
 }

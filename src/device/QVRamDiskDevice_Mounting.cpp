@@ -84,7 +84,7 @@ QVErrorPtr mountVolume(const std::string& deviceNode, const std::string& path, b
 QVErrorPtr mountAt(const std::string& parent, const std::string& name,
                    const std::string& deviceNode, bool hidden) {
   const std::string path = extensions::appendingPathComponent(parent, name);
-  if (const auto error = clearMountPath(path)) return error;
+  if (auto error = clearMountPath(path)) return error;
   return mountVolume(deviceNode, path, hidden);
 }
 
@@ -137,7 +137,7 @@ QVErrorPtr QVRamDiskDevice::ejectRamDiskDeviceNode(const Text& deviceNode, const
   constexpr std::string_view kMessage = "Unable to eject disk";
   if (!deviceNode) return failure(kMessage, "deviceNode==nil");
   if (path && services().files->kind(*path) != FileKind::Missing) {
-    if (const auto error = runTool(Tool::Unmounter, {"-f", *path}, kMessage, "executeCommand==NO"))
+    if (auto error = runTool(Tool::Unmounter, {"-f", *path}, kMessage, "executeCommand==NO"))
       return error;
     if (removeDir) removeMountDirectory(*path);
   }

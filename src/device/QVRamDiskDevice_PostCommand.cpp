@@ -32,7 +32,7 @@ std::string QVRamDiskDevice::completePostCommand(const std::string& command) {
   const std::string name = extensions::trimmedWhitespaceAndNewlines(command);
   if (name.empty() || command.find_first_of("/ ~") != std::string::npos) return command;
   for (const char* directory : kSystemDirectories) {
-    const std::string path = extensions::appendingPathComponent(directory, command);
+    std::string path = extensions::appendingPathComponent(directory, command);
     if (services().files->kind(path) != FileKind::Missing) return path;
   }
   return command;

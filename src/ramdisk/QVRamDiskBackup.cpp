@@ -131,9 +131,9 @@ QVErrorPtr QVRamDiskBackup::backupRamDiskAtPath(const Text& path, const Text& ba
                                                 const std::string& previousExt,
                                                 const Progress& progress) const {
   if (!path || !backupPath) return failure(kNoBackup, "path==nil || backupPath==nil");
-  if (const auto error = checkRoom(*path, *backupPath)) return error;
+  if (auto error = checkRoom(*path, *backupPath)) return error;
   const std::string previous = extensions::appendingPathExtension(*backupPath, previousExt);
-  if (const auto error = setAside(*backupPath, previous)) return error;
+  if (auto error = setAside(*backupPath, previous)) return error;
   if (const auto error = services().files->createDirectories(*backupPath))
     return failure(kNoBackup, "createDirectoryAtPath:", *error);
   takeOnVolumeAttributes(*path, *backupPath);

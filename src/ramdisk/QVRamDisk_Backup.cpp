@@ -123,7 +123,7 @@ QVErrorPtr QVRamDisk::saveContents(const QVRamDiskDelegatePtr& delegate, bool& u
   setAction(usedBase ? QVRamDiskActionSyncWithBase : QVRamDiskActionBackup);
   inform(delegate, usedBase ? QVRamDiskActionInfo_copyingToBase : QVRamDiskActionInfo_backuping,
          nullptr);
-  const QVErrorPtr error = QVRamDiskBackup::sharedInstance().backupRamDiskAtPath(
+  QVErrorPtr error = QVRamDiskBackup::sharedInstance().backupRamDiskAtPath(
       path(), folder, kPreviousExtension,
       progressReport(shared_from_this(), delegate, usedBytes(*this)));
   if (error && usedBase)

@@ -6,7 +6,9 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <set>
@@ -17,30 +19,37 @@ std::string timeText(const timespec& time) {
   return std::to_string(time.tv_sec) + "." + std::to_string(time.tv_nsec);
 }
 
+// A list or a value whose size the kernel tells when it is asked for none of it.
+template <class Read>
+std::string readWhole(Read read) {
+  const ssize_t size = read(nullptr, 0);
+  if (size <= 0) return {};
+  std::string whole(static_cast<std::size_t>(size), '\0');
+  read(whole.data(), whole.size());
+  return whole;
+}
+
 std::string attributesOf(const std::string& path) {
-  std::string names(65536, '\0');
-  const ssize_t size = llistxattr(path.c_str(), names.data(), names.size());
+  const auto names =
+      readWhole([&](char* into, std::size_t size) { return llistxattr(path.c_str(), into, size); });
   std::set<std::string> texts;
-  for (ssize_t at = 0; at < size;) {
+  for (std::size_t at = 0; at < names.size(); at += std::strlen(names.c_str() + at) + 1) {
     const char* name = names.c_str() + at;
-    std::string value(65536, '\0');
-    value.resize(static_cast<std::size_t>(
-        std::max<ssize_t>(0, lgetxattr(path.c_str(), name, value.data(), value.size()))));
-    texts.insert(std::string(" ") + name + "=" + value);
-    at += static_cast<ssize_t>(std::string_view(name).size()) + 1;
+    texts.insert(std::string(" ") + name + "=" + readWhole([&](char* into, std::size_t size) {
+                   return lgetxattr(path.c_str(), name, into, size);
+                 }));
   }
   std::string all;
   for (const auto& text : texts) all += text;
   return all;
 }
 
-std::string contentsOf(const std::string& path) {
-  std::string text;
-  std::array<char, 65536> buffer{};
+std::string contentsOf(const std::string& path, std::size_t size) {
+  std::string text(size + 1, '\0');
   const int file = open(path.c_str(), O_RDONLY | O_NOATIME | O_CLOEXEC);
-  for (ssize_t got = 0; (got = read(file, buffer.data(), buffer.size())) > 0;)
-    text.append(buffer.data(), static_cast<std::size_t>(got));
+  const ssize_t got = read(file, text.data(), text.size());
   close(file);
+  text.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
   return std::to_string(text.size()) + " bytes #" + std::to_string(std::hash<std::string>{}(text));
 }
 
@@ -63,7 +72,9 @@ class Teller {
     std::string text = std::to_string(is.st_mode) + " " + std::to_string(is.st_uid) + ":" +
                        std::to_string(is.st_gid) + " " + timeText(is.st_mtim) + attributesOf(path);
     if (!S_ISLNK(is.st_mode)) text += " read " + timeText(is.st_atim);  // looking reads a link
-    if (S_ISREG(is.st_mode)) text += " " + std::to_string(is.st_blocks) + " " + contentsOf(path);
+    if (S_ISREG(is.st_mode))
+      text += " " + std::to_string(is.st_blocks) + " " +
+              contentsOf(path, static_cast<std::size_t>(is.st_size));
     if (S_ISLNK(is.st_mode)) text += " to " + targetOf(path);
     if (S_ISDIR(is.st_mode)) list(relative, path);
     if (!S_ISDIR(is.st_mode) && is.st_nlink > 1)
