@@ -34,8 +34,8 @@ void describe(CLI::App& app, Context& context, Invocation& invocation) {
 
 // The options before a verb take no values, so the first word that is no option was meant as one.
 std::string missingVerb(std::span<const std::string> args) {
-  const auto word = std::find_if(args.begin(), args.end(),
-                                 [](const auto& arg) { return !arg.starts_with('-'); });
+  const auto word =
+      std::find_if(args.begin(), args.end(), [](const auto& arg) { return !arg.starts_with('-'); });
   return word == args.end() ? "what is to be done is missing"
                             : "there is no verb \"" + *word + "\"";
 }

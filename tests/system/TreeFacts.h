@@ -13,5 +13,5 @@ TreeFacts factsOf(const std::string& root);
 // The paths that differ, with both descriptions, for a test's message; empty for equal trees.
 std::vector<std::string> differences(const TreeFacts& a, const TreeFacts& b);
 
-// An access list in the kernel's form, that grants user 7 and the mask these rights.
+// An access list in the kernel's form, that grants the running user and the mask these rights.
 std::string accessListFor(unsigned rights);
