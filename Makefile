@@ -5,13 +5,18 @@ JOBS ?= $(shell nproc)
 TARGETS ?=
 ONLY ?= .
 
-.PHONY: run test build bench lint format sanitize mac-check clean
+.PHONY: run test soak build bench lint format sanitize mac-check clean
 
 run: build
 	scripts/demo.sh build/$(PRESET)
 
 test: build
 	ctest --preset $(PRESET) -j $(JOBS) -R '$(ONLY)'
+
+# Kills the program 5,000 times, see docs/kill-test.md. SOAK takes further options.
+soak:
+	$(MAKE) build TARGETS=tarnvale-soak
+	build/$(PRESET)/bin/tarnvale-soak --kills 5000 $(SOAK)
 
 build:
 	@scripts/packages.sh build

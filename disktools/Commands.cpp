@@ -16,10 +16,11 @@ constexpr std::array<Option, 4> kAttach = {
 constexpr std::array<Option, 1> kInfo = {{{"-plist"}}};
 constexpr std::array<Option, 2> kNewfs = {{{"-s"}, {"-v", true, true}}};
 constexpr std::array<Option, 2> kMount = {{{"-o", true}, {"-t", true, true}}};
+constexpr std::array<Option, 1> kChange = {{{"-o", true, true}}};
 constexpr std::array<Option, 1> kUmount = {{{"-f"}}};
 constexpr std::array<Option, 3> kMdutil = {{{"-i", true}, {"-E"}, {"-d"}}};
 
-constexpr std::array<Command, 9> kCommands = {{
+constexpr std::array<Command, 10> kCommands = {{
     {"hdiutil", "attach", "-nomount [-plist] [-kernel] [-backing tmpfs|block] ram://SECTORS",
      "makes a device in memory of so many sectors of 512 bytes; -kernel keeps it out of the swap,\n"
      "      -backing says how it is kept, which is else chosen by what the kernel can do",
@@ -29,6 +30,10 @@ constexpr std::array<Command, 9> kCommands = {{
      info},
     {"newfs_hfs", "", "[-s] -v NAME NODE", "empties the device and names its volume", kNewfs, 1,
      newFilesystem},
+    {"mount", "-u", "-o rdonly|rw NODE DIRECTORY",
+     "lets nobody write to the device where it is mounted, or everybody again; refused as busy\n"
+     "      while files are open for writing",
+     kChange, 2, changeMount},
     {"mount", "", "[-o OPTION[,OPTION...]]... -t hfs NODE DIRECTORY",
      "mounts the device over a directory of yours; options: noatime, nobrowse, nodev, noexec,\n"
      "      nosuid, rdonly",

@@ -38,7 +38,7 @@ struct Request {
 
 struct Command {
   std::string_view applet;
-  std::string_view verb;  // the applet's first argument, empty for an applet that has no verbs
+  std::string_view verb;  // the applet's first argument, empty for an applet that has none
   std::string_view synopsis;
   std::string_view summary;
   std::span<const Option> options;
@@ -50,7 +50,7 @@ struct Command {
 
 std::span<const Command> commands();
 
-// nullptr for none.
+// The command of this verb or else the applet's one without a verb; nullptr for none.
 const Command* findCommand(std::string_view applet, std::string_view verb);
 
 // Options may stand anywhere; after "--" everything is an operand.

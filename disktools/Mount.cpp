@@ -41,6 +41,24 @@ Failure mountDevice(const Request& request) {
   return showVolume(*device, *directory, *attributes);
 }
 
+Failure changeMount(const Request& request) {
+  const std::string& node = request.arguments.operands[0];
+  const std::string& path = request.arguments.operands[1];
+  const auto wishes = request.arguments.values("-o");
+  const bool writable = wishes.back() == "rw";
+  if (wishes.size() != 1 || (!writable && wishes.back() != "rdonly"))
+    return Problem{"-o is either rdonly or rw", EINVAL, {}};
+  auto state = State::open();
+  if (!state) return state.problem();
+  auto device = findDevice(*state, request.caller, node);
+  if (!device) return device.problem();
+  auto point = pinMountPoint(request.caller, path);
+  if (!point) return point.problem();
+  if (device->home.device != point->entry.device)
+    return Problem{node + " is not mounted at " + path, EINVAL, "hdiutil info lists your devices"};
+  return setWritable(*point, writable);
+}
+
 Failure unmountDevice(const Request& request) {
   auto state = State::open();
   if (!state) return state.problem();

@@ -1,6 +1,7 @@
 #include "disktools/Mounting.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/mount.h>
 
 #include <algorithm>
@@ -66,6 +67,18 @@ Failure showVolume(const Device& device, const Descriptor& directory, std::uint6
   if (move_mount(tree.get(), "", directory.get(), "", byDescriptor) != 0)
     return systemProblem("cannot mount " + record.node());
   return std::nullopt;
+}
+
+Failure setWritable(const MountPoint& point, bool writable) {
+  const std::string what =
+      fmt::format("cannot make {} {}", point.entry.path, writable ? "writable" : "read-only");
+  auto root = pinRoot(point);
+  if (!root) return root.problem();
+  mount_attr change{};
+  (writable ? change.attr_clr : change.attr_set) = MOUNT_ATTR_RDONLY;
+  if (mount_setattr(root->get(), "", AT_EMPTY_PATH, &change, sizeof change) == 0)
+    return std::nullopt;
+  return systemProblem(what, errno == EBUSY ? "a program has files open for writing there" : "");
 }
 
 }  // namespace disktools

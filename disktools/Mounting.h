@@ -8,6 +8,7 @@
 #include "disktools/Descriptor.h"
 #include "disktools/Devices.h"
 #include "disktools/Result.h"
+#include "disktools/Target.h"
 
 namespace disktools {
 
@@ -25,5 +26,10 @@ Result<std::uint64_t> mountAttributes(std::span<const std::string> values);
 
 // Mounts the volume over the directory itself, whatever its name has become since it was opened.
 Failure showVolume(const Device& device, const Descriptor& directory, std::uint64_t attributes);
+
+// Lets nobody write through this mount, or everybody again. What else it was mounted with stays, as
+// do the device's private mount and what is mounted from it later. EBUSY while a file that was
+// opened through this mount is open or mapped for writing.
+Failure setWritable(const MountPoint& point, bool writable);
 
 }  // namespace disktools

@@ -152,6 +152,17 @@ Result<MountPoint> pinMountPoint(const Caller& caller, const std::string& path) 
   return MountPoint{std::move(*parent), parts->name, std::move(*entry)};
 }
 
+Result<Descriptor> pinRoot(const MountPoint& point) {
+  const int flags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+  Descriptor root(openat(point.parent.get(), point.name.c_str(), flags));
+  if (!root) return systemProblem("cannot open " + point.entry.path);
+  struct statx info {};
+  const bool known = statx(root.get(), "", AT_EMPTY_PATH, STATX_MNT_ID, &info) == 0;
+  if (!known || info.stx_mnt_id != point.entry.id)
+    return Problem{point.entry.path + " was covered by another mount", EBUSY, {}};
+  return root;
+}
+
 Failure unmount(const MountPoint& point, bool force) {
   const std::string path = point.path();
   if (umount2(path.c_str(), UMOUNT_NOFOLLOW) == 0) return std::nullopt;

@@ -30,6 +30,9 @@ struct MountPoint {
 
 Result<MountPoint> pinMountPoint(const Caller& caller, const std::string& path);
 
+// The root directory of the mount itself: a problem when another one has covered it since.
+Result<Descriptor> pinRoot(const MountPoint& point);
+
 // Takes the mount away: refused while it is in use or, when `force` is set, given up to its users.
 Failure unmount(const MountPoint& point, bool force);
 

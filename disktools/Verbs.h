@@ -12,6 +12,7 @@ Failure detach(const Request& request);
 Failure info(const Request& request);
 Failure newFilesystem(const Request& request);
 Failure mountDevice(const Request& request);
+Failure changeMount(const Request& request);
 Failure unmountDevice(const Request& request);
 Failure eraseVolume(const Request& request);
 Failure index(const Request& request);

@@ -16,7 +16,7 @@ _tarnvale_disks() {
 
 _tarnvale() {
     local cur=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} verb='' word
-    local verbs='add set remove move list show kinds create eject remount rebuild sync backup clean menu-bar'
+    local verbs='add set remove move list show kinds create eject remount rebuild sync backup clean recover menu-bar'
     local common='--help --quiet --verbose'
     local settings='--kind --simulator --name --directory --size --backup --backup-dir
 --post-command --index --format --at-login --no-at-login --measure --no-measure'
@@ -47,7 +47,9 @@ _tarnvale() {
             show) options='--all --json' ;;
             kinds) options='--json' ;;
             clean) options='--all --yes' ;;
-            create | eject | remount | rebuild | sync | backup) options='--all' ;;
+            eject | rebuild) options='--all --force' ;;
+            create | remount | sync | backup) options='--all' ;;
+            recover) options='--all --dry-run --json' ;;
             menu-bar) options='--at-login --no-at-login' ;;
         esac
         options="$options $common"

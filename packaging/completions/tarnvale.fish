@@ -1,7 +1,7 @@
 # Completion of tarnvale for fish.
 
-set -l verbs add set remove move list show kinds create eject remount rebuild sync backup clean menu-bar
-set -l actions create eject remount rebuild sync backup clean
+set -l verbs add set remove move list show kinds create eject remount rebuild sync backup clean recover menu-bar
+set -l actions create eject remount rebuild sync backup clean recover
 
 complete -c tarnvale -f
 complete -c tarnvale -s q -l quiet -d 'Say nothing but what went wrong'
@@ -24,14 +24,17 @@ complete -c tarnvale -n $first -a rebuild -d 'Eject disks and create them anew'
 complete -c tarnvale -n $first -a sync -d 'Save for the directory that the disk replaces'
 complete -c tarnvale -n $first -a backup -d 'Save to the backup folder'
 complete -c tarnvale -n $first -a clean -d 'Delete the contents of mounted disks'
+complete -c tarnvale -n $first -a recover -d 'Put right what cut-off actions have left'
 complete -c tarnvale -n $first -a menu-bar -d 'Show the disks in the menu bar'
 
 complete -c tarnvale -n "__fish_seen_subcommand_from set remove move show $actions" -a '(tarnvale list --names 2>/dev/null)'
 complete -c tarnvale -n '__fish_seen_subcommand_from add' -a '(__fish_complete_directories)'
 complete -c tarnvale -n '__fish_seen_subcommand_from menu-bar' -a 'on off'
 complete -c tarnvale -n "__fish_seen_subcommand_from show $actions" -l all -d 'Every disk'
-complete -c tarnvale -n '__fish_seen_subcommand_from list show kinds' -l json -d 'Write JSON'
+complete -c tarnvale -n '__fish_seen_subcommand_from list show kinds recover' -l json -d 'Write JSON'
 complete -c tarnvale -n '__fish_seen_subcommand_from list' -l names -d 'Write the names only'
+complete -c tarnvale -n '__fish_seen_subcommand_from eject rebuild' -l force -d 'Also when programs use the disk'
+complete -c tarnvale -n '__fish_seen_subcommand_from recover' -l dry-run -d 'Only say what would be done'
 complete -c tarnvale -n '__fish_seen_subcommand_from remove clean' -l yes -d 'Do not ask'
 complete -c tarnvale -n '__fish_seen_subcommand_from add set menu-bar' -l at-login -d 'At login too'
 complete -c tarnvale -n '__fish_seen_subcommand_from add set menu-bar' -l no-at-login -d 'Not at login'

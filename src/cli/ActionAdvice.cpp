@@ -29,6 +29,11 @@ std::string adviceFor(const QVError& error, const QVRamDisk& disk, QVRamDiskActi
     return "try the command by hand, or change it with 'tarnvale set " + name + " --post-command'";
   if (comesFrom(error, "getExtentedAttribute==NO"))
     return "unmount what is mounted there, or give the disk another place";
+  if (comesFrom(error, "identifier"))
+    return "the device holds another volume; 'tarnvale create " + name + "' makes the disk anew";
+  if (comesFrom(error, "lock")) return "try again when it is done";
+  if (comesFrom(error, "refillUnderWay"))
+    return "its contents never came in whole; 'tarnvale recover " + name + "' undoes it";
   if (comesFrom(error, "restoreRamDiskAtPath"))
     return "the disk is mounted, but its contents could not be brought back";
   const bool ejects = action == QVRamDiskActionEject || action == QVRamDiskActionRebuild;
@@ -38,7 +43,8 @@ std::string adviceFor(const QVError& error, const QVRamDisk& disk, QVRamDiskActi
   if (const auto aside = disk.savedBasePath(); aside && disk.status() != QVRamDiskStatus_mounted &&
                                                services().files->kind(*aside) != FileKind::Missing)
     return "the directory's own contents lie in " + *aside +
-           "; creating and ejecting the disk puts them back";
+           "; 'tarnvale recover " +
+           name + "' puts them back";
   return {};
 }
 

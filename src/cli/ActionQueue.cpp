@@ -6,6 +6,7 @@
 #include "cli/Columns.h"
 #include "cli/DiskNames.h"
 #include "cli/DiskState.h"
+#include "cli/VolumeUsers.h"
 #include "kinds/QVRamDiskManager.h"
 #include "platform/Services.h"
 
@@ -56,10 +57,11 @@ class ActionQueue::Reports : public QVRamDiskEntriesDelegate {
   const std::shared_ptr<platform::MainLoop> loop_;
 };
 
-ActionQueue::ActionQueue(Context& context, const ActionVerb& verb, bool passesOverOthers)
+ActionQueue::ActionQueue(Context& context, const ActionVerb& verb, const ActionRequest& request)
     : context_(context),
       verb_(verb),
-      passesOverOthers_(passesOverOthers),
+      passesOverOthers_(request.all),
+      forced_(request.force),
       loop_(platform::services().mainLoop),
       display_(displayFor(context)),
       registry_(std::make_shared<Reports>(*this, loop_)) {}
@@ -106,9 +108,14 @@ void ActionQueue::startNext() {
   goOn();
 }
 
-void ActionQueue::startOn(const QVRamDiskPtr& disk) {
+std::optional<Refusal> ActionQueue::refusalOf(const QVRamDisk& disk) const {
   DiskState state(registry_.disks());
-  if (const auto refusal = verb_.refusal(*disk, state.status(*disk))) {
+  if (auto refusal = verb_.refusal(disk, state.status(disk))) return refusal;
+  return verb_.unmounts && !forced_ ? refuseWhileInUse(disk) : std::nullopt;
+}
+
+void ActionQueue::startOn(const QVRamDiskPtr& disk) {
+  if (const auto refusal = refusalOf(*disk)) {
     if (!passesOverOthers_ || refusal->status != kActionFailed) refuse(*refusal);
     return goOn();
   }

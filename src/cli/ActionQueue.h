@@ -19,7 +19,7 @@ namespace cli {
 // lets the running disk finish. Use once, on the main thread.
 class ActionQueue {
  public:
-  ActionQueue(Context& context, const ActionVerb& verb, bool passesOverOthers);
+  ActionQueue(Context& context, const ActionVerb& verb, const ActionRequest& request);
 
   void add(const QVRamDisk& disk);
   // Returns when the last action has reported its end. Gives the exit status.
@@ -35,6 +35,7 @@ class ActionQueue {
 
   void startNext();
   void startOn(const QVRamDiskPtr& disk);
+  std::optional<Refusal> refusalOf(const QVRamDisk& disk) const;
   void reported(const Stage& stage);
   void finished(const QVErrorPtr& error);
   void sayHowItEnded(const QVErrorPtr& error);
@@ -47,7 +48,8 @@ class ActionQueue {
 
   Context& context_;
   const ActionVerb& verb_;
-  const bool passesOverOthers_;
+  const bool passesOverOthers_;  // those for which the action has no meaning
+  const bool forced_;
   const std::shared_ptr<platform::MainLoop> loop_;
   const std::unique_ptr<ActionDisplay> display_;
   const Interruption interruption_;

@@ -4,6 +4,7 @@
 
 #include "cli/ActionQueue.h"
 #include "cli/DiskNames.h"
+#include "cli/DiskRecovery.h"
 #include "cli/DiskState.h"
 #include "cli/Registry.h"
 #include "cli/SizeText.h"
@@ -35,15 +36,16 @@ int runAction(Context& context, const ActionVerb& verb, const ActionRequest& req
   Selection selection = selectDisks(registry->disks(), request.names);
   if (selection.refusal) return context.refuse(*selection.refusal);
   if (request.all) selection.disks = registry->disks();
+  status = recoverBeforeAction(context, verb, *registry, selection.disks);
   if (verb.question) {
     const auto names = namesToConfirm(verb, selection.disks, registry->disks());
     if (!names.empty())
       if (const auto refused = context.confirm(request.yes, verb.question + (" " + names)))
         return *refused;
   }
-  ActionQueue queue(context, verb, request.all);
+  ActionQueue queue(context, verb, request);
   for (const auto& disk : selection.disks) queue.add(*disk);
-  return queue.run();
+  return combined(status, queue.run());
 }
 
 std::string mountedText(const QVRamDisk& disk) {

@@ -23,6 +23,8 @@ struct ActionVerb {
   const char* question = nullptr;  // set: to be confirmed, "deleting the contents of"
   // Set: why an action that reports no errors of its own has failed all the same.
   std::optional<Refusal> (*fault)(const QVRamDisk& disk) = nullptr;
+  // Takes the volume from under the programs that use it: refused then, unless forced.
+  bool unmounts = false;
 };
 
 // What the user asked a verb for.
@@ -30,6 +32,7 @@ struct ActionRequest {
   std::vector<std::string> names;
   bool all = false;
   bool yes = false;
+  bool force = false;
 };
 
 // Runs the action on the disks, one after the other. Gives the exit status.

@@ -15,11 +15,12 @@ constexpr char kFooter[] =
     "A disk is named by its name, its identifier or an unambiguous beginning of either.\n"
     "Sizes are written 512M, 1.5G or 800MB (decimal), 2GiB (binary) or in plain bytes.\n"
     "Exit status: 0 done, 1 the action failed, 2 wrong usage, 3 no such disk,\n"
-    "4 refused by validation.";
+    "4 refused by validation or because the disk is in use.";
 
-constexpr auto kVerbs = {verbs::add,     verbs::set,   verbs::remove, verbs::move,  verbs::list,
-                         verbs::show,    verbs::kinds, verbs::create, verbs::eject, verbs::remount,
-                         verbs::rebuild, verbs::sync,  verbs::backup, verbs::clean, verbs::menuBar};
+constexpr auto kVerbs = {verbs::add,    verbs::set,     verbs::remove,  verbs::move,
+                         verbs::list,   verbs::show,    verbs::kinds,   verbs::create,
+                         verbs::eject,  verbs::remount, verbs::rebuild, verbs::sync,
+                         verbs::backup, verbs::clean,   verbs::recover, verbs::menuBar};
 
 void describe(CLI::App& app, Context& context, Invocation& invocation) {
   app.footer(kFooter);

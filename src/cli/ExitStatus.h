@@ -10,7 +10,7 @@ enum ExitStatus : int {
   kActionFailed = 1,  // also a registry that cannot be read or written
   kWrongUsage = 2,
   kNoSuchDisk = 3,
-  kRefused = 4,  // by validation, before anything was changed
+  kRefused = 4,  // by validation or for a disk in use, before anything was changed
 };
 
 // Why a command does not do what it was asked for, and what to do about it. Nothing was changed.

@@ -3,6 +3,8 @@
 #include <atomic>
 #include <csignal>
 
+#include "system/Spawn.h"
+
 namespace cli {
 namespace {
 
@@ -12,11 +14,18 @@ constexpr std::array kSignals = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 std::atomic<bool> wasNoted{false};
 static_assert(std::atomic<bool>::is_always_lock_free);
 
+// The programs that run for this one do not hear of the terminal themselves.
+extern "C" void endAtOnce(int number) {
+  endRunningPrograms();
+  std::signal(number, SIG_DFL);
+  std::raise(number);
+}
+
 extern "C" void noteInterruption(int) {
   wasNoted = true;
-  std::signal(SIGINT, SIG_DFL);
-  std::signal(SIGTERM, SIG_DFL);
-  std::signal(SIGHUP, SIG_DFL);
+  std::signal(SIGINT, endAtOnce);
+  std::signal(SIGTERM, endAtOnce);
+  std::signal(SIGHUP, endAtOnce);
 }
 
 }  // namespace

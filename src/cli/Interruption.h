@@ -5,8 +5,8 @@
 namespace cli {
 
 // While one exists, the first signal that asks the process to end is only noted, so that nobody
-// dies in the middle of a save; the second ends it as ever. A reader that goes away does not end it
-// either. One at a time, main thread only.
+// dies in the middle of a save; the second ends it, with a command of the user's that it runs. A
+// reader that goes away does not end it either. One at a time, main thread only.
 class Interruption {
  public:
   Interruption();

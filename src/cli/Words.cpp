@@ -44,4 +44,14 @@ const Words<QVRamDiskBackupMode>& backupWords() {
   return words;
 }
 
+const Words<RecoveryStep>& recoveryStepWords() {
+  static const Words<RecoveryStep> words{{{RecoveryStep::Adopt, "adopt"},
+                                          {RecoveryStep::UndoCreation, "undoCreation"},
+                                          {RecoveryStep::FinishEject, "finishEject"},
+                                          {RecoveryStep::PutBack, "putBack"},
+                                          {RecoveryStep::KeepRescued, "keepRescued"},
+                                          {RecoveryStep::DropUnfinished, "dropUnfinished"}}};
+  return words;
+}
+
 }  // namespace cli

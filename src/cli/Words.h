@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/QVRamDiskTypes.h"
+#include "ramdisk/Recovery.h"
 
 namespace cli {
 
@@ -22,7 +23,7 @@ struct Words {
   std::string of(Enumeration value) const {
     for (const auto& entry : entries)
       if (entry.value == value) return entry.word;
-    return std::to_string(value);
+    return std::to_string(static_cast<int>(value));
   }
 
   std::optional<Enumeration> value(std::string_view word) const {
@@ -43,5 +44,6 @@ const Words<QVRamDiskStatus>& statusWords();  // as in JSON
 const Words<QVRamDiskFormat>& formatWords();
 const Words<QVRamDiskMdIndexMode>& indexWords();
 const Words<QVRamDiskBackupMode>& backupWords();
+const Words<RecoveryStep>& recoveryStepWords();  // as in JSON
 
 }  // namespace cli

@@ -13,12 +13,24 @@
 // version of the program and must never change.
 inline constexpr char kRamDiskInfoAttributeName[] = "com.tarnvale.RamDiskInfo";
 
+// Beside it, on a volume whose contents did not all come in: see ramdisk/VolumeNotes.h. A volume
+// that is to be filled gets it, with this value, before the record above makes it one of ours.
+inline constexpr char kRamDiskRefillAttributeName[] = "com.tarnvale.RamDiskRefill";
+inline constexpr char kRamDiskRefillUnderWay[] = "under way";
+
 // One RAM device of the program.
 struct QVDeviceListEntry {
   std::string devNode;
   std::optional<std::string> mountPoint;  // absent while not mounted
   std::optional<std::string> uuid;        // of the volume; only when asked for
   std::optional<std::int32_t> st_dev;     // of the mount point; only when asked for
+};
+
+// What a volume is when it is mounted.
+enum class QVVolumeState {
+  New,            // empty, and to stay so
+  NewToBeFilled,  // empty; it is marked as one whose contents are not in yet
+  Known,          // it must carry the disk's identifier already: node names are given out again
 };
 
 // The RAM devices and their volumes. Stateless; any thread. What runs an external tool blocks until
@@ -56,7 +68,15 @@ class QVRamDiskDevice {
   // failure the device stays attached and a directory that was made stays.
   static QVErrorPtr mountDeviceNode(const Text& deviceNode, const Text& directory, const Text& name,
                                     QVRamDiskFormat format, QVRamDiskType type,
-                                    const Text& identifier, Text& mountedPath);
+                                    const Text& identifier, Text& mountedPath,
+                                    QVVolumeState state = QVVolumeState::New);
+  // Mounts it where nothing is mounted, as it is, to see whose it is. Not where only the system can
+  // mount, which would erase it.
+  static QVErrorPtr mountAsItIs(const std::string& deviceNode, const std::string& path);
+  static QVErrorPtr unmount(const std::string& path);
+  // Lets nobody write to the volume where it is mounted, or everybody again. Refused, with nothing
+  // changed, while a file there is open for writing.
+  static QVErrorPtr setWritable(const Text& deviceNode, const Text& path, bool writable);
   // Unmounts, removes the mount directory when asked to and when it holds only system files, and
   // detaches the device with all it holds. A failed unmount leaves all as it was.
   static QVErrorPtr ejectRamDiskDeviceNode(const Text& deviceNode, const Text& path,

@@ -5,6 +5,7 @@
 #include "device/QVRamDiskDevice.h"
 #include "extensions/PathExtension.h"
 #include "platform/Services.h"
+#include "system/ExtendedAttributes.h"
 #include "system/QVFinderTools.h"
 #include "system/QVFunctions.h"
 
@@ -88,12 +89,27 @@ QVErrorPtr mountAt(const std::string& parent, const std::string& name,
   return mountVolume(deviceNode, path, hidden);
 }
 
-QVErrorPtr labelVolume(const std::string& deviceNode, const Text& identifier, Text& mountedPath) {
+bool isOf(const Text& volume, const Text& identifier) {
+  QVRamDiskDevice::Infos infos;
+  QVRamDiskDevice::getExtentedRamDiskInfos(infos, volume);
+  const auto owner = infos.find("identifier");
+  return owner != infos.end() && identifier == owner->second;
+}
+
+QVErrorPtr labelVolume(const std::string& deviceNode, const Text& identifier, QVVolumeState state,
+                       Text& mountedPath) {
   QVErrorPtr cause;
   const Text found = QVRamDiskDevice::mountPointFromDeviceNode(deviceNode, cause);
   if (!found)
     return failure("Unable to get mount point", "mountedPath==nil",
                    cause ? QVErrorCause(cause) : QVErrorCause());
+  if (state == QVVolumeState::Known && !isOf(found, identifier)) {
+    QVRamDiskDevice::unmount(*found);
+    return failure("Unable to mount disk", "identifier");
+  }
+  if (state == QVVolumeState::NewToBeFilled &&
+      !QVSetExtendedAttribute(kRamDiskRefillUnderWay, kRamDiskRefillAttributeName, found))
+    return failure("Unable set extended info", "setExtendedAttribute==NO");
   QVRamDiskDevice::Infos infos = {{"deviceNode", deviceNode}};
   if (identifier) infos["identifier"] = *identifier;
   if (!QVRamDiskDevice::setExtendedRamDiskInfos(infos, found))
@@ -121,7 +137,8 @@ void removeMountDirectory(const std::string& path) {
 
 QVErrorPtr QVRamDiskDevice::mountDeviceNode(const Text& deviceNode, const Text& directory,
                                             const Text& name, QVRamDiskFormat format, QVRamDiskType,
-                                            const Text& identifier, Text& mountedPath) {
+                                            const Text& identifier, Text& mountedPath,
+                                            QVVolumeState state) {
   if (!deviceNode) QVLogCriticalException(kClass, "devNode==nil");
   if (!name) QVLogCriticalException(kClass, "name==nil");
   const std::string node = deviceNode.value_or("");
@@ -129,7 +146,28 @@ QVErrorPtr QVRamDiskDevice::mountDeviceNode(const Text& deviceNode, const Text& 
   const bool byTheSystem = !directory && !services().files->isWritable(parent);
   const auto error = byTheSystem ? eraseAndMount(node, name.value_or(""), format)
                                  : mountAt(parent, name.value_or(""), node, directory.has_value());
-  return error ? error : labelVolume(node, identifier, mountedPath);
+  return error ? error : labelVolume(node, identifier, state, mountedPath);
+}
+
+QVErrorPtr QVRamDiskDevice::mountAsItIs(const std::string& deviceNode, const std::string& path) {
+  if (services().files->kind(path) == FileKind::Missing)
+    if (auto error = createMountPath(path, "createDirectoryAtPath")) return error;
+  if (hasMountedVolumeAtPath(path) != 0) return failure("Unable to mount disk", "isMounted");
+  return mountVolume(deviceNode, path, true);
+}
+
+QVErrorPtr QVRamDiskDevice::unmount(const std::string& path) {
+  return runTool(Tool::Unmounter, {"-f", path}, "Unable to eject disk", "executeCommand==NO");
+}
+
+// On macOS "-u" changes the status of a mounted volume and "rdonly" and "rw" are options of the
+// same tool, by its manual. Neither was run there, nor whether it takes an HFS+ volume back to
+// writable.
+QVErrorPtr QVRamDiskDevice::setWritable(const Text& deviceNode, const Text& path, bool writable) {
+  constexpr std::string_view kReason = "setWritable";
+  if (!deviceNode || !path) return failure("Unable to mount disk", kReason);
+  return runTool(Tool::Mounter, {"-u", "-o", writable ? "rw" : "rdonly", *deviceNode, *path},
+                 "Unable to mount disk", kReason);
 }
 
 QVErrorPtr QVRamDiskDevice::ejectRamDiskDeviceNode(const Text& deviceNode, const Text& path,

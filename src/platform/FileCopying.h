@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <ctime>
+#include <string_view>
 
 #include "platform/Result.h"
 
@@ -33,17 +34,31 @@ class FileCopying {
   virtual std::uint64_t copyContents(int from, int to, std::uint64_t offset,
                                      std::uint64_t length) const = 0;
 
-  // Gives `to` the extended attributes and the access list of `from`. What the destination cannot
+  // Makes a file, open to its owner only, that shares the blocks of an open one, and opens it, so
+  // that it can be given attributes. -1 with errno set, and nothing is made: ENOTSUP when no file
+  // of the one folder can ever share with one of the other.
+  virtual int shareContents(int from, int toDirectory, const char* toName) const = 0;
+
+  // Gives `to` the extended attributes and the access list of `from`, without those whose names
+  // begin with `leftOut` unless that is empty. What the destination cannot
   // hold, or the user may not set, of attributes that are not the user's own is left out silently.
   // After a failure, which names the attribute, the others are set all the same.
-  virtual Failure copyAttributes(int from, int to) const = 0;
+  virtual Failure copyAttributes(int from, int to, std::string_view leftOut) const = 0;
 
   // The same for what cannot be opened: symbolic links and pipes.
   virtual Failure copyAttributes(int fromDirectory, const char* fromName, int toDirectory,
                                  const char* toName) const = 0;
 
+  // Whether two open files have the same extended attributes and access lists; false as well where
+  // that cannot be told.
+  virtual bool sameAttributes(int a, int b) const = 0;
+
   // Of access and of modification, in the order in which they are set.
   virtual std::array<timespec, 2> times(const struct stat& facts) const = 0;
+  virtual timespec changeTime(const struct stat& facts) const = 0;  // of the inode
+
+  // false when what is made in the folder certainly gets no access list from it.
+  virtual bool handsListsDown(int folder) const = 0;
 
   // Takes away what the folder above handed down: access lists of the item and for items made in
   // it.

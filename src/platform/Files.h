@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -45,6 +46,16 @@ class Files {
   // Replaces the file's contents atomically and durably: written beside, flushed, renamed.
   // An existing file keeps its mode; a new one is readable by its owner only.
   virtual Failure replaceContents(const std::string& path, std::string_view bytes) = 0;
+
+  // Keeps others, in this program and in others, from holding the same file locked, until the object
+  // goes or the program ends. Makes the file and leaves it. EWOULDBLOCK while somebody holds it.
+  virtual Result<std::shared_ptr<void>> lock(const std::string& path) = 0;
+
+  // Waits until all that was written to the file system that holds the folder is on its device.
+  virtual Failure flush(const std::string& folder) = 0;
+
+  // Waits until the names in the folder are on its device.
+  virtual Failure flushNames(const std::string& folder) = 0;
 };
 
 }  // namespace platform

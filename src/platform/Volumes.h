@@ -19,6 +19,21 @@ struct Mount {
 struct FileSystemAttributes {
   std::uint64_t size = 0;  // bytes
   std::uint64_t free = 0;  // bytes that the caller may still write
+  bool readOnly = false;   // where it is mounted, nobody may write
+};
+
+// A program that a volume is used by.
+struct VolumeUser {
+  std::int64_t processIdentifier = 0;
+  std::string name;
+  bool writing = false;  // has a file of it open for writing, or mapped so
+
+  bool operator==(const VolumeUser&) const = default;
+};
+
+struct VolumeUse {
+  std::vector<VolumeUser> users;            // by process number, each once, without this process
+  std::vector<std::uint64_t> mappedInodes;  // of files that are mapped for writing, ascending
 };
 
 // Mounted volumes and what is kept on them. Any thread. The mount table and the attributes are
@@ -46,6 +61,9 @@ class Volumes {
 
   // A lasting identifier of the volume as an upper-case UUID text, where it has one.
   virtual std::optional<std::string> volumeIdentifier(std::int32_t deviceNumber) const = 0;
+
+  // Who has files of the volume open, mapped, or works in it, as far as the caller may see.
+  virtual VolumeUse use(const std::string& mountPoint) const = 0;
 
   // Extended attributes of the item itself: links are not followed. Names are given without the
   // prefix that a platform may ask for. An attribute whose size changed between asking and reading

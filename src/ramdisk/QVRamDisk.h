@@ -11,6 +11,7 @@
 #include "core/QVRamDiskTypes.h"
 #include "extensions/KeyedArchiver.h"
 #include "extensions/KeyedUnarchiver.h"
+#include "ramdisk/QVRamDiskBackup.h"
 #include "ramdisk/QVRamDiskDelegate.h"
 
 // Options of changeToType.
@@ -154,6 +155,8 @@ class QVRamDisk : public extensions::KeyedArchivable,
 
   Text backupDirPath() const;  // nullopt where the mode has no backup folder
   Text savedBasePath() const;  // where the directory's own contents are set aside
+  bool isSavedIntoBase() const;
+  bool savesContents() const;  // when it is ejected, into the base or a backup folder
   void deleteBackupDirs();
   void performBackup(const QVRamDiskDelegatePtr& delegate);
   void performSyncWithBase(const QVRamDiskDelegatePtr& delegate);
@@ -165,8 +168,13 @@ class QVRamDisk : public extensions::KeyedArchivable,
 
  private:
   virtual bool isOfClassOf(const QVRamDisk& other) const;
+  using Operation = void (QVRamDisk::*)(const QVRamDiskDelegatePtr&);
   void dispatch(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate, bool threaded);
-  QVErrorPtr saveContents(const QVRamDiskDelegatePtr& delegate, bool& usedBase);
+  void runAlone(Operation operation, const QVRamDiskDelegatePtr& delegate);
+  QVErrorPtr saveInto(const Text& folder, const QVRamDiskDelegatePtr& delegate, SaveCare care);
+  QVErrorPtr saveContents(const QVRamDiskDelegatePtr& delegate);
+  QVErrorPtr saveLateChanges(const QVRamDiskDelegatePtr& delegate);
+  QVErrorPtr ejectDevice(const QVRamDiskDelegatePtr& delegate);
   void putBaseBack();
   void findVolumeAgain();
 

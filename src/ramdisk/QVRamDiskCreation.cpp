@@ -8,9 +8,9 @@
 #include "extensions/Text.h"
 #include "kinds/QVRamDiskManager.h"
 #include "platform/Services.h"
-#include "ramdisk/BaseRescue.h"
+#include "ramdisk/Generation.h"
 #include "ramdisk/ProgressReport.h"
-#include "ramdisk/QVRamDiskBackup.h"
+#include "ramdisk/Recovery.h"
 #include "system/QVDirectoryStatistics.h"
 #include "system/QVFunctions.h"
 #include "system/QVMacInfo.h"
@@ -76,9 +76,9 @@ QVRamDiskCreation::QVRamDiskCreation(QVRamDiskPtr disk, QVRamDiskDelegatePtr del
 bool QVRamDiskCreation::run() {
   if (!checkPermission()) return false;
   if (type_ != QVRamDiskType_Default) disk_->changeToType(type_, QVRamDiskChangeTypeKeepSettings);
+  putGenerationsBack(disk_);
   if (handlesBase() && !setBaseAside()) return false;
-  if (!attach() || !makeFileSystem() || !mount()) return false;
-  bringContentsBack();
+  if (!attach() || !makeFileSystem() || !mount() || !bringContentsBack()) return false;
   applyVolumeIcon();
   return runPostCommand() && applyIndexing();
 }
@@ -101,7 +101,6 @@ bool QVRamDiskCreation::setBaseAside() {
   if (!mountDirectory_) return true;
   const std::string base = appendingPathComponent(*mountDirectory_, name_.value_or(""));
   const std::string saved = base + " (Tarnvale Backup Base)";
-  rescueSavedBase(base, saved);
   if (!exists(base)) return true;
   if (!measureBase(base)) return false;
   // Under a mounted volume the saved base is the only copy of the directory's own contents.
@@ -182,10 +181,15 @@ bool QVRamDiskCreation::checkFormatterOutput(const std::string& output) {
 bool QVRamDiskCreation::mount() {
   inform(QVRamDiskActionInfo_creatingMoutingVolume);
   Text mounted;
-  if (const auto cause = QVRamDiskDevice::mountDeviceNode(
-          deviceNode_, mountDirectory_, name_, format_, type_, disk_->identifier(), mounted))
+  toBeFilled_ = folderOfNextSave().has_value();
+  if (const auto cause =
+          QVRamDiskDevice::mountDeviceNode(deviceNode_, mountDirectory_, name_, format_, type_,
+                                           disk_->identifier(), mounted,
+                                           toBeFilled_ ? QVVolumeState::NewToBeFilled
+                                                       : QVVolumeState::New))
     return failAndDetach(QVLocalized(kUnable), "mountDeviceNode", cause);
-  recordVolume(mounted.value_or(""));
+  volume_ = mounted.value_or("");
+  recordVolume(volume_);
   return true;
 }
 
@@ -202,8 +206,16 @@ void QVRamDiskCreation::recordVolume(const std::string& mountedPath) {
   disk_->setVolFree(values.free);
 }
 
+// What the volume will be saved into, while it has something to be filled from.
+std::optional<std::string> QVRamDiskCreation::folderOfNextSave() const {
+  if (savedBase_) return savedBase_;
+  const Text backup = disk_->backupDirPath();
+  return backup ? Generation(*backup).whole() : std::nullopt;
+}
+
 // The directory's own contents come first; a backup then adds what they do not hold.
-void QVRamDiskCreation::bringContentsBack() {
+bool QVRamDiskCreation::bringContentsBack() {
+  auto note = toBeFilled_ ? noteSaveBegun(volume_) : std::nullopt;
   if (savedBase_) {
     inform(QVRamDiskActionInfo_creatingRecopingFromBase);
     restore(*savedBase_, baseSize_);
@@ -212,13 +224,32 @@ void QVRamDiskCreation::bringContentsBack() {
     inform(QVRamDiskActionInfo_creatingRestoring);
     restore(*backup, 0);
   }
+  return !toBeFilled_ || endRefill(std::move(note));
+}
+
+// A volume that cannot be told whole would never be saved, so it is not kept.
+bool QVRamDiskCreation::endRefill(std::optional<SaveNote> note) {
+  if (const auto error = noteRefillEnded(volume_, lacking_.paths, lacking_.unlisted))
+    return failAndDetach(QVLocalized(kUnable), "noteRefillEnded", *error);
+  if (!lacking_.empty()) {
+    QVLogWarning(kClass, "{} entries could not be brought into {}; they are kept and saved again",
+                 lacking_.paths.size(), volume_);
+    return true;
+  }
+  const auto folder = folderOfNextSave();
+  const auto identity = folder && note ? giveNewIdentity(*folder) : std::nullopt;
+  if (!identity) return true;
+  note->generation = *identity;
+  noteSaveEnded(volume_, *note);
+  return true;
 }
 
 void QVRamDiskCreation::restore(const std::string& folder, std::uint64_t totalBytes) {
   const auto cause = QVRamDiskBackup::sharedInstance().restoreRamDiskAtPath(
-      disk_->path(), folder, progressReport(disk_, delegate_, totalBytes));
-  if (cause)
-    error_ = QVError::errorWithMessage(QVLocalized(kUnable), "restoreRamDiskAtPath", cause);
+      disk_->path(), folder, progressReport(disk_, delegate_, totalBytes), &lacking_);
+  if (!cause) return;
+  lacking_.unlisted = true;
+  error_ = QVError::errorWithMessage(QVLocalized(kUnable), "restoreRamDiskAtPath", cause);
 }
 
 void QVRamDiskCreation::applyVolumeIcon() {

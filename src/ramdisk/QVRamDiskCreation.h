@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "ramdisk/QVRamDisk.h"
+#include "ramdisk/QVRamDiskBackup.h"
+#include "ramdisk/VolumeNotes.h"
 
 // One run of the creation pipeline over a record, with the settings as they were when it began.
 // Runs on the thread of the action; each step that fails leaves its error and ends the run.
@@ -30,10 +32,12 @@ class QVRamDiskCreation {
   bool findDevice(const std::string& output);
   bool makeFileSystem();
   bool checkFormatterOutput(const std::string& output);
+  std::optional<std::string> folderOfNextSave() const;
   bool mount();
   void recordVolume(const std::string& mountedPath);
-  void bringContentsBack();
+  bool bringContentsBack();
   void restore(const std::string& folder, std::uint64_t totalBytes);
+  bool endRefill(std::optional<SaveNote> note);
   void applyVolumeIcon();
   bool runPostCommand();
   bool applyIndexing();
@@ -59,5 +63,8 @@ class QVRamDiskCreation {
   Text savedBase_;              // the directory's own contents, once set aside
   std::uint64_t baseSize_ = 0;  // bytes
   std::string deviceNode_;
+  std::string volume_;       // where it is mounted
+  bool toBeFilled_ = false;  // from the base or a backup
+  QVRamDiskBackup::Lacking lacking_;
   QVErrorPtr error_;
 };

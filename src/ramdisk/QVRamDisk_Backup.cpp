@@ -2,9 +2,11 @@
 #include "extensions/PathExtension.h"
 #include "kinds/QVRamDiskManager.h"
 #include "platform/Services.h"
+#include "ramdisk/Generation.h"
 #include "ramdisk/ProgressReport.h"
 #include "ramdisk/QVRamDisk.h"
 #include "ramdisk/QVRamDiskBackup.h"
+#include "system/TreeRemover.h"
 
 namespace {
 
@@ -16,7 +18,6 @@ using Text = std::optional<std::string>;
 
 constexpr std::string_view kClass = "QVRamDisk";
 constexpr char kBackupExtension[] = "TarnvaleBackup";
-constexpr char kPreviousExtension[] = "previous";
 constexpr char kSavedBaseSuffix[] = " (Tarnvale Backup Base)";
 
 Text backupFolderIn(const Text& parent, const Text& identifier) {
@@ -27,7 +28,7 @@ Text backupFolderIn(const Text& parent, const Text& identifier) {
 // Removes the item if it is there; the failure otherwise.
 platform::Failure removeIfThere(const std::string& path) {
   if (services().files->kind(path) == FileKind::Missing) return std::nullopt;
-  return services().files->remove(path);
+  return removeItemAtPath(path);
 }
 
 // The folders that a clean-up must never be aimed at are reported, not spared: a record's path is
@@ -66,20 +67,18 @@ void QVRamDisk::deleteBackupDirs() {
   if (!backup) return;
   if (const auto error = removeIfThere(*backup))
     QVLogError(kClass, "removeItemAtPath==NO bckPath:{} error:{}", *backup, QVDescription(*error));
-  const std::string previous = appendingPathExtension(*backup, kPreviousExtension);
-  if (const auto error = removeIfThere(previous))
-    QVLogError(kClass, "removeItemAtPath==NO prevBckPath:{} error:{}", previous,
+  const Generation generation(*backup);
+  if (const auto error = removeIfThere(generation.previous()))
+    QVLogError(kClass, "removeItemAtPath==NO prevBckPath:{} error:{}", generation.previous(),
                QVDescription(*error));
+  generation.unmark();
 }
 
 void QVRamDisk::performBackup(const QVRamDiskDelegatePtr& delegate) {
   setAction(QVRamDiskActionBackup);
   inform(delegate, QVRamDiskActionInfo_backuping, nullptr);
   QVErrorPtr error;
-  if (const Text folder = backupDirPath())
-    error = QVRamDiskBackup::sharedInstance().backupRamDiskAtPath(
-        path(), folder, kPreviousExtension,
-        progressReport(shared_from_this(), delegate, usedBytes(*this)));
+  if (const Text folder = backupDirPath()) error = saveInto(folder, delegate, SaveCare::TrustTimes);
   setAction(QVRamDiskActionNone);
   inform(delegate, QVRamDiskActionInfo_backuping, error);
 }
@@ -88,9 +87,7 @@ void QVRamDisk::performSyncWithBase(const QVRamDiskDelegatePtr& delegate) {
   setAction(QVRamDiskActionSyncWithBase);
   inform(delegate, QVRamDiskActionInfo_copyingToBase, nullptr);
   const Text base = savedBasePath();
-  const QVErrorPtr error = QVRamDiskBackup::sharedInstance().backupRamDiskAtPath(
-      path(), base, kPreviousExtension,
-      progressReport(shared_from_this(), delegate, usedBytes(*this)));
+  const QVErrorPtr error = saveInto(base, delegate, SaveCare::TrustTimes);
   if (error)
     QVLogError(kClass, "backupRamDiskAtPath basePath:{} error:{}", QVText(base),
                QVDescription(error));
@@ -106,27 +103,36 @@ void QVRamDisk::performCleanUpFiles() {
     QVLogError(kClass, "contents==nil error:{}", QVDescription(names.error()));
     return;
   }
-  for (const std::string& name : *names) {
-    if (QVRamDiskBackup::leavesAlone(name)) continue;
-    const std::string item = appendingPathComponent(folder, name);
-    if (const auto error = services().files->remove(item))
-      QVLogError(kClass, "removeItemAtPath==NO filePath:{} error:{}", item, QVDescription(*error));
-  }
+  auto items = *names;
+  std::erase_if(items, QVRamDiskBackup::leavesAlone);
+  for (const auto& [name, error] : removeItems(items, folder).failedItems)
+    QVLogError(kClass, "removeItemAtPath==NO filePath:{} error:{}",
+               appendingPathComponent(folder, name), QVDescription(error));
+}
+
+bool QVRamDisk::isSavedIntoBase() const {
+  return type() == QVRamDiskType_CoreSimulator ||
+         (mountDirectory() && backupMode() == QVRamDiskBackupMode_Base);
+}
+
+bool QVRamDisk::savesContents() const { return isSavedIntoBase() || backupDirPath(); }
+
+QVErrorPtr QVRamDisk::saveInto(const Text& folder, const QVRamDiskDelegatePtr& delegate,
+                               SaveCare care) {
+  return QVRamDiskBackup::sharedInstance().backupRamDiskAtPath(
+      path(), folder, std::string(kPreviousExtension),
+      progressReport(shared_from_this(), delegate, usedBytes(*this)), care);
 }
 
 // Ejecting saves into the same folders, so it stands beside the backups.
-QVErrorPtr QVRamDisk::saveContents(const QVRamDiskDelegatePtr& delegate, bool& usedBase) {
-  usedBase = type() == QVRamDiskType_CoreSimulator ||
-             (mountDirectory() && backupMode() == QVRamDiskBackupMode_Base);
-  const Text folder = usedBase ? savedBasePath() : backupDirPath();
-  if (!usedBase && !folder) return nullptr;
-  setAction(usedBase ? QVRamDiskActionSyncWithBase : QVRamDiskActionBackup);
-  inform(delegate, usedBase ? QVRamDiskActionInfo_copyingToBase : QVRamDiskActionInfo_backuping,
+QVErrorPtr QVRamDisk::saveContents(const QVRamDiskDelegatePtr& delegate) {
+  const bool usesBase = isSavedIntoBase();
+  const Text folder = usesBase ? savedBasePath() : backupDirPath();
+  setAction(usesBase ? QVRamDiskActionSyncWithBase : QVRamDiskActionBackup);
+  inform(delegate, usesBase ? QVRamDiskActionInfo_copyingToBase : QVRamDiskActionInfo_backuping,
          nullptr);
-  QVErrorPtr error = QVRamDiskBackup::sharedInstance().backupRamDiskAtPath(
-      path(), folder, kPreviousExtension,
-      progressReport(shared_from_this(), delegate, usedBytes(*this)));
-  if (error && usedBase)
+  QVErrorPtr error = saveInto(folder, delegate, SaveCare::Compare);
+  if (error && usesBase)
     QVLogError(kClass, "backupRamDiskAtPath path:{} result:{}", QVText(folder),
                QVDescription(error));
   return error;

@@ -1,9 +1,16 @@
+#include <chrono>
+#include <filesystem>
+
 #include "core/QVLog.h"
 #include "device/QVRamDiskDevice.h"
 #include "extensions/PathExtension.h"
 #include "platform/Services.h"
-#include "ramdisk/BaseRescue.h"
+#include "ramdisk/Generation.h"
 #include "ramdisk/QVRamDisk.h"
+#include "ramdisk/QVRamDiskBackup.h"
+#include "ramdisk/Rescue.h"
+#include "ramdisk/VolumeNotes.h"
+#include "system/TreeCopier.h"
 
 namespace {
 
@@ -23,22 +30,65 @@ bool ownsMountDirectory(const QVRamDisk& disk) {
          (!disk.mountDirectory() || disk.backupMode() != QVRamDiskBackupMode_Base);
 }
 
+void warnOfWriters(const std::string& volume) {
+  for (const auto& user : services().volumes->use(volume).users)
+    if (user.writing)
+      QVLogWarning(kClass, "{} ({}) has files of {} open for writing; what it writes from now on is lost",
+                   user.name, user.processIdentifier, volume);
+}
+
+bool modifiedSince(const std::string& folder, const timespec& moment) {
+  std::error_code unknown;
+  const auto time = std::filesystem::last_write_time(folder, unknown);
+  if (unknown) return true;
+  const auto since = std::chrono::seconds(moment.tv_sec) + std::chrono::nanoseconds(moment.tv_nsec);
+  return std::chrono::file_clock::to_sys(time).time_since_epoch() >= since;
+}
+
+// A removed item leaves no trace but in the volume's own time.
+bool hasChangedSince(const std::string& volume, const timespec& moment) {
+  const auto names = services().files->names(volume);
+  if (!names || modifiedSince(volume, moment)) return true;
+  auto items = *names;
+  std::erase_if(items, QVRamDiskBackup::leavesAlone);
+  return anyChangedSince(items, volume, moment);
+}
+
 }  // namespace
 
 QVErrorPtr QVRamDisk::eject(const QVRamDiskDelegatePtr& delegate) {
   update();
-  bool usedBase = false;
-  QVErrorPtr result = saveContents(delegate, usedBase);
-  if (!result) {
-    inform(delegate, QVRamDiskActionInfo_ejecting, nullptr);
-    result =
-        QVRamDiskDevice::ejectRamDiskDeviceNode(deviceNode(), path(), ownsMountDirectory(*this));
-    if (!result && usedBase) putBaseBack();
-  }
+  QVErrorPtr result = savesContents() ? saveContents(delegate) : nullptr;
+  if (!result) result = ejectDevice(delegate);
   setPath(std::nullopt);
   update();
   if (result) findVolumeAgain();
   return result;
+}
+
+// What a failed eject leaves mounted can be written again.
+QVErrorPtr QVRamDisk::ejectDevice(const QVRamDiskDelegatePtr& delegate) {
+  inform(delegate, QVRamDiskActionInfo_ejecting, nullptr);
+  QVErrorPtr result = savesContents() ? saveLateChanges(delegate) : nullptr;
+  if (!result)
+    result =
+        QVRamDiskDevice::ejectRamDiskDeviceNode(deviceNode(), path(), ownsMountDirectory(*this));
+  if (result && savesContents()) QVRamDiskDevice::setWritable(deviceNode(), path(), true);
+  if (!result && isSavedIntoBase()) putBaseBack();
+  return result;
+}
+
+// From here on nobody writes any more, or, where files are still open for writing, who does is
+// named. Either way what changed since the save is saved too.
+QVErrorPtr QVRamDisk::saveLateChanges(const QVRamDiskDelegatePtr& delegate) {
+  const Text volume = path();
+  if (!volume) return nullptr;
+  const auto saved = saveNote(*volume);
+  const bool heldOff = !QVRamDiskDevice::setWritable(deviceNode(), volume, false);
+  if (!heldOff) warnOfWriters(*volume);
+  if (heldOff && saved && !hasChangedSince(*volume, saved->began)) return nullptr;
+  return saveInto(isSavedIntoBase() ? savedBasePath() : backupDirPath(), delegate,
+                  SaveCare::TrustTimes);
 }
 
 // After an eject that failed the volume may be mounted still, with contents nobody has saved.
@@ -68,6 +118,8 @@ void QVRamDisk::putBaseBack() {
   if (const auto error = services().files->move(*base, mountPoint))
     QVLogError(kClass, "moveItemAtPath==NO mountPoint:{} error:{}", mountPoint,
                QVDescription(*error));
+  else
+    takeIdentity(mountPoint);
 }
 
 void QVRamDisk::performEject(const QVRamDiskDelegatePtr& delegate) {
@@ -81,9 +133,11 @@ void QVRamDisk::performRemount(const QVRamDiskDelegatePtr& delegate) {
   setAction(QVRamDiskActionRemount);
   inform(delegate, QVRamDiskActionInfo_remounting, nullptr);
   Text mounted;
-  const QVErrorPtr error = QVRamDiskDevice::mountDeviceNode(
-      deviceNode(), mountDirectory(), name(), format(), type(), identifier(), mounted);
+  const QVErrorPtr error =
+      QVRamDiskDevice::mountDeviceNode(deviceNode(), mountDirectory(), name(), format(), type(),
+                                       identifier(), mounted, QVVolumeState::Known);
   if (!error) setPath(mounted);
+  if (error && error->reason() == "identifier") setDeviceNode(std::nullopt);
   update();
   setAction(QVRamDiskActionNone);
   inform(delegate, QVRamDiskActionInfo_remounting, error);

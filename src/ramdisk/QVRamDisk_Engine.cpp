@@ -6,6 +6,7 @@
 #include "device/QVRamDiskDevice.h"
 #include "extensions/PathExtension.h"
 #include "platform/Services.h"
+#include "ramdisk/ActionLock.h"
 #include "ramdisk/QVRamDisk.h"
 #include "system/QVFinderTools.h"
 
@@ -72,11 +73,10 @@ void QVRamDisk::performAction(QVRamDiskAction action, const QVRamDiskDelegatePtr
 
 void QVRamDisk::dispatch(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate,
                          bool threaded) {
-  using Operation = void (QVRamDisk::*)(const QVRamDiskDelegatePtr&);
   const auto start = [&](Operation operation, bool onThread) {
-    if (!onThread) return (this->*operation)(delegate);
+    if (!onThread) return runAlone(operation, delegate);
     std::thread([disk = shared_from_this(), operation, delegate] {
-      ((*disk).*operation)(delegate);
+      disk->runAlone(operation, delegate);
     }).detach();
   };
   switch (action) {
@@ -97,6 +97,15 @@ void QVRamDisk::dispatch(QVRamDiskAction action, const QVRamDiskDelegatePtr& del
     default:
       return;
   }
+}
+
+// What another program is doing to the disk is not disturbed; the action ends before it begins.
+void QVRamDisk::runAlone(Operation operation, const QVRamDiskDelegatePtr& delegate) {
+  QVErrorPtr error;
+  const ActionLock lock = ActionLock::take(identifier_, error);
+  if (!error) return (this->*operation)(delegate);
+  setAction(QVRamDiskActionNone);
+  inform(delegate, QVRamDiskActionInfo_none, error);
 }
 
 void QVRamDisk::inform(const QVRamDiskDelegatePtr& delegate, QVRamDiskActionInfo actionInfo,

@@ -5,6 +5,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 
@@ -72,7 +74,7 @@ class SpawnAttributes {
     posix_spawnattr_init(&attributes_);
     posix_spawnattr_setsigmask(&attributes_, &none);
     posix_spawnattr_setsigdefault(&attributes_, &restored);
-    posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    posix_spawnattr_setflags(&attributes_, kFlags);
   }
   ~SpawnAttributes() { posix_spawnattr_destroy(&attributes_); }
   SpawnAttributes(const SpawnAttributes&) = delete;
@@ -81,8 +83,32 @@ class SpawnAttributes {
   const posix_spawnattr_t* get() const { return &attributes_; }
 
  private:
+  static constexpr short kFlags =
+      POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSID;
+
   posix_spawnattr_t attributes_;
 };
+
+// The programs that are waited for now; what a signal handler can reach. One that finds no room is
+// waited for all the same. A program stays here until it is about to be reaped, so that its number
+// is nobody else's.
+std::array<std::atomic<pid_t>, 64> running{};
+static_assert(std::atomic<pid_t>::is_always_lock_free);
+
+void replaceRunning(pid_t from, pid_t to) {
+  for (auto& place : running) {
+    pid_t expected = from;
+    if (place.compare_exchange_strong(expected, to)) return;
+  }
+}
+
+int awaitEnd(pid_t process) {
+  siginfo_t ended{};
+  while (waitid(P_PID, static_cast<id_t>(process), &ended, WEXITED | WNOWAIT) != 0) {
+    if (errno != EINTR) return errno;
+  }
+  return 0;
+}
 
 }  // namespace
 
@@ -102,10 +128,22 @@ int spawnProgram(const SpawnRequest& request, pid_t& process) {
 }
 
 int awaitProgram(pid_t process, std::int64_t& status) {
+  replaceRunning(0, process);
+  const int error = awaitEnd(process);
+  replaceRunning(process, 0);
+  if (error != 0) return error;
   int raw = 0;
   while (waitpid(process, &raw, 0) < 0) {
     if (errno != EINTR) return errno;
   }
   status = WIFSIGNALED(raw) ? WTERMSIG(raw) : WEXITSTATUS(raw);
   return 0;
+}
+
+// Each is the first of its session and so of a group of the same number.
+void endRunningPrograms() {
+  for (const auto& place : running) {
+    const pid_t process = place;
+    if (process > 0) kill(-process, SIGTERM);
+  }
 }

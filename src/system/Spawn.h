@@ -18,7 +18,9 @@ struct SpawnRequest {
   int standardError = -1;
 };
 
-// Starts it with no signal blocked and the default action for those that this program may ignore.
+// Starts it with no signal blocked and the default action for those that this program may ignore,
+// in a session of its own: what is typed on this program's terminal to end it does not reach a disk
+// tool half-way, and a program that wants the terminal is refused it instead of being stopped.
 // 0 with the process in `process`, which the caller must reap, or the errno value of what failed,
 // that of entering the directory and of executing the file included.
 int spawnProgram(const SpawnRequest& request, pid_t& process);
@@ -26,3 +28,7 @@ int spawnProgram(const SpawnRequest& request, pid_t& process);
 // Waits for the end of a child. The status is the exit code, or the number of the signal that
 // killed it. 0, or an errno value.
 int awaitProgram(pid_t process, std::int64_t& status);
+
+// Asks every program that is waited for, and what it started, to end. Disk tools that hold rights
+// of their own take no notice. May be called in a signal handler.
+void endRunningPrograms();

@@ -10,13 +10,12 @@
 
 #include "platform/Services.h"
 #include "system/FunctionLog.h"
+#include "system/copier/ByteCount.h"
+#include "system/copier/ChangeSearch.h"
+#include "system/copier/CopyRun.h"
 #include "system/copier/ItemAttributes.h"
-#include "system/copier/ItemCopier.h"
 
 namespace {
-
-using copier::CopyShared;
-using copier::CopyTally;
 
 constexpr unsigned kMostThreads = 8;  // more only wait for one another
 
@@ -26,28 +25,9 @@ std::string withoutSlashes(const std::string& path) {
   return path.substr(0, last == std::string::npos ? 1 : last + 1);
 }
 
-unsigned threadsFor(const CopyOptions& options) {
-  if (options.threads != 0) return options.threads;
+unsigned threadsFor(unsigned asked) {
+  if (asked != 0) return asked;
   return std::clamp(std::thread::hardware_concurrency(), 1U, kMostThreads);
-}
-
-void copyFolder(const std::string& from, const std::string& to, unsigned threads,
-                CopyShared& shared) {
-  copier::ItemCopier item(shared, threads);
-  const auto root = std::make_shared<copier::Folder>(nullptr, from);
-  if (auto sides = item.begin(root, to))
-    copier::TreeWalk(item, shared.open, threads).run(root, *std::move(sides));
-}
-
-void copyItem(const std::string& from, const std::string& to, unsigned threads, CopyTally& tally) {
-  struct stat facts {};
-  if (fstatat(AT_FDCWD, from.c_str(), &facts, AT_SYMLINK_NOFOLLOW) != 0)
-    return tally.addFailure("lstat", from, errno);
-  copier::OpenFolders open;
-  CopyShared shared{*platform::services().fileCopying, open, tally, {}, geteuid(), getegid()};
-  if (S_ISDIR(facts.st_mode)) return copyFolder(from, to, threads, shared);
-  const auto kind = S_ISREG(facts.st_mode) ? copier::EntryKind::File : copier::EntryKind::Other;
-  copier::EntryCopier(shared).copy({nullptr, AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str()}, kind);
 }
 
 platform::Failure failure(const std::string& path) {
@@ -59,13 +39,37 @@ platform::Failure failure(const std::string& path) {
 
 CopyOutcome copyItemAtPath(const std::string& from, const std::string& to,
                            const CopyOptions& options) {
-  CopyTally tally(options.progress);
-  copyItem(withoutSlashes(from), withoutSlashes(to), threadsFor(options), tally);
-  return tally.finish();
+  return copier::CopyRun(options, threadsFor(options.threads))
+      .copyItem(withoutSlashes(from), withoutSlashes(to));
+}
+
+CopyOutcome copyItems(const std::vector<std::string>& names, const std::string& fromFolder,
+                      const std::string& toFolder, const CopyOptions& options) {
+  return copier::CopyRun(options, threadsFor(options.threads))
+      .copyItems(names, withoutSlashes(fromFolder), withoutSlashes(toFolder));
+}
+
+platform::Result<std::uint64_t> bytesToCopy(const std::vector<std::string>& names,
+                                            const std::string& fromFolder,
+                                            const std::optional<EarlierCopy>& earlier,
+                                            unsigned threads) {
+  return copier::ByteCount::of(names, withoutSlashes(fromFolder), earlier, threadsFor(threads));
+}
+
+bool anyChangedSince(const std::vector<std::string>& names, const std::string& folder,
+                     const timespec& since, unsigned threads) {
+  return copier::ChangeSearch::finds(names, withoutSlashes(folder), since, threadsFor(threads));
+}
+
+platform::Result<timespec> changeTime(const std::string& path) {
+  struct stat facts {};
+  if (fstatat(AT_FDCWD, path.c_str(), &facts, AT_SYMLINK_NOFOLLOW) != 0) return *failure(path);
+  return platform::services().fileCopying->changeTime(facts);
 }
 
 // Narrowed first, so that nobody looks in between the old rights and the new ones.
-platform::Failure copyDirectoryAttributes(const std::string& from, const std::string& to) {
+platform::Failure copyDirectoryAttributes(const std::string& from, const std::string& to,
+                                          const std::string& leftOut) {
   const auto& system = *platform::services().fileCopying;
   const Descriptor source(system.openFolder(AT_FDCWD, withoutSlashes(from).c_str()));
   struct stat facts {};
@@ -73,7 +77,8 @@ platform::Failure copyDirectoryAttributes(const std::string& from, const std::st
   const Descriptor destination(system.openFolder(AT_FDCWD, withoutSlashes(to).c_str()));
   if (!destination || fchmod(destination.get(), facts.st_mode & S_IRWXU) != 0) return failure(to);
   system.dropAccessLists(destination.get());
-  auto error = copier::ItemAttributes(system, facts, false).give(source.get(), destination.get());
+  auto error =
+      copier::ItemAttributes(system, facts, false).give(source.get(), destination.get(), leftOut);
   if (error) error->text = to + ": " + error->text;
   return error;
 }

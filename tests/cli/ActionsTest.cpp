@@ -1,9 +1,13 @@
 // The actions as verbs, on real mounts. The tools are scripts: a device is a file in "devices", its
 // volume a file system in memory that goes with the mount.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <filesystem>
 #include <regex>
@@ -41,6 +45,10 @@ constexpr char kFormatter[] =
     "#!/bin/sh\necho 'Initialized /dev/rdisk1 as a 128 MB HFS Plus volume'\n";
 
 constexpr char kMounter[] = R"(#!/bin/sh
+case $1$3 in
+-urdonly) exec mount -o remount,bind,ro "$5" ;;
+-urw) exec mount -o remount,bind,rw "$5" ;;
+esac
 while [ $# -gt 2 ]; do shift; done
 exec mount -t tmpfs -o size=128m "$1" "$2"
 )";
@@ -151,9 +159,9 @@ TEST_F(Actions, AFailureIsExplainedAndTheOthersGoOn) {
   EXPECT_EQ(
       failed.err,
       "tarnvale: one: Unable to create RamDisk (no memory left); the directory's own contents lie "
-      "in ~~/work/one (Tarnvale Backup Base); creating and ejecting the disk puts them back\n"
+      "in ~~/work/one (Tarnvale Backup Base); 'tarnvale recover one' puts them back\n"
       "tarnvale: two: Unable to create RamDisk (no memory left); the directory's own contents lie "
-      "in ~~/work/two (Tarnvale Backup Base); creating and ejecting the disk puts them back\n");
+      "in ~~/work/two (Tarnvale Backup Base); 'tarnvale recover two' puts them back\n");
   std::filesystem::remove(scratch().path("full"));
   ASSERT_EQ(shell.run({"set", "one", "--size", "256M"}).status, 0);
   EXPECT_EQ(run({"create", "--all"}).status, 0);
@@ -198,17 +206,14 @@ TEST_F(Actions, ADiskUnmountedBySomebodyElseKeepsItsDevice) {
   ASSERT_EQ(run({"create", "one"}).status, 0);
   ASSERT_EQ(umount(path("one").c_str()), 0);
   EXPECT_EQ(statuses(), (Statuses{kCreated, kNotCreated}));
-  const std::string remount = "'tarnvale remount' mounts it with its contents\n";
-  EXPECT_EQ(refusal({"create", "one"}, 1),
-            "tarnvale: one is created already and only not mounted; " + remount);
-  EXPECT_EQ(refusal({"sync", "one"}, 1), "tarnvale: one is not mounted; " + remount);
   EXPECT_EQ(refusal({"eject", "one"}, 4),
             "tarnvale: one is not mounted, so that its contents could not be saved; mount it first "
             "with 'tarnvale remount'\n");
-  EXPECT_EQ(run({"remount", "one"}).out,
-            "one: QVRamDiskActionInfo_remounting\n"
-            "one: mounted at ~~/work/one (134 MB, 0 % used) in T\n");
-  EXPECT_EQ(statuses(), (Statuses{kMounted, kNotCreated}));
+  // The volume went with the mount, and the one that is there now is nobody's.
+  EXPECT_EQ(run({"remount", "one"}).err,
+            "tarnvale: one: Unable to mount disk; the device holds another volume; 'tarnvale "
+            "create one' makes the disk anew\n");
+  EXPECT_EQ(statuses(), (Statuses{kNotCreated, kNotCreated}));
 }
 
 TEST_F(Actions, CleaningAsksFirst) {
@@ -234,6 +239,40 @@ TEST_F(Actions, AnInterruptionWaitsForTheRunningDisk) {
       << outcome.err;
   EXPECT_EQ(statuses(), (Statuses{kMounted, kNotCreated}));
   EXPECT_EQ(std::signal(SIGINT, SIG_DFL), SIG_DFL) << "handlers are put back";
+}
+
+// A shell that was left in a folder of the disk has nothing open there.
+TEST_F(Actions, ADiskInUseIsEjectedOnlyByForce) {
+  addDisks();
+  ASSERT_EQ(run({"create", "--all"}).status, 0);
+  std::array<int, 2> started{};
+  ASSERT_EQ(pipe2(started.data(), O_CLOEXEC), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    if (chdir(path("one").c_str()) == 0) execl("/bin/sleep", "sleep", "1000", nullptr);
+    _exit(1);
+  }
+  close(started[1]);
+  char none = 0;
+  ASSERT_EQ(read(started[0], &none, 1), 0) << "closed as it begins";
+  close(started[0]);
+  const std::string inUse = "tarnvale: one is in use by sleep (" + std::to_string(child) +
+                            "); close what uses it and leave its folders, or go on with --force\n";
+  EXPECT_EQ(refusal({"eject", "one"}, 4), inUse);
+  EXPECT_EQ(refusal({"rebuild", "one"}, 4), inUse);
+  const auto all = run({"--quiet", "eject", "--all"});
+  EXPECT_EQ(all.status, 4);
+  EXPECT_EQ(all.err, inUse);
+  EXPECT_EQ(statuses(), (Statuses{kMounted, kNotCreated}));
+  EXPECT_EQ(run({"sync", "one"}).status, 0) << "what unmounts nothing disturbs nobody";
+
+  shell.doubles.places->tools[platform::Tool::Unmounter] =
+      scratch().executable("tools/unmount", "#!/bin/sh\nexec umount -l \"$2\"\n");
+  EXPECT_EQ(run({"rebuild", "one", "--force"}).status, 0);
+  EXPECT_EQ(run({"eject", "one"}).status, 0) << "it works in a volume that is gone";
+  EXPECT_EQ(readFile(path("one/file")), "of one");
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
 }
 
 TEST_F(Actions, OtherProgramsMayChangeTheRegistryMeanwhile) {

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <plist/plist.h>
+#include <sys/mman.h>
 #include <sys/statvfs.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -112,6 +113,60 @@ TEST_P(Contract, TheVolumeHasItsSizeAndGivesNoRights) {
   EXPECT_GE(full, size * 9 / 10);
   fs::remove(path + "/file");
   EXPECT_EQ(fill(path + "/file"), full);
+}
+
+unsigned long flagsOf(const std::string& path) {
+  struct statvfs info {};
+  EXPECT_EQ(statvfs(path.c_str(), &info), 0);
+  return info.f_flag;
+}
+
+TEST_P(Contract, WritersAreHeldOffAndLetInAgain) {
+  const std::string node = disk();
+  const std::string path = scratch.directory("x");
+  ASSERT_EQ(program("mount", {"-o", "noexec", "-t", "hfs", node, path}).status, 0);
+  const unsigned long before = flagsOf(path);
+  const std::string file = scratch.file("x/file", "kept");
+  ASSERT_EQ(program("mount", {"-u", "-o", "rdonly", node, path}).status, 0);
+  EXPECT_EQ(flagsOf(path), before | ST_RDONLY);
+  EXPECT_EQ(open(file.c_str(), O_WRONLY), -1);
+  EXPECT_EQ(errno, EROFS);
+  EXPECT_EQ(readFile(file), "kept");
+  EXPECT_EQ(program("mount", {"-u", "-o", "rdonly", node, path}).status, 0) << "twice";
+  ASSERT_EQ(program("mount", {"-u", "-o", "rw", node, path}).status, 0);
+  EXPECT_EQ(flagsOf(path), before);
+
+  ASSERT_EQ(program("mount", {"-u", "-o", "rdonly", node, path}).status, 0);
+  ASSERT_EQ(program("umount", {"-f", path}).status, 0);
+  ASSERT_EQ(mount(node, path).status, 0);
+  EXPECT_EQ(flagsOf(path) & ST_RDONLY, 0U) << "the device itself was never read-only";
+  EXPECT_EQ(readFile(file), "kept");
+}
+
+// A mapping outlives its descriptor and is a writer as well.
+TEST_P(Contract, AFileOpenForWritingKeepsTheVolumeWritable) {
+  const std::string node = disk();
+  const std::string path = scratch.directory("x");
+  ASSERT_EQ(mount(node, path).status, 0);
+  const std::string file = scratch.file("x/file", std::string(4096, 'x'));
+  const Words readOnly = {"-u", "-o", "rdonly", node, path};
+  const auto isRefused = [&] {
+    const Outcome outcome = program("mount", readOnly);
+    return outcome.status == 1 &&
+           outcome.err.find(path + " read-only: Resource busy") != std::string::npos;
+  };
+  int descriptor = open(file.c_str(), O_RDWR);
+  void* const mapped = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+  ASSERT_NE(mapped, MAP_FAILED);
+  EXPECT_TRUE(isRefused());
+  close(descriptor);
+  EXPECT_TRUE(isRefused());
+  munmap(mapped, 4096);
+  EXPECT_EQ(flagsOf(path) & ST_RDONLY, 0U);
+
+  descriptor = open(file.c_str(), O_RDONLY);
+  EXPECT_EQ(program("mount", readOnly).status, 0) << "a reader holds nobody up";
+  close(descriptor);
 }
 
 TEST_P(Contract, EraseVolumeMountsInTheMediaDirectoryUnderAFreeName) {

@@ -60,6 +60,32 @@ TEST_F(Disks, AForeignMountOnTopOfOursIsNotUnmounted) {
   EXPECT_EQ(tool("umount", {"-f", path}).status, 0);
 }
 
+TEST_F(Disks, OnlyTheDevicesOwnMountIsChanged) {
+  const std::string node = disk();
+  const std::string other = disk();
+  const std::string path = scratch.directory("real/x");
+  const auto change = [&](const std::string& device, const std::string& where) {
+    return tool("mount", {"-u", "-o", "rdonly", device, where});
+  };
+  EXPECT_TRUE(contains(change(node, path), "no device is mounted"));
+  EXPECT_TRUE(contains(change(node, "/run/tarnvale/disk4"), "no device is mounted"));
+  EXPECT_TRUE(contains(change(node, "/proc"), "not mounted at /proc"));
+  EXPECT_TRUE(contains(change("/dev/disk9", path), "there is no /dev/disk9"));
+  ASSERT_EQ(mount(node, path).status, 0);
+  EXPECT_TRUE(contains(change(other, path), other + " is not mounted at"));
+  EXPECT_TRUE(contains(change(node, scratch.directory("real/x/below")), "no device is mounted"));
+
+  fs::create_symlink(scratch.path("real"), scratch.path("link"));
+  fs::create_symlink(path, scratch.path("to-x"));
+  EXPECT_TRUE(contains(change(node, scratch.path("link/x")), "symbolic link"));
+  EXPECT_TRUE(contains(change(node, scratch.path("to-x")), "no device is mounted"));
+
+  ASSERT_EQ(::mount("foreign", path.c_str(), "tmpfs", 0, nullptr), 0);
+  EXPECT_TRUE(contains(change(node, path), "is not mounted at"));
+  ASSERT_EQ(umount2(path.c_str(), 0), 0);
+  EXPECT_EQ(readFile(scratch.file("real/x/file", "in")), "in") << "it became read-only";
+}
+
 TEST_F(SetUserId, AUserMountsOverOwnDirectoriesOnly) {
   const std::string mine = directoryOf(kUser, "mine");
   const std::string others = directoryOf(kStranger, "others");
@@ -78,6 +104,7 @@ TEST_F(SetUserId, AUserMountsOverOwnDirectoriesOnly) {
 
   EXPECT_EQ(attempt(mine).status, 0);
   EXPECT_EQ(images(kUser).at(0).mountPoint, mine);
+  EXPECT_EQ(program("mount", {"-u", "-o", "rdonly", node, mine}, kUser).status, 0);
 }
 
 TEST_F(SetUserId, TheVolumeBelongsToItsUser) {
@@ -131,6 +158,7 @@ TEST_F(SetUserId, ADeviceIsItsUsersAndRoots) {
   EXPECT_EQ(images(kRoot).size(), 1U);
   const std::string refused = "belongs to another user";
   EXPECT_TRUE(contains(program("umount", {"-f", path}, kStranger), refused));
+  EXPECT_TRUE(contains(program("mount", {"-u", "-o", "rdonly", node, path}, kStranger), refused));
   EXPECT_TRUE(contains(program("mdutil", {"-E", path}, kStranger), refused));
   EXPECT_TRUE(contains(program("newfs_hfs", {"-v", "n", node}, kStranger), refused));
   EXPECT_TRUE(

@@ -124,6 +124,50 @@ TEST_F(CommandLineTest, AForeignVolumeIsLeftAloneAndAnOlderDiskReplaced) {
   EXPECT_EQ(mounts.find("/run/tarnvale/disk"), mounts.rfind("/run/tarnvale/disk")) << "one device";
 }
 
+// The volume was unmounted, and nobody put the directory back: as after an eject that was cut off.
+TEST_F(CommandLineTest, WhatACutOffActionLeftIsPutRight) {
+  scratch.file("home/work/cache/old", "old");
+  done("add '" + folder + "' --size 200M");
+  done("create cache");
+  EXPECT_EQ(done("recover --all"), "cache: nothing to put right\n");
+  scratch.file("home/work/cache/new", "new");
+  ASSERT_EQ(umount2(folder.c_str(), 0), 0);
+
+  const std::string told = done("recover cache --dry-run");
+  EXPECT_TRUE(holds(told, "cache: the device /dev/disk")) << told;
+  EXPECT_TRUE(holds(told, "this was a dry run, nothing was changed\n"));
+  EXPECT_FALSE(fs::exists(folder + "/new"));
+  EXPECT_TRUE(holds(done("recover cache --dry-run --json"), "\"step\": \"finishEject\""));
+  EXPECT_TRUE(holds(done("recover cache"), "saved and ejected\n"));
+  EXPECT_EQ(readFile(folder + "/new"), "new");
+  EXPECT_EQ(done("recover cache"), "cache: nothing to put right\n");
+  EXPECT_TRUE(holds(done("list --json"), "\"status\": \"notCreated\""));
+}
+
+TEST_F(CommandLineTest, AnActionPutsRightWhatAnotherLeft) {
+  scratch.file("home/work/cache/old", "old");
+  done("add '" + folder + "' --size 200M");
+  done("create cache");
+  scratch.file("home/work/cache/new", "new");
+  ASSERT_EQ(umount2(folder.c_str(), 0), 0);
+  EXPECT_EQ(run("eject cache").status, 4) << "a remount is what it waits for";
+  done("remount cache");
+  ASSERT_EQ(umount2(folder.c_str(), 0), 0);
+  EXPECT_TRUE(holds(done("create cache"), "is attached and not mounted"));
+  EXPECT_EQ(readFile(folder + "/new"), "new");
+
+  // A registry of before the creation does not know that the disk is mounted.
+  const std::string file = "home/.local/share/com.tarnvale.Tarnvale/RamDiskEntries";
+  done("eject cache");
+  const std::string unknown = registry();
+  done("create cache");
+  scratch.file(file, unknown);
+  const Ran again = run("create cache");
+  EXPECT_EQ(again.status, 1);
+  EXPECT_TRUE(holds(again.output, "cache is already mounted")) << again.output;
+  done("sync cache");
+}
+
 TEST_F(CommandLineTest, BadInputIsOneLineAndChangesNothing) {
   done("add '" + folder + "' --size 200M");
   scratch.file("home/work/file");
@@ -147,6 +191,9 @@ TEST_F(CommandLineTest, BadInputIsOneLineAndChangesNothing) {
       {"eject cache", 1},
       {"sync cache", 1},
       {"remount cache", 1},
+      {"recover", 2},
+      {"recover cache --all", 2},
+      {"recover nope", 3},
       {"nonsense", 2},
       {"", 2},
       {"list --nonsense", 2},

@@ -1,5 +1,7 @@
+#include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <thread>
@@ -23,6 +25,12 @@ class ActionsTest : public EngineTest {
       disk->setBackupDir(scratch.directory("home/backups"));
     EXPECT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
     return disk;
+  }
+  // Until what is written from now on has another time than what was written before.
+  void letTimePass() {
+    const std::string path = scratch.file("home/clock");
+    const auto before = fs::last_write_time(path);
+    while (fs::last_write_time(path) == before) scratch.file("home/clock");
   }
   std::string backupOf(const QVRamDiskPtr& disk) { return disk->backupDirPath().value_or("none"); }
 };
@@ -139,6 +147,17 @@ TEST_F(ActionsTest, AnUnmountedDeviceKeepsItsContentsForARemount) {
   EXPECT_EQ(Reports(all.end() - 2, all.end()), (Reports{"4/11", "0/11"}));
 }
 
+// After a crash another device has the node that the record remembers.
+TEST_F(ActionsTest, ADeviceThatIsNotTheDisksOwnIsNotRemounted) {
+  const auto disk = mountedDisk(QVRamDiskBackupMode_Base);
+  TearDownDisks();
+  disk->update();
+  disk->setDeviceNode(freshDevice());
+  EXPECT_EQ(reasonOf(perform(QVRamDiskActionRemount, disk)), "identifier");
+  EXPECT_FALSE(isMounted(folder("cache")));
+  EXPECT_EQ(disk->deviceNode(), std::nullopt);
+}
+
 TEST_F(ActionsTest, AForeignVolumeInTheWayOfARemountIsReported) {
   const auto disk = mountedDisk(QVRamDiskBackupMode_None);
   ASSERT_EQ(umount2(folder("cache").c_str(), MNT_DETACH), 0);
@@ -187,11 +206,11 @@ struct EjectRow {
 TEST_F(ActionsTest, AnEjectThatFailsLosesNothing) {
   const auto tool = [](Tool which) { return FaultyPlaces::verb(which); };
   const std::vector<EjectRow> rows = {
-      {"old previous generation", QVRamDiskBackupMode_Base, "remove", 1,
-       "removeItemAtPath:", "backupRamDiskAtPath path:", true, true},
       {"setting the last generation aside", QVRamDiskBackupMode_Base, "move", 1,
        "moveItemAtPath:", "backupRamDiskAtPath path:", true, true},
-      {"making the folder", QVRamDiskBackupMode_Base, "createDirectories", 1,
+      {"marking", QVRamDiskBackupMode_Base, "createDirectories", 3,
+       "createDirectoryAtPath:", "backupRamDiskAtPath path:", true, true},
+      {"making the folder", QVRamDiskBackupMode_Base, "createDirectories", 4,
        "createDirectoryAtPath:", "backupRamDiskAtPath path:", true, true},
       {"listing the volume", QVRamDiskBackupMode_Base, "names", 1,
        "contentsOfDirectoryAtPath:", "backupRamDiskAtPath path:", true, true},
@@ -201,9 +220,15 @@ TEST_F(ActionsTest, AnEjectThatFailsLosesNothing) {
        true, true},
       {"detaching", QVRamDiskBackupMode_Base, tool(Tool::Attacher), 1, "executeCommand==NO", "",
        false, true},
-      {"dropping the previous generation", QVRamDiskBackupMode_AppSupport, "remove", 1, "",
-       "removeItemAtPath==NO backupPathOld:", false, false},
-      {"removing the mount directory", QVRamDiskBackupMode_Base, "remove", 3, "",
+      {"flushing", QVRamDiskBackupMode_Base, "flush", 1, "flush",
+       "backupRamDiskAtPath path:", true, true},
+      {"unmarking", QVRamDiskBackupMode_Base, "remove", 1, "flush",
+       "backupRamDiskAtPath path:", true, true},
+      {"flushing the mark", QVRamDiskBackupMode_AppSupport, "flushNames", 1,
+       "createDirectoryAtPath:", "", true, true},
+      {"flushing the names", QVRamDiskBackupMode_AppSupport, "flushNames", 2, "flush", "", true,
+       true},
+      {"removing the mount directory", QVRamDiskBackupMode_Base, "remove", 2, "",
        "removeItemAtPath==NO mountPoint:", false, false},
       {"putting the base back", QVRamDiskBackupMode_Base, "move", 2, "",
        "moveItemAtPath==NO mountPoint:", false, false},
@@ -216,6 +241,7 @@ TEST_F(ActionsTest, AnEjectThatFailsLosesNothing) {
       scratch.directory("home/work/cache (Tarnvale Backup Base).previous");
     else
       fs::create_directories(backupOf(disk));
+    letTimePass();
     log->clear();
     faults->fail(row.verb, row.nth);
     const auto error = perform(QVRamDiskActionEject, disk);
@@ -242,6 +268,60 @@ TEST_F(ActionsTest, AnEjectThatFailsLosesNothing) {
   }
 }
 
+// What is written between the save and the unmounting is saved too, by whom it may be: one who has
+// the file open still, or one who has closed it in time.
+TEST_F(ActionsTest, LateWritersLoseNothing) {
+  for (const bool holdsOn : {true, false}) {
+    SCOPED_TRACE(holdsOn);
+    const auto disk = mountedDisk(QVRamDiskBackupMode_Base);
+    scratch.file("home/work/cache/deleted late", "");
+    int late = -1;
+    recorder->onReport = [&](QVRamDisk& reporting) {
+      if (reporting.lastActionInfo() != QVRamDiskActionInfo_ejecting || reporting.action() == 0)
+        return;
+      EXPECT_EQ(readFile(savedBase("cache") + "/old"), "old") << "the first save is over";
+      late = open((folder("cache") + "/late").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+      EXPECT_EQ(write(late, "late", 4), 4);
+      if (!holdsOn) close(late);
+      fs::remove(folder("cache") + "/deleted late");
+    };
+    letTimePass();
+    EXPECT_EQ(perform(QVRamDiskActionEject, disk), nullptr);
+    recorder->onReport = nullptr;
+    if (holdsOn) close(late);
+    EXPECT_EQ(log->count("reason:setWritable"), holdsOn ? 1U : 0U);
+    EXPECT_EQ(readFile(folder("cache") + "/late"), "late");
+    EXPECT_FALSE(fs::exists(folder("cache") + "/deleted late"));
+    log->clear();
+    TearDownDisks();
+  }
+}
+
+TEST_F(ActionsTest, AVolumeThatStaysMountedCanBeWrittenAgain) {
+  const auto disk = mountedDisk(QVRamDiskBackupMode_Base);
+  faults->fail(FaultyPlaces::verb(Tool::Unmounter));
+  EXPECT_EQ(reasonOf(perform(QVRamDiskActionEject, disk)), "executeCommand==NO");
+  scratch.file("home/work/cache/more", "more");
+  EXPECT_EQ(readFile(folder("cache") + "/more"), "more");
+}
+
+// Small files take more room on the volume than they measure.
+TEST_F(ActionsTest, ABaseThatDoesNotFitComesBackWhole) {
+  const auto disk = diskOver("cache", QVRamDiskBackupMode_Base);
+  constexpr int kFiles = 36'000;
+  for (int i = 0; i < kFiles; ++i)
+    scratch.file("home/work/cache/" + std::to_string(i % 40) + "/" + std::to_string(i), "tiny");
+  ASSERT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
+  EXPECT_EQ(log->count("entries could not be brought into"), 1U);
+  fs::remove_all(folder("cache") + "/7");  // deleted on purpose, so not taken over
+  ASSERT_EQ(perform(QVRamDiskActionEject, disk), nullptr);
+  int kept = 0;
+  for (int i = 0; i < kFiles; ++i)
+    kept += readFile(folder("cache") + "/" + std::to_string(i % 40) + "/" + std::to_string(i)) ==
+            "tiny";
+  EXPECT_EQ(kept, kFiles - kFiles / 40);
+}
+
 TEST_F(ActionsTest, FilesWrittenUnderTheVolumeAreKeptBesideTheBase) {
   const auto disk = mountedDisk(QVRamDiskBackupMode_Base);
   recorder->onReport = [&](QVRamDisk& reporting) {
@@ -264,7 +344,8 @@ TEST_F(ActionsTest, ARebuildWhoseEjectFailsDoesNotCreate) {
   EXPECT_EQ(reasonOf(perform(QVRamDiskActionRebuild, disk)), "executeCommand==NO");
   EXPECT_EQ(disk->deviceNode(), node);
   EXPECT_EQ(disk->status(), QVRamDiskStatus_mounted);
-  faults->fail(FaultyPlaces::verb(Tool::Mounter));
+  letTimePass();
+  faults->fail(FaultyPlaces::verb(Tool::Mounter), 2);  // the first one holds writers off
   EXPECT_EQ(reasonOf(perform(QVRamDiskActionRebuild, disk)), "mountDeviceNode");
   EXPECT_EQ(log->count("icreateWithDelegate==NO"), 1U);
   const Reports all = recorder->reports();
@@ -315,13 +396,14 @@ class SmallDestination : public ActionsTest {
   }
 };
 
-TEST_F(SmallDestination, ItemsThatCannotBeCopiedKeepThePreviousGeneration) {
-  mountWork("nr_inodes=10");
+TEST_F(SmallDestination, ADestinationThatFillsUpIsNoReasonToEject) {
+  mountWork("nr_inodes=20");
   const auto disk = mountedDisk(QVRamDiskBackupMode_Base);
-  for (int i = 0; i < 10; ++i) scratch.file("home/work/cache/file" + std::to_string(i), "new");
-  EXPECT_EQ(perform(QVRamDiskActionSyncWithBase, disk), nullptr);
+  for (int i = 0; i < 20; ++i) scratch.file("home/work/cache/file" + std::to_string(i), "new");
+  EXPECT_EQ(reasonOf(perform(QVRamDiskActionEject, disk)), "volFree");
   EXPECT_GT(log->count("copyItemAtPath==NO filePath:" + folder("cache")), 1U);
-  EXPECT_EQ(readFile(savedBase("cache") + ".previous/old"), "old");
+  EXPECT_EQ(disk->status(), QVRamDiskStatus_mounted);
+  EXPECT_EQ(readFile(savedBase("cache") + "/old"), "old");
   ASSERT_EQ(mount("tmpfs", work.c_str(), "tmpfs", MS_REMOUNT, "nr_inodes=100"), 0);
   EXPECT_EQ(perform(QVRamDiskActionSyncWithBase, disk), nullptr);
   EXPECT_EQ(readFile(savedBase("cache") + "/file9"), "new");

@@ -92,6 +92,16 @@ class FaultyFiles : public platform::Files {
     return plan_->strikes("replaceContents") ? FaultPlan::error()
                                              : real_->replaceContents(path, bytes);
   }
+  platform::Result<std::shared_ptr<void>> lock(const std::string& path) override {
+    if (plan_->strikes("lock")) return FaultPlan::error();
+    return real_->lock(path);
+  }
+  platform::Failure flush(const std::string& folder) override {
+    return plan_->strikes("flush") ? FaultPlan::error() : real_->flush(folder);
+  }
+  platform::Failure flushNames(const std::string& folder) override {
+    return plan_->strikes("flushNames") ? FaultPlan::error() : real_->flushNames(folder);
+  }
 
  private:
   std::shared_ptr<platform::Files> real_;
@@ -126,6 +136,9 @@ class FaultyVolumes : public platform::Volumes {
   }
   platform::Result<bool> isLocal(const std::string& path) const override {
     return real_->isLocal(path);
+  }
+  platform::VolumeUse use(const std::string& mountPoint) const override {
+    return real_->use(mountPoint);
   }
   std::optional<std::string> volumeIdentifier(std::int32_t number) const override {
     return real_->volumeIdentifier(number);

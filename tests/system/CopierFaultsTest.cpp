@@ -127,8 +127,10 @@ class Interloper : public platform::PosixFileCopying {
     const auto part = static_cast<std::uint64_t>(static_cast<double>(length) * share);
     return part == 0 ? 0 : PosixFileCopying::copyContents(source, target, offset, part);
   }
-  platform::Failure copyAttributes(int source, int target) const override {
-    return attributesFail ? attributesFail : PosixFileCopying::copyAttributes(source, target);
+  platform::Failure copyAttributes(int source, int target,
+                                   std::string_view leftOut) const override {
+    return attributesFail ? attributesFail
+                          : PosixFileCopying::copyAttributes(source, target, leftOut);
   }
 };
 

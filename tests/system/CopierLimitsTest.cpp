@@ -2,7 +2,6 @@
 
 #include <dirent.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -12,6 +11,7 @@
 #include <thread>
 
 #include "system/Descriptor.h"
+#include "tests/support/FewDescriptors.h"
 #include "tests/system/CopierTest.h"
 
 namespace fs = std::filesystem;
@@ -19,20 +19,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr int kFolder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-
-// A descriptor table as small as a program of macOS starts with.
-class FewDescriptors {
- public:
-  FewDescriptors() {
-    getrlimit(RLIMIT_NOFILE, &before_);
-    const rlimit few{256, before_.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &few);
-  }
-  ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
-
- private:
-  rlimit before_{};
-};
 
 class CopierLimitsTest : public CopierTest {
  protected:

@@ -115,7 +115,7 @@ std::vector<std::string> differences(const TreeFacts& a, const TreeFacts& b) {
 std::string accessListFor(unsigned rights) {
   constexpr unsigned kNobody = 0xFFFFFFFFU;
   const unsigned entries[][3] = {{0x01, 7, kNobody},
-                                 {0x02, rights, 7},
+                                 {0x02, rights, getuid()},
                                  {0x04, 5, kNobody},
                                  {0x10, rights, kNobody},
                                  {0x20, 0, kNobody}};

@@ -23,9 +23,14 @@ std::string result(const QVRamDisk&) { return "ejected"; }
 }  // namespace
 
 void eject(CLI::App& app, Invocation& invocation) {
-  action(app, invocation,
-         {"eject", "Save what is to be kept and give the memory back", QVRamDiskActionEject,
-          QVRamDiskStatus_notCreated, refusal, result});
+  ActionVerb verb{"eject",
+                  "Save what is to be kept and give the memory back",
+                  QVRamDiskActionEject,
+                  QVRamDiskStatus_notCreated,
+                  refusal,
+                  result};
+  verb.unmounts = true;
+  action(app, invocation, verb);
 }
 
 }  // namespace cli::verbs

@@ -8,9 +8,14 @@ std::string result(const QVRamDisk& disk) { return "rebuilt, " + mountedText(dis
 }  // namespace
 
 void rebuild(CLI::App& app, Invocation& invocation) {
-  action(app, invocation,
-         {"rebuild", "Eject disks and create them anew with their present settings",
-          QVRamDiskActionRebuild, QVRamDiskStatus_mounted, unlessMounted, result});
+  ActionVerb verb{"rebuild",
+                  "Eject disks and create them anew with their present settings",
+                  QVRamDiskActionRebuild,
+                  QVRamDiskStatus_mounted,
+                  unlessMounted,
+                  result};
+  verb.unmounts = true;
+  action(app, invocation, verb);
 }
 
 }  // namespace cli::verbs

@@ -33,6 +33,7 @@ void rebuild(CLI::App& app, Invocation& invocation);
 void sync(CLI::App& app, Invocation& invocation);
 void backup(CLI::App& app, Invocation& invocation);
 void clean(CLI::App& app, Invocation& invocation);
+void recover(CLI::App& app, Invocation& invocation);
 void menuBar(CLI::App& app, Invocation& invocation);
 
 // Registers an action with its disks and --all.

@@ -8,6 +8,7 @@
 #include "platform/linux/ExtendedAttributes.h"
 #include "platform/linux/RemoteFileSystem.h"
 #include "platform/linux/VolumeIdentifier.h"
+#include "platform/linux/VolumeUse.h"
 #include "platform/posix/PosixError.h"
 
 namespace platform {
@@ -37,7 +38,8 @@ Result<std::vector<Mount>> LinuxVolumes::mounts(std::size_t most) const {
 Result<FileSystemAttributes> LinuxVolumes::attributes(const std::string& path) const {
   struct statvfs info {};
   if (statvfs(path.c_str(), &info) != 0) return lastPosixError(path);
-  return FileSystemAttributes{info.f_blocks * info.f_frsize, info.f_bavail * info.f_frsize};
+  return FileSystemAttributes{info.f_blocks * info.f_frsize, info.f_bavail * info.f_frsize,
+                              (info.f_flag & ST_RDONLY) != 0};
 }
 
 Result<std::uint64_t> LinuxVolumes::fileSystemNumber(const std::string& path) const {
@@ -79,5 +81,7 @@ Result<std::string> LinuxVolumes::attribute(const std::string& path,
 Result<std::vector<std::string>> LinuxVolumes::attributeNames(const std::string& path) const {
   return allAttributeNames(path);
 }
+
+VolumeUse LinuxVolumes::use(const std::string& mountPoint) const { return volumeUse(mountPoint); }
 
 }  // namespace platform

@@ -20,6 +20,8 @@ class LinuxVolumes : public Volumes {
   Result<bool> isLocal(const std::string& path) const override;
   std::optional<std::string> volumeIdentifier(std::int32_t deviceNumber) const override;
 
+  VolumeUse use(const std::string& mountPoint) const override;
+
   // Attributes are kept with the prefix "user.", the only ones that a user may set.
   Failure setAttribute(const std::string& path, const std::string& name,
                        const std::string& value) override;

@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "platform/posix/FileDescriptor.h"
+#include "platform/posix/Flushing.h"
 #include "platform/posix/PosixError.h"
 
 namespace platform {
@@ -41,20 +42,6 @@ Result<std::string> endOfLinks(const std::string& path) {
     end = std::move(*next);
   }
   return posixError(ELOOP, path);
-}
-
-bool flush(int descriptor) {
-#if defined(__APPLE__)
-  // fsync() there leaves the data in the drive's cache.
-  if (fcntl(descriptor, F_FULLFSYNC) == 0) return true;
-#endif
-  return fsync(descriptor) == 0;
-}
-
-// Some file systems keep names safe by themselves and refuse to flush a directory.
-bool flushFolder(const std::string& folder) {
-  const FileDescriptor descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  return descriptor && (flush(descriptor.get()) || errno == EINVAL || errno == ENOTSUP);
 }
 
 // A file beside the one to replace, gone with this object unless it was put in its place.
@@ -130,8 +117,8 @@ Failure replaceWholeFile(const std::string& path, std::string_view bytes) {
   TemporaryFile beside(folderOf(*place));
   if (!beside || !writeAll(beside.get(), bytes)) return lastPosixError(path);
   if (exists && !takeOver(beside.get(), former)) return lastPosixError(path);
-  if (!flush(beside.get()) || !beside.putAt(*place)) return lastPosixError(path);
-  if (!flushFolder(folderOf(*place))) return lastPosixError(path);
+  if (!flushFile(beside.get()) || !beside.putAt(*place)) return lastPosixError(path);
+  if (!flushNamesOf(folderOf(*place))) return lastPosixError(path);
   return std::nullopt;
 }
 

@@ -59,6 +59,14 @@ std::array<timespec, 2> PosixFileCopying::times(const struct stat& facts) const 
 #endif
 }
 
+timespec PosixFileCopying::changeTime(const struct stat& facts) const {
+#if defined(__APPLE__)
+  return facts.st_ctimespec;
+#else
+  return facts.st_ctim;
+#endif
+}
+
 bool PosixFileCopying::makePipe(int directory, const char* name) const {
   return makePipeAt(directory, name) == 0;
 }

@@ -1,6 +1,7 @@
 #include "platform/posix/PosixFiles.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include "platform/posix/ExclusiveMove.h"
 #include "platform/posix/FileContents.h"
 #include "platform/posix/FileDescriptor.h"
+#include "platform/posix/Flushing.h"
 #include "platform/posix/PosixError.h"
 #include "platform/posix/TreeRemoval.h"
 
@@ -97,6 +99,20 @@ Result<std::string> PosixFiles::contents(const std::string& path) const {
 
 Failure PosixFiles::replaceContents(const std::string& path, std::string_view bytes) {
   return replaceWholeFile(path, bytes);
+}
+
+Result<std::shared_ptr<void>> PosixFiles::lock(const std::string& path) {
+  constexpr int kMake = O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC;
+  auto file = std::make_shared<FileDescriptor>(open(path.c_str(), kMake, S_IRUSR | S_IWUSR));
+  if (!*file || flock(file->get(), LOCK_EX | LOCK_NB) != 0) return lastPosixError(path);
+  return std::shared_ptr<void>(std::move(file));
+}
+
+Failure PosixFiles::flush(const std::string& folder) { return flushFileSystem(folder); }
+
+Failure PosixFiles::flushNames(const std::string& folder) {
+  if (flushNamesOf(folder)) return std::nullopt;
+  return lastPosixError(folder);
 }
 
 }  // namespace platform

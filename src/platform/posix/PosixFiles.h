@@ -17,6 +17,9 @@ class PosixFiles : public Files {
   Failure createDirectories(const std::string& path) override;
   Result<std::string> contents(const std::string& path) const override;
   Failure replaceContents(const std::string& path, std::string_view bytes) override;
+  Result<std::shared_ptr<void>> lock(const std::string& path) override;
+  Failure flush(const std::string& folder) override;
+  Failure flushNames(const std::string& folder) override;
 };
 
 }  // namespace platform

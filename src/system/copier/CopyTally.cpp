@@ -1,5 +1,8 @@
 #include "system/copier/CopyTally.h"
 
+#include <cerrno>
+#include <utility>
+
 #include "core/QVLog.h"
 #include "system/FunctionLog.h"
 
@@ -11,8 +14,12 @@ constexpr std::chrono::milliseconds kBetweenReports{50};
 
 }  // namespace
 
-CopyTally::CopyTally(const std::function<void(const CopyProgress&)>& progress)
-    : progress_(progress), nextReport_(Clock::now() + kBetweenReports) {}
+CopyTally::CopyTally(const std::function<void(const CopyProgress&)>& progress, std::string root,
+                     std::string item)
+    : progress_(progress),
+      root_(std::move(root)),
+      item_(std::move(item)),
+      nextReport_(Clock::now() + kBetweenReports) {}
 
 void CopyTally::addBytes(std::uint64_t count) {
   bytes_ += count;
@@ -24,25 +31,39 @@ void CopyTally::addEntry() {
   report();
 }
 
-void CopyTally::addFailure(std::string_view verb, const std::string& path, int code) {
+void CopyTally::addTakenOver(bool sameInode) {
+  ++takenOver_;
+  if (sameInode) ++sharedInodes_;
+}
+
+void CopyTally::addFailure(std::string_view verb, const std::string& entry, int code) {
+  const std::string path = pathOf(entry);
   QVLogError(kClass, "{}==-1 path:{} errno:{} ({})", verb, path, code, errnoText(code));
-  countFailure({"POSIX", code, path + ": " + errnoText(code)});
+  if (code == ENOSPC || code == EDQUOT) full_ = true;
+  countFailure(entry, {"POSIX", code, path + ": " + errnoText(code)}, true);
 }
 
-void CopyTally::addFailure(const std::string& path, const platform::SystemError& error) {
+void CopyTally::addFailure(const std::string& entry, const platform::SystemError& error) {
+  const std::string path = pathOf(entry);
   QVLogError(kClass, "copyAttributes==NO path:{} error:{}", path, error.text);
-  countFailure({error.domain, error.code, path + ": " + error.text});
+  countFailure(entry, {error.domain, error.code, path + ": " + error.text}, false);
 }
 
-void CopyTally::addSkipped(std::string_view what, const std::string& path) {
-  QVLogWarning(kClass, "{} passed over, path:{}", what, path);
+void CopyTally::addSkipped(std::string_view what, const std::string& entry) {
+  QVLogWarning(kClass, "{} passed over, path:{}", what, pathOf(entry));
   ++skipped_;
 }
 
-void CopyTally::countFailure(const platform::SystemError& error) {
+std::string CopyTally::pathOf(const std::string& entry) const {
+  return entry.empty() ? root_ : root_ + (root_.ends_with('/') ? "" : "/") + entry;
+}
+
+void CopyTally::countFailure(const std::string& entry, const platform::SystemError& error,
+                             bool missing) {
   ++failed_;
+  const bool inItem = !item_.empty() && !entry.empty();
   const std::lock_guard lock(mutex_);
-  if (!firstError_) firstError_ = error;
+  failures_.add(inItem ? item_ + "/" + entry : item_ + entry, error, missing);
 }
 
 CopyProgress CopyTally::progressSoFar() const { return {bytes_, entries_}; }
@@ -60,7 +81,15 @@ void CopyTally::report() {
 
 CopyOutcome CopyTally::finish() {
   if (progress_) progress_(progressSoFar());
-  return {progressSoFar(), failed_, skipped_, firstError_};
+  CopyOutcome outcome;
+  outcome.copied = progressSoFar();
+  outcome.failedEntries = failed_;
+  outcome.skippedEntries = skipped_;
+  outcome.takenOver = takenOver_;
+  outcome.sharedInodes = sharedInodes_;
+  outcome.destinationFull = full_;
+  failures_.tell(outcome);
+  return outcome;
 }
 
 }  // namespace copier

@@ -17,32 +17,49 @@ namespace {
 
 constexpr int kMakeFile = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
 constexpr mode_t kPrivate = S_IRUSR | S_IWUSR;  // until it is complete
-constexpr std::size_t kToSide = 1;
 
 }  // namespace
 
 EntryCopier::EntryCopier(CopyShared& shared)
-    : shared_(shared), contents_(shared.system, shared.tally) {}
+    : shared_(shared), contents_(shared.system, shared.tally), takeOver_(shared) {}
 
 void EntryCopier::copy(const EntryPlace& place, EntryKind kind) {
+  unread_ = false;
   kind == EntryKind::File ? copyFile(place) : copyOther(place);
+  if (unread_ && place.earlier.folder >= 0) copyFromEarlier(place);
+}
+
+void EntryCopier::copyFromEarlier(const EntryPlace& place) {
+  struct stat facts {};
+  const auto& [folder, name] = place.earlier;
+  if (fstatat(folder, name, &facts, AT_SYMLINK_NOFOLLOW) != 0 || S_ISDIR(facts.st_mode)) return;
+  copy({place.folder, Origin::Unread, place.earlier, place.to, {-1, nullptr}},
+       S_ISREG(facts.st_mode) ? EntryKind::File : EntryKind::Other);
 }
 
 void EntryCopier::copyFile(const EntryPlace& place) {
-  const Descriptor from(shared_.system.openFile(place.fromFolder, place.fromName));
+  if (takeOver_.take(place)) return;
+  const Descriptor from(shared_.system.openFile(place.from.folder, place.from.name));
   if (!from && (errno == ELOOP || errno == ENXIO)) return copyOther(place);
   struct stat facts {};
-  if (!from || fstat(from.get(), &facts) != 0) return failOrGone(place, "openat");
-  if (!S_ISREG(facts.st_mode)) return copyOther(place, facts);
-  copyOnce(place, facts, [&] { return makeFile(place, from.get(), facts); });
+  if (!from || fstat(from.get(), &facts) != 0) {
+    failToRead(place, "openat");
+  } else if (!S_ISREG(facts.st_mode)) {
+    copyOther(place, facts);
+  } else {
+    copyOnce(place, facts, [&] {
+      return (facts.st_nlink > 1 && takeOver_.share(place, facts)) ||
+             makeFile(place, from.get(), facts);
+    });
+  }
 }
 
 void EntryCopier::copyOther(const EntryPlace& place) {
   struct stat facts {};
-  if (fstatat(place.fromFolder, place.fromName, &facts, AT_SYMLINK_NOFOLLOW) == 0)
+  if (fstatat(place.from.folder, place.from.name, &facts, AT_SYMLINK_NOFOLLOW) == 0)
     copyOther(place, facts);
   else
-    failOrGone(place, "fstatat");
+    failToRead(place, "fstatat");
 }
 
 void EntryCopier::copyOther(const EntryPlace& place, const struct stat& facts) {
@@ -52,12 +69,13 @@ void EntryCopier::copyOther(const EntryPlace& place, const struct stat& facts) {
     case S_IFIFO:
       return copyOnce(place, facts, [&] { return makePipe(place, facts); });
     case S_IFSOCK:
-      return shared_.tally.addSkipped("socket", place.path());
+      return shared_.tally.addSkipped("socket", place.entry());
     case S_IFCHR:
     case S_IFBLK:
-      return shared_.tally.addSkipped("device", place.path());
+      return shared_.tally.addSkipped("device", place.entry());
     default:  // became a file or a folder after it was listed as something else
-      return shared_.tally.addFailure("open", place.path(), ESTALE);
+      errno = ESTALE;
+      failToRead(place, "open");
   }
 }
 
@@ -69,81 +87,91 @@ void EntryCopier::copyOnce(const EntryPlace& place, const struct stat& facts, Ma
     return;
   }
   auto turn = shared_.links.turn(facts.st_dev, facts.st_ino);
-  if (const auto made = turn.made(); made && linkTo(*made, place)) return;
-  if (make()) turn.remember(place.folder, place.toName);
+  if (const auto made = turn.made(); made && linkTo(*made, place, S_ISREG(facts.st_mode))) return;
+  if (make()) turn.remember(place.folder, place.to.name);
 }
 
 // false when it has to be made again: the file system counts no more links, or the folder was
 // given the mode of one that may not be opened.
-bool EntryCopier::linkTo(const LinkTable::Made& made, const EntryPlace& place) {
+bool EntryCopier::linkTo(const LinkTable::Made& made, const EntryPlace& place, bool isFile) {
   const auto sides = shared_.open.acquire(made.folder);
-  const bool linked = sides && linkat((*sides)[kToSide].get(), made.name.c_str(), place.toFolder,
-                                      place.toName, 0) == 0;
-  if (linked)
-    shared_.tally.addEntry();
-  else
-    QVLogWarning("TreeCopier", "linkat==-1, copied anew, path:{} errno:{}", place.path(), errno);
-  return linked;
+  const bool linked = sides && linkat((*sides)[kTo].get(), made.name.c_str(), place.to.folder,
+                                      place.to.name, 0) == 0;
+  if (!linked) {
+    QVLogWarning("TreeCopier", "linkat==-1, copied anew, path:{} errno:{}",
+                 shared_.tally.pathOf(place.entry()), errno);
+    return false;
+  }
+  shared_.tally.addEntry();
+  if (isFile && place.origin != Origin::Original) shared_.tally.addTakenOver(false);
+  return true;
 }
 
 bool EntryCopier::makeFile(const EntryPlace& place, int from, const struct stat& facts) {
-  Descriptor to(openat(place.toFolder, place.toName, kMakeFile, kPrivate));
+  Descriptor to(openat(place.to.folder, place.to.name, kMakeFile, kPrivate));
   if (!to) return fail(place, "open");
   if (fillFile(place, from, std::move(to), facts)) return true;
   shared_.tally.takeBackBytes(contents_.copiedBytes());
-  unlinkat(place.toFolder, place.toName, 0);
+  unlinkat(place.to.folder, place.to.name, 0);
   return false;
 }
 
 bool EntryCopier::fillFile(const EntryPlace& place, int from, Descriptor to,
                            const struct stat& facts) {
-  if (!place.folder) shared_.system.dropAccessLists(to.get());
-  if (!contents_.copy(from, to.get(), facts)) return fail(place, "write");
-  const ItemAttributes attributes(shared_.system, facts, isOwned(place, facts));
+  if (place.getsListsFromAbove()) shared_.system.dropAccessLists(to.get());
+  if (!contents_.copy(from, to.get(), facts))
+    return contents_.readFailed() ? failToRead(place, "read") : fail(place, "write");
+  const ItemAttributes attributes(shared_.system, facts, shared_.isOwned(place, facts));
   const auto failure = attributes.give(from, to.get());
   if (close(to.release()) != 0) return fail(place, "close");
+  if (place.origin != Origin::Original) shared_.tally.addTakenOver(false);
   return complete(place, failure);
 }
 
 bool EntryCopier::makeLink(const EntryPlace& place, const struct stat& facts) {
   std::array<char, PATH_MAX + 1> target{};
   const ssize_t size =
-      readlinkat(place.fromFolder, place.fromName, target.data(), target.size() - 1);
-  if (size < 0) return fail(place, "readlinkat");
-  if (symlinkat(target.data(), place.toFolder, place.toName) != 0) return fail(place, "symlinkat");
-  return complete(place, ItemAttributes(shared_.system, facts, isOwned(place, facts))
-                             .give(place.fromFolder, place.fromName, place.toFolder, place.toName));
+      readlinkat(place.from.folder, place.from.name, target.data(), target.size() - 1);
+  if (size < 0) return failToRead(place, "readlinkat");
+  if (symlinkat(target.data(), place.to.folder, place.to.name) != 0)
+    return fail(place, "symlinkat");
+  return complete(place,
+                  ItemAttributes(shared_.system, facts, shared_.isOwned(place, facts))
+                      .give(place.from.folder, place.from.name, place.to.folder, place.to.name));
 }
 
 bool EntryCopier::makePipe(const EntryPlace& place, const struct stat& facts) {
-  if (!shared_.system.makePipe(place.toFolder, place.toName)) return fail(place, "mkfifo");
-  return complete(place, ItemAttributes(shared_.system, facts, isOwned(place, facts))
-                             .give(place.fromFolder, place.fromName, place.toFolder, place.toName));
+  if (!shared_.system.makePipe(place.to.folder, place.to.name)) return fail(place, "mkfifo");
+  if (place.getsListsFromAbove()) {
+    const Descriptor made(shared_.system.openFile(place.to.folder, place.to.name));
+    if (made) shared_.system.dropAccessLists(made.get());
+  }
+  return complete(place,
+                  ItemAttributes(shared_.system, facts, shared_.isOwned(place, facts))
+                      .give(place.from.folder, place.from.name, place.to.folder, place.to.name));
 }
 
 // The copy stands; what it could not be given counts as the entry's failure.
 bool EntryCopier::complete(const EntryPlace& place, const platform::Failure& failure) {
   shared_.tally.addEntry();
-  if (failure) shared_.tally.addFailure(place.path(), *failure);
+  if (failure) shared_.tally.addFailure(place.entry(), *failure);
   return true;
 }
 
 bool EntryCopier::fail(const EntryPlace& place, const char* verb) {
   const int code = errno;
-  shared_.tally.addFailure(verb, place.path(), code);
+  shared_.tally.addFailure(verb, place.entry(), code);
   return false;
 }
 
 // What went away after it was listed need not be copied. The item that was asked for must be there.
-void EntryCopier::failOrGone(const EntryPlace& place, const char* verb) {
-  if (errno == ENOENT && place.folder)
-    QVLogInfo("TreeCopier", "gone meanwhile, path:{}", place.path());
-  else
-    fail(place, verb);
-}
-
-bool EntryCopier::isOwned(const EntryPlace& place, const struct stat& facts) const {
-  return place.folder && place.folder->ownsWhatIsMade && shared_.makesOwnerOf(facts);
+bool EntryCopier::failToRead(const EntryPlace& place, const char* verb) {
+  if (errno == ENOENT && place.folder) {
+    QVLogInfo("TreeCopier", "gone meanwhile, path:{}", shared_.tally.pathOf(place.entry()));
+    return false;
+  }
+  unread_ = true;
+  return fail(place, verb);
 }
 
 }  // namespace copier

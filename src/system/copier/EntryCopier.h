@@ -2,45 +2,14 @@
 
 #include <sys/stat.h>
 
-#include <string>
-
-#include "platform/FileCopying.h"
-#include "system/copier/CopyTally.h"
+#include "system/copier/EntryPlace.h"
 #include "system/copier/FileContents.h"
-#include "system/copier/Folder.h"
-#include "system/copier/LinkTable.h"
-#include "system/copier/OpenFolders.h"
+#include "system/copier/TakeOver.h"
 
 namespace copier {
 
-// Where an entry comes from and where its copy goes.
-struct EntryPlace {
-  const FolderPtr& folder;  // null for an item that is copied by itself
-  int fromFolder;
-  const char* fromName;
-  int toFolder;
-  const char* toName;
-
-  std::string path() const { return folder ? folder->path(fromName) : std::string(fromName); }
-};
-
-// What the threads of one copy share.
-struct CopyShared {
-  const platform::FileCopying& system;
-  OpenFolders& open;
-  CopyTally& tally;
-  LinkTable links{};
-
-  // The ids of what this process makes.
-  uid_t user;
-  gid_t group;
-
-  bool makesOwnerOf(const struct stat& facts) const {
-    return facts.st_uid == user && facts.st_gid == group;
-  }
-};
-
-// Copies entries that are no folders, for one thread. Failures go to the tally.
+// Copies entries that are no folders, for one thread. Failures go to the tally. What cannot
+// be read is copied from the earlier copy and is a failure all the same.
 class EntryCopier {
  public:
   explicit EntryCopier(CopyShared& shared);
@@ -48,9 +17,10 @@ class EntryCopier {
   void copy(const EntryPlace& place, EntryKind kind);
 
  private:
+  void copyFromEarlier(const EntryPlace& place);
   template <class Make>
   void copyOnce(const EntryPlace& place, const struct stat& facts, Make make);
-  bool linkTo(const LinkTable::Made& made, const EntryPlace& place);
+  bool linkTo(const LinkTable::Made& made, const EntryPlace& place, bool isFile);
 
   void copyFile(const EntryPlace& place);
   void copyOther(const EntryPlace& place);
@@ -62,11 +32,12 @@ class EntryCopier {
 
   bool complete(const EntryPlace& place, const platform::Failure& failure);
   bool fail(const EntryPlace& place, const char* verb);
-  void failOrGone(const EntryPlace& place, const char* verb);
-  bool isOwned(const EntryPlace& place, const struct stat& facts) const;
+  bool failToRead(const EntryPlace& place, const char* verb);
 
   CopyShared& shared_;
   FileContents contents_;
+  TakeOver takeOver_;
+  bool unread_ = false;  // the entry at hand could not be read
 };
 
 }  // namespace copier

@@ -27,6 +27,7 @@ bool FileContents::copy(int from, int to, const struct stat& facts) {
   from_ = from;
   to_ = to;
   copied_ = 0;
+  readFailed_ = false;
   return hasHoles(facts) ? copyWithHoles(facts.st_size) : copyRange(0, facts.st_size);
 }
 
@@ -66,6 +67,7 @@ bool FileContents::copyThroughBuffer(off_t at, off_t end) {
     const auto wanted = std::min(kBuffer, static_cast<std::size_t>(end - at));
     const ssize_t got = pread(from_, buffer_.get(), wanted, at);
     if (got < 0 && errno == EINTR) continue;
+    readFailed_ = got < 0;
     if (got <= 0) return got == 0;
     if (!write(at, {buffer_.get(), static_cast<std::size_t>(got)})) return false;
     count(static_cast<std::uint64_t>(got));

@@ -21,6 +21,9 @@ class FileContents {
   // holes. A file that became shorter since ends where it ends now. false with errno set.
   bool copy(int from, int to, const struct stat& facts);
 
+  // Whether it was the reading that failed in the last copy().
+  bool readFailed() const { return readFailed_; }
+
   // How much the last copy() brought over, whether it failed or not.
   std::uint64_t copiedBytes() const { return copied_; }
 
@@ -38,6 +41,7 @@ class FileContents {
   int from_ = -1;
   int to_ = -1;
   std::uint64_t copied_ = 0;
+  bool readFailed_ = false;
 };
 
 }  // namespace copier

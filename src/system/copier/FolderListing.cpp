@@ -40,8 +40,7 @@ EntryKind FolderListing::kindOf(const dirent& entry) const {
   if (entry.d_type != DT_UNKNOWN) return EntryKind::Other;
   struct stat facts {};
   if (fstatat(folder_, entry.d_name, &facts, AT_SYMLINK_NOFOLLOW) != 0) return EntryKind::Other;
-  if (S_ISDIR(facts.st_mode)) return EntryKind::Folder;
-  return S_ISREG(facts.st_mode) ? EntryKind::File : EntryKind::Other;
+  return copier::kindOf(facts);
 }
 
 }  // namespace copier

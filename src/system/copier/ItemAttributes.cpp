@@ -28,9 +28,9 @@ void giveOwner(const struct stat& facts, ChangeOwner change) {
 
 }  // namespace
 
-platform::Failure ItemAttributes::give(int from, int to) const {
+platform::Failure ItemAttributes::give(int from, int to, std::string_view leftOut) const {
   if (!owned_) giveOwner(facts_, [to](uid_t user, gid_t group) { return fchown(to, user, group); });
-  auto failure = system_.copyAttributes(from, to);
+  auto failure = system_.copyAttributes(from, to, leftOut);
   if (fchmod(to, modeFor(to)) != 0) note(failure, "fchmod");
   const auto times = system_.times(facts_);
   if (futimens(to, times.data()) != 0) note(failure, "futimens");

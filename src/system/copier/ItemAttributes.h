@@ -2,6 +2,8 @@
 
 #include <sys/stat.h>
 
+#include <string_view>
+
 #include "platform/FileCopying.h"
 
 namespace copier {
@@ -16,7 +18,8 @@ class ItemAttributes {
   ItemAttributes(const platform::FileCopying& system, const struct stat& facts, bool owned)
       : system_(system), facts_(facts), owned_(owned) {}
 
-  platform::Failure give(int from, int to) const;
+  // Extended attributes whose names begin with `leftOut` are not given.
+  platform::Failure give(int from, int to, std::string_view leftOut = {}) const;
 
   // For links and pipes, which are not opened.
   platform::Failure give(int fromFolder, const char* fromName, int toFolder,

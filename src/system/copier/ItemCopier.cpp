@@ -8,39 +8,47 @@
 #include <utility>
 
 #include "core/QVLog.h"
+#include "system/FunctionLog.h"
 #include "system/copier/ItemAttributes.h"
 
 namespace copier {
 namespace {
 
-constexpr std::size_t kFrom = 0;
-constexpr std::size_t kTo = 1;
 constexpr int kOpenFolder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 }  // namespace
 
-std::optional<Sides> ItemCopier::begin(const FolderPtr& root, const std::string& to) {
-  Sides sides;
-  sides[kFrom] = openOriginal(*root, AT_FDCWD);
-  if (!sides[kFrom]) return std::nullopt;
-  mount_ = shared_.system.mountNumber(sides[kFrom].get());
-  device_ = FolderIdentity::of(sides[kFrom].get()).device;
-  sides[kTo] = makeCopy(*root, AT_FDCWD, to.c_str());
-  if (!sides[kTo]) return std::nullopt;
-  shared_.system.dropAccessLists(sides[kTo].get());
-  copy_ = FolderIdentity::of(sides[kTo].get());
-  return sides;
+std::optional<Sides> ItemCopier::beginItem(const FolderPtr& root, SourceFolders::Opened opened,
+                                           const std::string& to) {
+  if (opened.error != 0) failed(*root, "openat", opened.error);
+  if (!opened.canBeWalked(*root)) return std::nullopt;
+  opened.sides[kTo] = makeCopy(*root, AT_FDCWD, to.c_str());
+  if (!opened.sides[kTo]) return std::nullopt;
+  shared_.system.dropAccessLists(opened.sides[kTo].get());
+  copy_ = root->identities[kTo];
+  return std::move(opened.sides);
+}
+
+Sides ItemCopier::beginItems(const FolderPtr& root, SourceFolders::Opened opened, Descriptor to) {
+  rootIsKept_ = true;
+  root->handsListsDown = shared_.system.handsListsDown(to.get());
+  copy_ = FolderIdentity::of(to.get());
+  opened.sides[kTo] = std::move(to);
+  return std::move(opened.sides);
 }
 
 std::optional<Sides> ItemCopier::enter(const FolderPtr& folder, const Sides& above) {
-  Sides sides;
-  sides[kFrom] = openOriginal(*folder, above[kFrom].get());
-  if (!sides[kFrom]) return std::nullopt;
-  sides[kTo] = makeCopy(*folder, above[kTo].get(), folder->name.c_str());
-  if (!sides[kTo]) return std::nullopt;
-  if (isOnSameMount(sides[kFrom].get())) return sides;
-  QVLogWarning("TreeCopier", "mount point not entered, path:{}", folder->path());
-  leave(folder, sides);
+  auto opened = sources_.open(*folder, above);
+  if (isItsOwnCopy(*folder)) return failed(*folder, "openat", EINVAL), std::nullopt;
+  if (opened.error != 0 && opened.error != ENOENT) failed(*folder, "openat", opened.error);
+  if (!opened.canBeWalked(*folder)) return std::nullopt;
+  opened.sides[kTo] = makeCopy(*folder, above[kTo].get(), folder->name.c_str());
+  if (!opened.sides[kTo]) return std::nullopt;
+  if (folder->parent->handsListsDown) shared_.system.dropAccessLists(opened.sides[kTo].get());
+  if (!opened.otherMount) return std::move(opened.sides);
+  QVLogWarning("TreeCopier", "mount point not entered, path:{}",
+               shared_.tally.pathOf(folder->relativePath()));
+  leave(folder, opened.sides);
   return std::nullopt;
 }
 
@@ -48,35 +56,37 @@ void ItemCopier::visit(const FolderPtr& folder, const Sides& sides, const NameLi
                        unsigned worker) {
   auto& copier = workers_[worker];
   if (!copier) copier = std::make_unique<EntryCopier>(shared_);
-  copier->copy({folder, sides[kFrom].get(), entry.name, sides[kTo].get(), entry.name}, entry.kind);
+  const int earlier = folder->listed == kEarlier ? -1 : sides[kEarlier].get();
+  copier->copy({folder,
+                folder->origin,
+                {sides[folder->listed].get(), entry.name},
+                {sides[kTo].get(), entry.name},
+                {earlier, entry.name}},
+               entry.kind);
 }
 
+NameList ItemCopier::more(const FolderPtr& folder, const Sides& sides) {
+  return sources_.lacking(*folder, sides);
+}
+
+// From the original, although what it lacks came from elsewhere.
 void ItemCopier::leave(const FolderPtr& folder, const Sides& sides) {
+  if (rootIsKept_ && !folder->parent) return;
+  const int from = (sides[kFrom] ? sides[kFrom] : sides[kEarlier]).get();
   struct stat facts {};
-  if (fstat(sides[kFrom].get(), &facts) != 0) return fail(*folder, "fstat");
+  if (fstat(from, &facts) != 0) return notLeft(*folder, errno);
   const bool owned = folder->ownsWhatIsMade && shared_.makesOwnerOf(facts);
   const ItemAttributes attributes(shared_.system, facts, owned);
-  if (const auto failure = attributes.give(sides[kFrom].get(), sides[kTo].get()))
-    shared_.tally.addFailure(folder->path(), *failure);
+  if (const auto failure = attributes.give(from, sides[kTo].get()))
+    shared_.tally.addFailure(folder->relativePath(), *failure);
 }
 
 void ItemCopier::failed(const Folder& folder, const char* verb, int code) {
-  shared_.tally.addFailure(verb, folder.path(), code);
+  shared_.tally.addFailure(verb, folder.relativePath(), code);
 }
 
-// What went away after it was listed is no failure, and neither is it a folder to be made.
-Descriptor ItemCopier::openOriginal(const Folder& folder, int above) {
-  Descriptor opened(shared_.system.openFolder(above, folder.name.c_str()));
-  if (!opened) {
-    if (errno != ENOENT || !folder.parent) fail(folder, "openat");
-    return {};
-  }
-  if (folder.parent && FolderIdentity::of(opened.get()) == copy_) {
-    errno = EINVAL;  // a folder is being copied into itself
-    fail(folder, "openat");
-    return {};
-  }
-  return opened;
+void ItemCopier::notLeft(const Folder& folder, int code) {
+  shared_.tally.addFailure(folder.relativePath(), {"POSIX", code, errnoText(code)});
 }
 
 Descriptor ItemCopier::makeCopy(Folder& folder, int above, const char* name) {
@@ -91,19 +101,16 @@ Descriptor ItemCopier::makeCopy(Folder& folder, int above, const char* name) {
     unlinkat(above, name, AT_REMOVEDIR);
     return {};
   }
+  folder.identities[kTo] = FolderIdentity::of(facts);
   folder.ownsWhatIsMade = shared_.makesOwnerOf(facts);
   shared_.tally.addEntry();
   return made;
 }
 
-bool ItemCopier::isOnSameMount(int original) const {
-  return FolderIdentity::of(original).device == device_ &&
-         shared_.system.mountNumber(original) == mount_;
+bool ItemCopier::isItsOwnCopy(const Folder& folder) const {
+  return copy_.inode != 0 && folder.identities[kFrom] == copy_;
 }
 
-void ItemCopier::fail(const Folder& folder, const char* verb) {
-  const int code = errno;
-  shared_.tally.addFailure(verb, folder.path(), code);
-}
+void ItemCopier::fail(const Folder& folder, const char* verb) { failed(folder, verb, errno); }
 
 }  // namespace copier

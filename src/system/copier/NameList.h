@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -9,6 +11,11 @@
 namespace copier {
 
 enum class EntryKind : char { Folder = 'd', File = 'f', Other = 'o' };
+
+inline EntryKind kindOf(const struct stat& facts) {
+  if (S_ISDIR(facts.st_mode)) return EntryKind::Folder;
+  return S_ISREG(facts.st_mode) ? EntryKind::File : EntryKind::Other;
+}
 
 // Names of a folder's entries in the order they were added, packed so that a million of them take
 // little more than their letters. What was taken is freed along the way.

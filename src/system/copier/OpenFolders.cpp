@@ -33,7 +33,8 @@ std::optional<Sides> openSides(const Folder& folder, const Sides& from, const ch
 
 SidesPtr OpenFolders::add(const FolderPtr& folder, Sides sides) {
   for (std::size_t i = 0; i < kMostSides; ++i)
-    if (sides[i]) folder->identities[i] = FolderIdentity::of(sides[i].get());
+    if (sides[i] && folder->identities[i].inode == 0)
+      folder->identities[i] = FolderIdentity::of(sides[i].get());
   return keep(folder, std::move(sides));
 }
 
@@ -87,7 +88,7 @@ SidesPtr OpenFolders::find(const FolderPtr& folder) {
 }
 
 SidesPtr OpenFolders::keep(const FolderPtr& folder, Sides sides) {
-  const auto opened = std::make_shared<const Sides>(std::move(sides));
+  auto opened = std::make_shared<const Sides>(std::move(sides));
   SidesPtr closed;
   const std::lock_guard lock(mutex_);
   if (folder->parent && !folder->sides) {

@@ -12,7 +12,7 @@ namespace copier {
 // opened anew when they are asked for, however deep they lie. The root stays open. Any thread.
 class OpenFolders {
  public:
-  // A folder that was just opened; notes its identities.
+  // A folder that was just opened; notes the identities that it does not have yet.
   SidesPtr add(const FolderPtr& folder, Sides sides);
 
   // Null with errno set when it cannot be opened any more: ESTALE when another took its place. What

@@ -23,8 +23,17 @@ TreeWalk::TreeWalk(WalkVisitor& visitor, OpenFolders& open, unsigned threads)
 
 void TreeWalk::run(const FolderPtr& root, Sides sides) {
   list(root, open_.add(root, std::move(sides)), 0);
+  workWithOthers();
+}
+
+void TreeWalk::workWithOthers() {
   work(0);
   for (auto& thread : threads_) thread.join();
+}
+
+void TreeWalk::run(const FolderPtr& root, Sides sides, NameList names) {
+  offerEntries(root, open_.add(root, std::move(sides)), std::move(names));
+  workWithOthers();
 }
 
 void TreeWalk::work(unsigned worker) {
@@ -106,13 +115,15 @@ void TreeWalk::perform(Begin begin, unsigned worker) {
 
 void TreeWalk::list(const FolderPtr& folder, const SidesPtr& sides, unsigned worker) {
   Batch batch{folder, sides, {}};
-  FolderListing listing((*sides)[0].get());
+  FolderListing listing((*sides)[folder->listed].get());
+  const bool listFirst = visitor_.takesAway();
   while (const auto entry = listing.next()) {
     auto& names = entry->kind == EntryKind::Folder ? folder->subfolders : batch.names;
     names.add(entry->kind, entry->name);
-    if (batch.names.size() == kBatch) visitAll(batch, worker);
+    if (batch.names.size() == kBatch && !listFirst) visitAll(batch, worker);
   }
-  if (listing.error() != 0) visitor_.failed(*folder, "readdir", listing.error());
+  folder->listingFailed = listing.error() != 0;
+  if (folder->listingFailed) visitor_.failed(*folder, "readdir", listing.error());
   offerSubfolders(folder);
   perform(std::move(batch), worker);
 }
@@ -132,8 +143,12 @@ bool TreeWalk::othersCouldHelp() const {
 
 void TreeWalk::offerHalf(Batch& batch) {
   ++batch.folder->unfinished;
+  offer({batch.folder, batch.sides, batch.names.takeHalf()});
+}
+
+void TreeWalk::offer(Batch batch) {
   const std::lock_guard lock(mutex_);
-  batches_.push_back({batch.folder, batch.sides, batch.names.takeHalf()});
+  batches_.push_back(std::move(batch));
   offered_ = batches_.size();
   callForHelp();
 }
@@ -149,7 +164,9 @@ void TreeWalk::offerSubfolders(const FolderPtr& folder) {
 // One part of a folder's work is done. The last one leaves it, and so perhaps those above it.
 void TreeWalk::release(FolderPtr folder, SidesPtr sides) {
   while (folder && --folder->unfinished == 0) {
-    leave(folder, sides ? sides : open_.acquire(folder));
+    if (!sides) sides = open_.acquire(folder);
+    if (sides && offerMore(folder, sides)) return;
+    leave(folder, sides);
     sides = nullptr;
     folder = folder->parent;
   }
@@ -161,9 +178,30 @@ void TreeWalk::leave(const FolderPtr& folder, const SidesPtr& sides) {
     open_.openAbove(folder, sides);
     visitor_.leave(folder, *sides);
   } else {
-    visitor_.failed(*folder, "openat", errno);
+    visitor_.notLeft(*folder, errno);
   }
   open_.close(folder);
+}
+
+// As a task, for what is more in each of many levels would take stack.
+bool TreeWalk::offerMore(const FolderPtr& folder, const SidesPtr& sides) {
+  if (std::exchange(folder->gotMore, true)) return false;
+  NameList names = visitor_.more(folder, *sides);
+  if (names.empty()) return false;
+  folder->unfinished = 1;
+  offerEntries(folder, sides, std::move(names));
+  return true;
+}
+
+// The folder is as yet unfinished by one, which is the batch.
+void TreeWalk::offerEntries(const FolderPtr& folder, const SidesPtr& sides, NameList names) {
+  Batch batch{folder, sides, {}};
+  while (const auto entry = names.take()) {
+    auto& kin = entry->kind == EntryKind::Folder ? folder->subfolders : batch.names;
+    kin.add(entry->kind, entry->name);
+  }
+  offerSubfolders(folder);
+  offer(std::move(batch));
 }
 
 void TreeWalk::finish() {

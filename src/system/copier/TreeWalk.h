@@ -16,23 +16,34 @@
 namespace copier {
 
 // What is done at each entry of a walked tree. Called from several threads at once, but for one
-// folder in the order enter, visit, leave, where leave comes after all below it was left.
+// folder in the order enter, visit, more, leave, where leave comes after all below it was left.
 class WalkVisitor {
  public:
   virtual ~WalkVisitor() = default;
 
-  // Opens a folder on its sides, of which the first is listed, by its name in the sides of the one
-  // above. nullopt: it is not walked, and the visitor has said so where that is a failure.
+  // Opens a folder on its sides, of which Folder::listed is listed, by its name in the sides of the
+  // one above. nullopt: it is not walked, and the visitor has said so where that is a failure.
   virtual std::optional<Sides> enter(const FolderPtr& folder, const Sides& above) = 0;
 
   // Anything but a folder. `worker` numbers the thread, from 0.
   virtual void visit(const FolderPtr& folder, const Sides& sides, const NameList::Entry& entry,
                      unsigned worker) = 0;
 
+  // More entries to be visited, asked for when all that was listed is done and before the folder is
+  // left. Only once for a folder.
+  virtual NameList more(const FolderPtr& /*folder*/, const Sides& /*sides*/) { return {}; }
+
   virtual void leave(const FolderPtr& folder, const Sides& sides) = 0;
+
+  // Whether visits take entries away. A folder is then listed to its end before any is visited, as
+  // not every file system lists all of a folder that loses entries meanwhile.
+  virtual bool takesAway() const { return false; }
 
   // A folder could not be opened anew or listed to its end; `verb` names the call.
   virtual void failed(const Folder& folder, const char* verb, int code) = 0;
+
+  // It could not be opened anew when it was to be left.
+  virtual void notLeft(const Folder& folder, int code) { failed(folder, "openat", code); }
 };
 
 // Walks a tree with several threads: one lists a folder and visits its entries, the others take
@@ -45,6 +56,9 @@ class TreeWalk {
 
   // Blocks until the root was left. Once.
   void run(const FolderPtr& root, Sides sides);
+
+  // The same with only these entries of the root.
+  void run(const FolderPtr& root, Sides sides, NameList names);
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -61,6 +75,7 @@ class TreeWalk {
   };
   using Task = std::variant<Batch, Begin>;
 
+  void workWithOthers();
   void work(unsigned worker);
   std::optional<Task> next();
   Task take();
@@ -70,6 +85,9 @@ class TreeWalk {
   void perform(Begin begin, unsigned worker);
   void list(const FolderPtr& folder, const SidesPtr& sides, unsigned worker);
   void visitAll(Batch& batch, unsigned worker);
+  bool offerMore(const FolderPtr& folder, const SidesPtr& sides);
+  void offerEntries(const FolderPtr& folder, const SidesPtr& sides, NameList names);
+  void offer(Batch batch);
   bool othersCouldHelp() const;
   void offerHalf(Batch& batch);
   void offerSubfolders(const FolderPtr& folder);

@@ -1,0 +1,116 @@
+#include "Ground.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "ramdisk/QVRamDiskBackup.h"
+#include "system/Descriptor.h"
+#include "system/QVDirectoryStatistics.h"
+#include "system/Spawn.h"
+
+namespace fs = std::filesystem;
+
+namespace bench {
+namespace {
+
+std::string programNamed(const std::string& name) {
+  if (name.find('/') != std::string::npos) return name;
+  for (const char* folder : {"/usr/bin/", "/bin/", "/usr/sbin/", "/sbin/"})
+    if (access((folder + name).c_str(), X_OK) == 0) return folder + name;
+  giveUp("there is no " + name);
+}
+
+void runInto(const std::vector<std::string>& words, int output) {
+  SpawnRequest request;
+  request.path = programNamed(words.front());
+  request.arguments.assign(words.begin() + 1, words.end());
+  request.standardOutput = output;
+  pid_t process = 0;
+  std::int64_t status = 0;
+  if (const int code = spawnProgram(request, process))
+    giveUp(words.front() + ": " + std::strerror(code));
+  if (awaitProgram(process, status) != 0 || status != 0)
+    giveUp(fmt::format("{} failed: {}", words.front(), status));
+}
+
+QVDirectoryStatistics measured(const std::string& folder) {
+  QVDirectoryStatistics statistics{};
+  GetDirectoryStatistics(folder.c_str(), &statistics);
+  return statistics;
+}
+
+}  // namespace
+
+void run(const std::vector<std::string>& words) {
+  static const Descriptor nothing(open("/dev/null", O_WRONLY | O_CLOEXEC));
+  runInto(words, nothing.get());
+}
+
+void shell(const std::string& command) { run({"sh", "-c", command}); }
+
+// Only for what fits into a pipe.
+std::string outputOf(const std::vector<std::string>& words) {
+  std::array<int, 2> ends{};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) giveUp("no pipe");
+  const Descriptor reading(ends[0]);
+  Descriptor writing(ends[1]);
+  runInto(words, writing.get());
+  writing.reset();
+  std::string text;
+  std::array<char, 4096> buffer{};
+  for (ssize_t got = 0; (got = read(reading.get(), buffer.data(), buffer.size())) > 0;)
+    text.append(buffer.data(), static_cast<std::size_t>(got));
+  return text;
+}
+
+void giveUp(const std::string& reason) {
+  fmt::print(stderr, "bench: {}\n", reason);
+  std::exit(1);
+}
+
+void MemoryVolume::mount() {
+  fs::create_directories(path);
+  if (::mount("tmpfs", path.c_str(), "tmpfs", 0, "size=2g,mode=755") != 0)
+    giveUp(path + ": " + std::strerror(errno));
+  mounted_ = true;
+}
+
+void MemoryVolume::unmount() {
+  if (mounted_ && umount2(path.c_str(), 0) != 0) giveUp(path + ": " + std::strerror(errno));
+  mounted_ = false;
+}
+
+DiskImage::DiskImage(const std::string& file) : path(file + ".mounted") {
+  fs::create_directories(path);
+  run({"fallocate", "-l", "16G", file});
+  run({"mkfs.ext4", "-q", "-F", "-E", "nodiscard,lazy_itable_init=0,lazy_journal_init=0", file});
+  std::string device = outputOf({"losetup", "--direct-io=on", "--show", "-f", file});
+  device.erase(device.find_last_not_of('\n') + 1);
+  run({"mount", device, path});
+  run({"losetup", "-d", device});  // once it is unmounted
+}
+
+DiskImage::~DiskImage() { umount2(path.c_str(), MNT_DETACH); }
+
+void expectSame(const std::string& original, const std::string& copy) {
+  const auto a = measured(original);
+  const auto b = measured(copy);
+  if (a.fileCount != b.fileCount || a.directoryCount != b.directoryCount ||
+      a.totalSize != b.totalSize)
+    giveUp(fmt::format("{} is no whole copy of {}: {} of {} files", copy, original, b.fileCount,
+                       a.fileCount));
+}
+
+void fill(const std::string& from, const std::string& volume) {
+  if (QVRamDiskBackup::sharedInstance().restoreRamDiskAtPath(volume, from)) giveUp("no refill");
+}
+
+}  // namespace bench

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+
+#include "DataSets.h"
+
+namespace bench {
+
+// What is measured, each giving its tables. `scratch` is a folder on a disk; a data set lies made
+// in it, in the folder that it names. What they leave there is a matter of the caller.
+
+std::string refreshing(const std::string& scratch);
+std::string creating(const std::string& scratch, const std::string& program);
+std::string refilling(const DataSet& set, const std::string& scratch);
+std::string saving(const DataSet& set, const std::string& scratch);
+std::string emptying(const DataSet& set, const std::string& scratch);
+std::string measuring(const DataSet& set, const std::string& scratch);
+
+}  // namespace bench

@@ -1,0 +1,118 @@
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "Contest.h"
+#include "Ground.h"
+#include "Measurements.h"
+#include "core/QVError.h"
+#include "ramdisk/QVRamDiskBackup.h"
+
+namespace fs = std::filesystem;
+
+namespace bench {
+namespace {
+
+
+// Copies of a volume on the disk, each kept by its own program in a folder of its own, and each
+// flushed to the disk as part of the work.
+class Saves {
+ public:
+  Saves(std::string volume, const std::string& folder)
+      : volume_(std::move(volume)), folder_(folder) {
+    for (const char* each : {kEngine, kCopied, kSynced, kLinked})
+      fs::create_directories(folder_ + "/" + each);
+  }
+
+  std::string of(const char* program) const { return folder_ + "/" + program + "/now"; }
+  std::string nextOf(const char* program) const { return folder_ + "/" + program + "/next"; }
+
+  void save() const {
+    if (QVRamDiskBackup::sharedInstance().backupRamDiskAtPath(volume_, of(kEngine), "previous"))
+      giveUp("the volume cannot be saved");
+  }
+  void copy(const std::string& to) const {
+    shell("cp -a '" + volume_ + "/.' '" + to + "'" + sync());
+  }
+  void rsync(const std::string& options, const std::string& to) const {
+    shell("rsync -a " + options + " '" + volume_ + "/' '" + to + "'" + sync());
+  }
+
+  void check(const char* program) const { expectSame(volume_, of(program)); }
+  void drop(const char* program) const { fs::remove_all(of(program)); }
+  // What was made beside the standing copy takes its place.
+  void turnOver(const char* program) const {
+    drop(program);
+    fs::rename(nextOf(program), of(program));
+    check(program);
+  }
+
+  static constexpr char kEngine[] = "tarnvale";
+  static constexpr char kCopied[] = "cp";
+  static constexpr char kSynced[] = "rsync";
+  static constexpr char kLinked[] = "rsync links";
+
+ private:
+  std::string sync() const { return " && sync -f '" + folder_ + "'"; }
+
+  std::string volume_;
+  std::string folder_;
+};
+
+std::string firstSaves(const DataSet& set, const Saves& saves) {
+  const auto drop = [&](const char* program) { return [&, program] { saves.drop(program); }; };
+  const auto check = [&](const char* program) { return [&, program] { saves.check(program); }; };
+  const auto engine = Saves::kEngine;
+  const auto copied = Saves::kCopied;
+  const auto synced = Saves::kSynced;
+  return hold(
+      {"A first, full save of " + set.description,
+       {{"Tarnvale", [&] { saves.save(); }, drop(engine), check(engine)},
+        {"cp -a, sync -f", [&] { saves.copy(saves.of(copied)); }, drop(copied), check(copied), 1.3},
+        {"rsync -a, sync -f", [&] { saves.rsync("", saves.of(synced)); }, drop(synced),
+         check(synced), 1.3}}});
+}
+
+// The standing copies are those that the first saves left.
+std::string laterSaves(const DataSet& set, const Saves& saves, const std::string& volume) {
+  saves.rsync("", saves.of(Saves::kLinked));
+  const auto check = [&](const char* program) { return [&, program] { saves.check(program); }; };
+  const auto turn = [&](const char* program) { return [&, program] { saves.turnOver(program); }; };
+  const std::string link = "--link-dest='" + saves.of(Saves::kLinked) + "'";
+  std::uint64_t round = 0;
+  return hold({"Saving after 1 % of the files changed, of " + set.description,
+               {{"Tarnvale", [&] { saves.save(); }, {}, check(Saves::kEngine)},
+                {"rsync -a --delete, sync -f",
+                 [&] { saves.rsync("--delete", saves.of(Saves::kSynced)); },
+                 {},
+                 check(Saves::kSynced),
+                 1.8},
+                {"rsync -a --link-dest, sync -f",
+                 [&] { saves.rsync(link, saves.nextOf(Saves::kLinked)); },
+                 {},
+                 turn(Saves::kLinked),
+                 8},
+                {"cp -a, sync -f",
+                 [&] { saves.copy(saves.nextOf(Saves::kCopied)); },
+                 {},
+                 turn(Saves::kCopied),
+                 8}},
+               [&] { changeSome(set, volume, round++); }});
+}
+
+}  // namespace
+
+std::string saving(const DataSet& set, const std::string& scratch) {
+  MemoryVolume volume(scratch + "/volume");
+  volume.mount();
+  fill(scratch + "/" + set.name, volume.path);
+  const std::string folder = scratch + "/saves of " + set.name;
+  const Saves saves(volume.path, folder);
+  std::string tables = firstSaves(set, saves);
+  tables += laterSaves(set, saves, volume.path);
+  volume.unmount();
+  fs::remove_all(folder);
+  return tables;
+}
+
+}  // namespace bench

@@ -1,0 +1,73 @@
+#include "ramdisk/ActionLock.h"
+
+#include <cerrno>
+#include <map>
+#include <mutex>
+
+#include "core/QVLocalized.h"
+#include "core/QVLog.h"
+#include "extensions/PathExtension.h"
+#include "kinds/QVRamDiskManager.h"
+#include "platform/Services.h"
+
+namespace {
+
+using extensions::appendingPathComponent;
+using platform::services;
+
+using Lock = platform::Result<std::shared_ptr<void>>;
+
+Lock lockFor(const std::string& folder, const std::string& identifier) {
+  if (const auto error = services().files->createDirectories(folder)) return *error;
+  return services().files->lock(appendingPathComponent(folder, identifier));
+}
+
+// The locks that this program holds, process-wide, by their files' paths.
+struct HeldLocks {
+  std::mutex mutex;
+  std::map<std::string, std::weak_ptr<void>> locks;
+};
+
+HeldLocks& heldLocks() {
+  static HeldLocks held;
+  return held;
+}
+
+Lock sharedLockFor(const std::string& folder, const std::string& identifier) {
+  auto& held = heldLocks();
+  const std::lock_guard guard(held.mutex);
+  auto& known = held.locks[appendingPathComponent(folder, identifier)];
+  if (auto lock = known.lock()) return lock;
+  auto lock = lockFor(folder, identifier);
+  if (lock) known = *lock;
+  return lock;
+}
+
+std::optional<std::string> lockFolder() {
+  const auto support = QVRamDiskManager::appSupportPath();
+  return support ? std::optional(appendingPathComponent(*support, "Locks")) : std::nullopt;
+}
+
+}  // namespace
+
+ActionLock ActionLock::take(const std::optional<std::string>& identifier, QVErrorPtr& error) {
+  const auto folder = lockFolder();
+  if (!folder || !identifier) return ActionLock(nullptr);
+  const auto lock = sharedLockFor(*folder, *identifier);
+  if (lock) return ActionLock(*lock);
+  if (lock.error().code == EWOULDBLOCK)
+    error = QVError::errorWithMessage(QVLocalized("Another program is working on this RamDisk"),
+                                      "lock", lock.error());
+  else
+    QVLogWarning("QVRamDisk", "acting without a lock: {}", QVDescription(lock.error()));
+  return ActionLock(nullptr);
+}
+
+bool ActionLock::isTaken(const std::optional<std::string>& identifier) {
+  const auto folder = lockFolder();
+  if (!folder || !identifier) return false;
+  const std::string path = appendingPathComponent(*folder, *identifier);
+  if (services().files->kind(path) == platform::FileKind::Missing) return false;
+  const auto lock = sharedLockFor(*folder, *identifier);
+  return !lock && lock.error().code == EWOULDBLOCK;
+}

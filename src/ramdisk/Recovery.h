@@ -1,0 +1,36 @@
+#pragma once
+// What a cut-off action left behind, and putting it right. Each disk is looked at by itself; what
+// is found is a list of steps, so that it can be told without being done.
+
+#include <string>
+#include <vector>
+
+#include "core/QVError.h"
+#include "ramdisk/QVRamDisk.h"
+
+enum class RecoveryStep {
+  Adopt,           // the disk's volume is mounted and whole, but the record does not know it, or a
+                   // cut-off eject left it read-only
+  UndoCreation,    // the volume was never filled to the end: unmount and detach it, never save it
+  FinishEject,     // the device is attached and not mounted: mount it, save it, eject it
+  PutBack,         // the base is set aside and its directory is missing or empty: put it back
+  KeepRescued,     // both the directory and a set-aside base hold files: keep the base by another name
+  DropUnfinished,  // a save that was cut off left what the whole generation makes needless
+};
+
+struct RecoveryFinding {
+  RecoveryStep step;
+  std::string path;  // what it is about: a volume's, a device's or a folder's
+  std::string text;  // one sentence for the user, with all paths, in the present tense
+};
+
+// What would be done for the disk, in order; nothing is changed. Nothing for a disk whose volume is
+// mounted and known. Blocks for the disk tools; any thread, while no action runs on the disk.
+std::vector<RecoveryFinding> findCutOffActions(const QVRamDiskPtr& disk);
+
+// The part of it that concerns set-aside folders, which a creation does first. What fails is logged.
+void putGenerationsBack(const QVRamDiskPtr& disk);
+
+// Does it, and gives what was found; `error` is the first failure, after which nothing more is done
+// to this disk. The record's state changes with it; saving the registry is the caller's.
+std::vector<RecoveryFinding> recoverCutOffActions(const QVRamDiskPtr& disk, QVErrorPtr& error);

@@ -1,0 +1,41 @@
+#pragma once
+// What the disk's contents must be after whatever happened to it.
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tests/soak/Contents.h"
+
+namespace soak {
+
+using Tree = std::map<std::string, Content>;       // by path below the disk's folder
+using Found = std::map<std::string, std::string>;  // bytes by path
+
+// What became of the contents: a sentence for each fault.
+struct Verdict {
+  std::vector<std::string> faults;
+  bool mixed = false;  // every file is in order, but they are of several states of the tree
+};
+
+class Model {
+ public:
+  explicit Model(Tree tree) : states_{std::move(tree)} {}
+
+  const Tree& current() const { return states_.back(); }
+
+  // The tree was changed to this.
+  void became(Tree tree) { states_.push_back(std::move(tree)); }
+
+  // What is on the volume was saved to the end: no older state is good enough any more.
+  void saved() { states_.erase(states_.begin(), states_.end() - 1); }
+
+  // Holds what was found against the newest state, or, where the volume was lost, against each
+  // state since the last save that ended.
+  Verdict judge(const Found& found, bool volumeWasLost) const;
+
+ private:
+  std::vector<Tree> states_;  // since the last save that ended; never empty
+};
+
+}  // namespace soak

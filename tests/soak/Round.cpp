@@ -1,0 +1,164 @@
+#include "tests/soak/Round.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "tests/soak/Aftermath.h"
+#include "tests/soak/VolumeLoss.h"
+#include "tests/soak/Work.h"
+
+namespace soak {
+namespace {
+
+namespace fs = std::filesystem;
+
+Aftermath aftermathOf(const Scenario& scenario, const std::string& place,
+                      const std::string& backups) {
+  return scenario.inBackupFolder ? aroundBackupFolder(backups, place, Round::kDisk)
+                                 : aroundBase(place, Round::kDisk);
+}
+
+}  // namespace
+
+Round::Round(std::string program, const Plan& plan, std::string home, Random& random)
+    : plan_(plan),
+      home_(std::move(home)),
+      program_(std::move(program), home_ + "/log"),
+      random_(random) {}
+
+Report Round::run() {
+  prepare();
+  bringToTheAct();
+  if (!report_.faults.empty()) return report_;
+  act();
+  goOn();
+  settle();
+  judge();
+  return report_;
+}
+
+void Round::prepare() {
+  fs::remove_all(home_);
+  for (const auto& directory : {place_, backups_}) fs::create_directories(directory);
+  setenv("HOME", home_.c_str(), 1);
+  const Tree tree = firstTree(random_);
+  stamp_ = kFiles;
+  model_ = Model(tree);
+  Words add = {"add", "--name", kDisk, "--directory", place_, "--size", "128M"};
+  const Words mode =
+      plan_.scenario.inBackupFolder ? Words{"--backup-dir", backups_} : Words{"--backup", "base"};
+  add.insert(add.end(), mode.begin(), mode.end());
+  if (program_.run(add).status != 0) note("stuck: add failed");
+  if (plan_.scenario.inBackupFolder) return fillBackupFolder(tree);
+  writeTree(tree, folder_);
+}
+
+void Round::fillBackupFolder(const Tree& tree) {
+  if (!must("create")) return;
+  writeTree(tree, folder_);
+  must("eject");
+}
+
+// Everything up to what is killed goes well.
+void Round::bringToTheAct() {
+  if (plan_.scenario.act == Act::Create || !must("create")) return;
+  work();
+  if (plan_.savesBefore && must(plan_.scenario.inBackupFolder ? "backup" : "sync")) {
+    model_.saved();
+    work();
+  }
+  if (plan_.scenario.act >= Act::CreateAfterLoss) lose();
+}
+
+void Round::act() {
+  report_.act = program_.kill(wordsOfAct(), plan_.point);
+  if (report_.act.killed) return;
+  if (report_.act.status != 0)
+    return note(fmt::format("stuck: the act ended with status {}", report_.act.status));
+  if (plan_.scenario.act == Act::Save || plan_.scenario.act == Act::Eject ||
+      plan_.scenario.act == Act::Rebuild)
+    model_.saved();
+}
+
+// A volume that a creation may not have filled is no place to work in, and one that an eject holds
+// read-only cannot be until the next action.
+void Round::goOn() {
+  const bool wasFull = plan_.scenario.act == Act::Save || plan_.scenario.act == Act::Eject;
+  const bool canWork = isMounted(folder_) && access(folder_.c_str(), W_OK) == 0;
+  if (plan_.worksOn && wasFull && canWork) work();
+  if (plan_.loses) lose();
+}
+
+void Round::settle() {
+  if (plan_.second) {
+    report_.secondKill = program_.kill(verb(plan_.next), *plan_.second).killed;
+    if (plan_.losesAgain) lose();
+  }
+  takeNextStep();
+  bringBackEjected();
+  const bool recovered = plan_.next == "recover" && !plan_.scenario.inBackupFolder;
+  if (recovered || aftermathOf(plan_.scenario, place_, backups_).settled()) return;
+  must("create");
+  bringBackEjected();
+}
+
+// A verb that does not suit the disk's state refuses, and that is well.
+void Round::takeNextStep() {
+  const Outcome outcome = program_.run(verb(plan_.next));
+  if (plan_.next == "recover" && outcome.status != 0)
+    note(fmt::format("stuck: recover ended with status {}", outcome.status));
+}
+
+void Round::bringBackEjected() {
+  if (!isMounted(folder_) && attachedDevices() != 0) program_.run(verb("remount"));
+  if (isMounted(folder_)) must("eject");
+}
+
+void Round::judge() {
+  if (isMounted(folder_)) return note("stuck: the disk cannot be ejected");
+  report_.strays = attachedDevices();
+  loseVolumes();
+  const Aftermath aftermath = aftermathOf(plan_.scenario, place_, backups_);
+  report_.rescued = aftermath.rescued.size();
+  const Verdict verdict = soak::judge(aftermath, model_, report_.lostVolume);
+  report_.mixed = verdict.mixed;
+  for (const auto& fault : verdict.faults) note(fault);
+}
+
+Words Round::verb(const std::string& name) const {
+  return {name, name == "recover" ? "--all" : kDisk};
+}
+
+Words Round::wordsOfAct() const {
+  switch (plan_.scenario.act) {
+    case Act::Save:
+      return verb(plan_.scenario.inBackupFolder ? "backup" : "sync");
+    case Act::Eject:
+      return verb("eject");
+    case Act::Rebuild:
+      return verb("rebuild");
+    case Act::RecoverAfterLoss:
+      return verb("recover");
+    default:
+      return verb("create");
+  }
+}
+
+bool Round::must(const std::string& name) {
+  const Outcome outcome = program_.run(verb(name));
+  if (outcome.status != 0)
+    note(fmt::format("stuck: {} ended with status {}", name, outcome.status));
+  return outcome.status == 0;
+}
+
+void Round::work() { model_.became(workIn(folder_, model_.current(), stamp_, random_)); }
+
+void Round::lose() {
+  report_.lostVolume = report_.lostVolume || attachedDevices() != 0;
+  loseVolumes();
+}
+
+}  // namespace soak

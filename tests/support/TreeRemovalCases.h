@@ -1,0 +1,218 @@
+#pragma once
+// What each remover of trees must do. A test program gives the type whose remove(path) it is, made
+// anew for each case:
+//   namespace removal { INSTANTIATE_TYPED_TEST_SUITE_P(NAME, TreeRemovalCases, TYPE); }
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <iterator>
+#include <thread>
+
+#include "platform/Result.h"
+#include "platform/posix/FileDescriptor.h"
+#include "tests/support/FewDescriptors.h"
+#include "tests/support/Scratch.h"
+
+namespace removal {
+
+namespace fs = std::filesystem;
+
+inline std::int64_t codeOf(const platform::Failure& failure) { return failure ? failure->code : 0; }
+
+// Unmounted before the scratch folder around it is removed.
+class Mounted {
+ public:
+  explicit Mounted(std::string path) : path_(std::move(path)) {}
+  ~Mounted() { umount2(path_.c_str(), MNT_DETACH); }
+  Mounted(const Mounted&) = delete;
+  Mounted& operator=(const Mounted&) = delete;
+
+ private:
+  std::string path_;
+};
+
+inline std::size_t openDescriptors() {
+  const fs::directory_iterator listing("/proc/self/fd");
+  return static_cast<std::size_t>(std::distance(begin(listing), end(listing)));
+}
+
+// Runs on a thread that has lost root's right to pass over modes; the process keeps it.
+template <class Body>
+void withoutPrivileges(Body body) {
+  std::thread([&] {
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};
+    ASSERT_EQ(syscall(SYS_capset, &header, none), 0);
+    body();
+  }).join();
+}
+
+template <class Remover>
+class TreeRemovalCases : public testing::Test {
+ protected:
+  platform::Failure removeTree(const std::string& path) { return remover.remove(path); }
+
+  Remover remover;
+  const Scratch place;
+};
+
+TYPED_TEST_SUITE_P(TreeRemovalCases);
+
+TYPED_TEST_P(TreeRemovalCases, RemovesLinksAndLeavesWhatTheyLeadTo) {
+  const auto& scratch = this->place;
+  const std::string kept = scratch.file("outside/kept", "kept");
+  for (const std::string link : {"tree/toDirectory", "tree/sub/toDirectory", "link"}) {
+    fs::create_directories(fs::path(scratch.path(link)).parent_path());
+    fs::create_directory_symlink(scratch.path("outside"), scratch.path(link));
+  }
+  fs::create_symlink(kept, scratch.path("tree/toFile"));
+  fs::create_symlink(scratch.path("nowhere"), scratch.path("tree/dangling"));
+  EXPECT_EQ(codeOf(this->removeTree(scratch.path("tree"))), 0);
+  EXPECT_EQ(codeOf(this->removeTree(scratch.path("link/"))), 0);
+  EXPECT_FALSE(fs::exists(fs::symlink_status(scratch.path("tree"))));
+  EXPECT_FALSE(fs::exists(fs::symlink_status(scratch.path("link"))));
+  EXPECT_EQ(readFile(kept), "kept");
+}
+
+TYPED_TEST_P(TreeRemovalCases, StaysInsideWhileDirectoriesBecomeLinks) {
+  const auto& scratch = this->place;
+  const std::string kept = scratch.file("outside/kept", "kept");
+  const std::string spare = scratch.path("spare");
+  const std::string inside = scratch.path("tree/swapped");
+  std::atomic<bool> done = false;
+  std::thread swapping([&] {
+    while (!done) renameat2(AT_FDCWD, spare.c_str(), AT_FDCWD, inside.c_str(), RENAME_EXCHANGE);
+  });
+  for (int i = 0; i < 1000; ++i) {
+    std::remove(spare.c_str());
+    std::remove(inside.c_str());
+    std::error_code ignored;
+    fs::create_directory_symlink(scratch.path("outside"), spare, ignored);
+    mkdir(scratch.path("tree").c_str(), 0755);
+    mkdir(inside.c_str(), 0755);
+    for (int file = 0; file < 10; ++file) scratch.file("tree/" + std::to_string(file));
+    this->removeTree(scratch.path("tree"));  // may fail for what is swapped under it
+  }
+  done = true;
+  swapping.join();
+  EXPECT_EQ(readFile(kept), "kept");
+}
+
+TYPED_TEST_P(TreeRemovalCases, StopsAtMountPoints) {
+  const auto& scratch = this->place;
+  const std::string source = scratch.file("source/inside", "kept");
+  const std::string point = scratch.directory("tree/a/point");
+  const std::string folder = scratch.path("source");
+  const struct {
+    const char* from;
+    const char* type;
+    unsigned long flags;
+  } cases[] = {{"tmpfs", "tmpfs", 0}, {folder.c_str(), nullptr, MS_BIND}};
+  for (const auto& each : cases) {
+    ASSERT_EQ(mount(each.from, point.c_str(), each.type, each.flags, nullptr), 0);
+    const Mounted mounted(point);
+    std::ofstream(point + "/inside") << "kept";
+    for (const std::string& asked : {scratch.path("tree"), point}) {
+      const auto failure = this->removeTree(asked);
+      ASSERT_TRUE(failure) << each.from;
+      EXPECT_EQ(failure->code, EBUSY);
+      EXPECT_EQ(failure->text, point + ": Device or resource busy");
+      EXPECT_EQ(readFile(point + "/inside"), "kept");
+    }
+  }
+  EXPECT_EQ(codeOf(this->removeTree(scratch.path("tree"))), 0);
+  EXPECT_EQ(readFile(source), "kept");
+}
+
+TYPED_TEST_P(TreeRemovalCases, LooksFirstWhoseModeItChanges) {
+  const auto& scratch = this->place;
+  const std::string point = scratch.directory("tree/point");
+  ASSERT_EQ(mount("tmpfs", point.c_str(), "tmpfs", 0, "mode=000"), 0);
+  const Mounted mounted(point);
+  withoutPrivileges([&] { EXPECT_NE(codeOf(this->removeTree(scratch.path("tree"))), 0); });
+  EXPECT_EQ(fs::status(point).permissions(), fs::perms::none);
+}
+
+TYPED_TEST_P(TreeRemovalCases, OpensTheUsersOwnLockedDirectories) {
+  const auto& scratch = this->place;
+  for (const auto mode : {0, 0500, 0300, 0400}) {
+    const auto name = "tree/locked" + std::to_string(mode);
+    scratch.file(name + "/below/file");
+    ASSERT_EQ(chmod(scratch.path(name + "/below").c_str(), static_cast<mode_t>(mode)), 0);
+    ASSERT_EQ(chmod(scratch.path(name).c_str(), static_cast<mode_t>(mode)), 0);
+  }
+  withoutPrivileges([&] { EXPECT_EQ(codeOf(this->removeTree(scratch.path("tree"))), 0); });
+  EXPECT_FALSE(fs::exists(scratch.path("tree")));
+}
+
+TYPED_TEST_P(TreeRemovalCases, NeedNotListTheFolderOfTheItem) {
+  const auto& scratch = this->place;
+  scratch.file("folder/tree/file");
+  ASSERT_EQ(chmod(scratch.path("folder").c_str(), 0300), 0);
+  withoutPrivileges([&] { EXPECT_EQ(codeOf(this->removeTree(scratch.path("folder/tree"))), 0); });
+  EXPECT_FALSE(fs::exists(scratch.path("folder/tree")));
+}
+
+TYPED_TEST_P(TreeRemovalCases, TakesFewDescriptorsAndNoStackForDeepTrees) {
+  constexpr int kLevels = 5000;
+  const auto& scratch = this->place;
+  platform::FileDescriptor folder(open(scratch.directory("tree").c_str(), O_DIRECTORY | O_CLOEXEC));
+  for (int i = 0; i < kLevels; ++i) {
+    ASSERT_EQ(mkdirat(folder.get(), "level", 0755), 0);
+    ASSERT_EQ(mknodat(folder.get(), "file", S_IFREG | 0644, 0), 0);
+    folder.reset(openat(folder.get(), "level", O_DIRECTORY | O_CLOEXEC));
+  }
+  folder.reset();
+  const FewDescriptors few;
+  const auto before = openDescriptors();
+  EXPECT_EQ(codeOf(this->removeTree(scratch.path("tree"))), 0);
+  EXPECT_EQ(openDescriptors(), before);
+  EXPECT_FALSE(fs::exists(scratch.path("tree")));
+}
+
+TYPED_TEST_P(TreeRemovalCases, TakesNamesOfAnyBytesAndManyOfThem) {
+  const auto& scratch = this->place;
+  for (const std::string name : {"-rf", "a\nb", "\xFF\xFE", " ", "*", "\\", "...", ".hidden"}) {
+    scratch.file("tree/" + name + "/" + name);
+    scratch.file("tree/files/" + name);
+  }
+  for (int i = 0; i < 3000; ++i) scratch.file("tree/many/" + std::to_string(i));
+  EXPECT_EQ(codeOf(this->removeTree(scratch.path("tree") + "//")), 0);
+  EXPECT_FALSE(fs::exists(scratch.path("tree")));
+}
+
+TYPED_TEST_P(TreeRemovalCases, RefusesWhatNamesNoItem) {
+  const auto& scratch = this->place;
+  scratch.file("kept/file");
+  const struct {
+    std::string path;
+    int code;
+  } cases[] = {{"", ENOENT},
+               {"/", EBUSY},
+               {"//", EBUSY},
+               {scratch.path("kept/."), EINVAL},
+               {scratch.path("kept/.."), EINVAL},
+               {scratch.path("missing"), ENOENT},
+               {scratch.path("kept/file/below"), ENOTDIR}};
+  for (const auto& each : cases)
+    EXPECT_EQ(codeOf(this->removeTree(each.path)), each.code) << each.path;
+  EXPECT_TRUE(fs::exists(scratch.path("kept/file")));
+}
+
+REGISTER_TYPED_TEST_SUITE_P(TreeRemovalCases, RemovesLinksAndLeavesWhatTheyLeadTo,
+                            StaysInsideWhileDirectoriesBecomeLinks, StopsAtMountPoints,
+                            LooksFirstWhoseModeItChanges, OpensTheUsersOwnLockedDirectories,
+                            NeedNotListTheFolderOfTheItem,
+                            TakesFewDescriptorsAndNoStackForDeepTrees,
+                            TakesNamesOfAnyBytesAndManyOfThem, RefusesWhatNamesNoItem);
+
+}  // namespace removal
