@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "Ground.h"
+#include "IdleCost.h"
 #include "Measurements.h"
 #include "platform/Services.h"
 #include "platform/linux/LinuxServices.h"
@@ -52,6 +53,7 @@ class Report {
     const bench::DiskImage disk(scratch_ + "/disk");
     for (const auto& set : {bench::browserCache(), bench::buildFolder()})
       text += ofDataSet(set, disk.path);
+    if (wants("idling")) text += bench::idleCost(scratch_);
     return text;
   }
 

@@ -91,8 +91,20 @@ TextRange rangeAt(std::string_view text, std::size_t position, Breaks breaks) {
   return {start, end, end + terminatorLength(text.substr(end), breaks)};
 }
 
+bool isAscii(std::string_view text) {
+  return std::all_of(text.begin(), text.end(),
+                     [](char c) { return static_cast<signed char>(c) >= 0; });
+}
+
+// What folding makes of ASCII, without the library's tables: most names that are sorted are so.
+std::string foldedAscii(std::string text) {
+  for (char& c : text) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  return text;
+}
+
 // nullopt for invalid UTF-8.
 std::optional<std::string> folded(std::string_view text) {
+  if (isAscii(text)) return foldedAscii(std::string(text));
   utf8proc_uint8_t* result = nullptr;
   constexpr auto options = UTF8PROC_STABLE | UTF8PROC_DECOMPOSE | UTF8PROC_CASEFOLD;
   const auto length = utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),

@@ -26,6 +26,8 @@ class Files {
   virtual FileKind kind(const std::string& path) const = 0;
   virtual bool isWritable(const std::string& path) const = 0;
   virtual bool isExecutable(const std::string& path) const = 0;
+  // Whether the user may take the item itself out of its folder; what is in it is not looked at.
+  virtual bool isDeletable(const std::string& path) const = 0;
 
   // The names in a directory, hidden ones included, "." and ".." not, in no particular order.
   virtual Result<std::vector<std::string>> names(const std::string& directory) const = 0;

@@ -15,6 +15,7 @@
 #include "platform/MainLoop.h"
 #include "platform/Notifications.h"
 #include "platform/Places.h"
+#include "platform/SessionEnd.h"
 #include "platform/SystemLog.h"
 #include "platform/Volumes.h"
 #include "platform/Workspace.h"
@@ -32,6 +33,7 @@ struct Services {
   std::shared_ptr<Workspace> workspace;
   std::shared_ptr<Notifications> notifications;
   std::shared_ptr<LoginItems> loginItems;
+  std::shared_ptr<SessionEnd> sessionEnd;
   std::shared_ptr<Files> files;
   std::shared_ptr<FileCopying> fileCopying;
   std::shared_ptr<Volumes> volumes;

@@ -78,9 +78,19 @@ QVComparableValues QVRamDisk::comparableValues() const { return {name(), volSize
 
 QVRamDisk::Text QVRamDisk::displayName() const {
   const auto kind = type();
-  if (kind == QVRamDiskType_CoreSimulator && simId()) return simId();
+  if (kind == QVRamDiskType_CoreSimulator && simId()) return simulatorName();
   if (const char* key = kindKey(kind)) return QVLocalized(key, kTable);
   return name();
+}
+
+QVRamDisk::Text QVRamDisk::simulatorName() const {
+  const Text id = simId();
+  auto device = simDevice_.get();
+  if (!device || device->dirId() != id) {
+    device = QVSimDevice::simDeviceWithDirId(id);
+    simDevice_.set(device);
+  }
+  return device ? device->displayName() : id;
 }
 
 std::string QVRamDisk::displayStatus() const {
@@ -95,6 +105,7 @@ std::string QVRamDisk::displayStatus() const {
 }
 
 void QVRamDisk::changeToType(QVRamDiskType type, std::uint64_t options) {
+  simDevice_.set(nullptr);
   const bool keepSettings = (options & QVRamDiskChangeTypeKeepSettings) != 0;
   const auto infos = QVRamDiskManager::creationInfosOfRamDiskType(type, simId());
   if (type != QVRamDiskType_Default && infos && infos->status == 1) {

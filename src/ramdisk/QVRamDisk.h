@@ -11,6 +11,7 @@
 #include "core/QVRamDiskTypes.h"
 #include "extensions/KeyedArchiver.h"
 #include "extensions/KeyedUnarchiver.h"
+#include "kinds/QVSimDevice.h"
 #include "ramdisk/QVRamDiskBackup.h"
 #include "ramdisk/QVRamDiskDelegate.h"
 
@@ -167,6 +168,7 @@ class QVRamDisk : public extensions::KeyedArchivable,
   void readFrom(const extensions::KeyedUnarchiver& coder);
 
  private:
+  Text simulatorName() const;
   virtual bool isOfClassOf(const QVRamDisk& other) const;
   using Operation = void (QVRamDisk::*)(const QVRamDiskDelegatePtr&);
   void dispatch(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate, bool threaded);
@@ -189,6 +191,7 @@ class QVRamDisk : public extensions::KeyedArchivable,
   AtomicProperty<std::uint64_t> size_;
   AtomicProperty<Text> mountDirectory_;
   AtomicProperty<Text> simId_;
+  mutable AtomicProperty<std::shared_ptr<const QVSimDevice>> simDevice_;  // last one shown
   AtomicProperty<bool> preferWired_;
   AtomicProperty<bool> createAtLogin_;
   AtomicProperty<bool> doNotCalculateBaseSize_;

@@ -6,6 +6,8 @@
 #include "core/QVHelpers.h"
 #include "core/QVLog.h"
 #include "platform/Services.h"
+#include "system/QVRamDiskUtils.h"
+#include "system/QVSharedLoginItems.h"
 
 namespace {
 
@@ -142,8 +144,17 @@ bool QVRamDiskEntries::wantsHelperAtLogin() const {
                      [](const auto& ramDisk) { return ramDisk->createAtLogin(); });
 }
 
-// The session's list of login items has no carrier yet, see the LoginItems service.
-void QVRamDiskEntries::synchronizeHelper() { needsSynchronizeHelper_ = false; }
+void QVRamDiskEntries::synchronizeHelper() {
+  needsSynchronizeHelper_ = false;
+  const auto helper = QVRamDiskUtils::helperURL();
+  bool isValid = false;
+  const bool isListed = QVSharedLoginItems::isLoginItem(helper, isValid);
+  if (wantsHelperAtLogin()) {
+    if (!isListed || !isValid) QVSharedLoginItems::addLoginItem(helper);
+  } else if (isListed) {
+    QVSharedLoginItems::removeLoginItem(helper);
+  }
+}
 
 void QVRamDiskEntries::postDidChangeToAllNotificationWithSender(const std::string& sender) {
   services().notifications->post({QVRamDiskEntriesDidChangeToAllNotification, sender, {}});

@@ -74,6 +74,9 @@ class QVRamDiskEntries : public QVRamDiskDelegate,
   // Reads the list and brings every record in line with the system. A file that is missing or
   // cannot be read leaves the list as it was. Always NO.
   bool readRamDisksFromDefaultLocation();
+  // The same, with the states of these records as they are now: for a list that was kept while
+  // others may have changed the file.
+  void readAgainKeepingStatesOf(const std::vector<QVRamDiskPtr>& observed);
   // What the present file holds and cannot be read is kept beside it first.
   bool writeRamDisksToDefaultLocation();
 
@@ -81,6 +84,10 @@ class QVRamDiskEntries : public QVRamDiskDelegate,
   void setShowInMenuBar(bool show) { showInMenuBar_ = show; }
   bool showInMenuBarAtLogin() const { return showInMenuBarAtLogin_; }
   void setShowInMenuBarAtLogin(bool show) { showInMenuBarAtLogin_ = show; }
+
+  // Whether the helper saves what is mounted when the session ends. Default on.
+  bool saveAtSessionEnd() const { return saveAtSessionEnd_.value_or(true); }
+  void setSaveAtSessionEnd(bool save) { saveAtSessionEnd_ = newSaveAtSessionEnd_ = save; }
 
   // --- Refresh
 
@@ -108,4 +115,6 @@ class QVRamDiskEntries : public QVRamDiskDelegate,
   bool needsSynchronizeHelper_ = false;
   bool showInMenuBar_ = false;
   bool showInMenuBarAtLogin_ = false;
+  std::optional<bool> saveAtSessionEnd_;     // as read or set
+  std::optional<bool> newSaveAtSessionEnd_;  // set since, and not written yet
 };

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <utility>
 
 #include "core/QVLog.h"
 #include "device/QVRamDiskDevice.h"
@@ -40,6 +41,16 @@ void findVolume(const QVRamDiskPtr& ramDisk, const Devices& devices) {
     QVLogError(kClass, "setExtendedRamDiskInfos==NO mountPoint:{}", *found->mountPoint);
 }
 
+void takeOnState(QVRamDisk& record, const QVRamDisk& observed) {
+  record.setStatus(observed.status());
+  record.setDeviceNode(observed.deviceNode());
+  record.setPath(observed.path());
+  record.setVolSize(observed.volSize());
+  record.setVolFree(observed.volFree());
+  record.setLastActionInfo(observed.lastActionInfo());
+  record.setLastError(observed.lastError());
+}
+
 }  // namespace
 
 void QVRamDiskEntries::replaceList(const std::vector<QVRamDiskPtr>& records) {
@@ -61,10 +72,20 @@ bool QVRamDiskEntries::readRamDisksFromDefaultLocation() {
   replaceList(contents->ramDisks);
   showInMenuBar_ = contents->showInMenuBar;
   showInMenuBarAtLogin_ = contents->showInMenuBarAtLogin;
+  saveAtSessionEnd_ = contents->saveAtSessionEnd;
+  newSaveAtSessionEnd_.reset();
   return false;
+}
+
+void QVRamDiskEntries::readAgainKeepingStatesOf(const std::vector<QVRamDiskPtr>& observed) {
+  readRamDisksFromDefaultLocation();
+  for (const auto& known : observed)
+    if (const auto record = ramDiskWithIdentifier(known->identifier()); record && record != known)
+      takeOnState(*record, *known);
 }
 
 bool QVRamDiskEntries::writeRamDisksToDefaultLocation() {
   const auto path = RegistryFile::defaultPath();
-  return path && RegistryFile(*path).write({ramDisks_, showInMenuBar_, showInMenuBarAtLogin_});
+  return path && RegistryFile(*path).write({ramDisks_, showInMenuBar_, showInMenuBarAtLogin_,
+                                            std::exchange(newSaveAtSessionEnd_, std::nullopt)});
 }

@@ -21,11 +21,16 @@ constexpr char kFileName[] = "RamDiskEntries";
 constexpr char kEntriesKey[] = "RamDiskEntries";
 constexpr char kMenuBarKey[] = "showInMenuBar";
 constexpr char kMenuBarAtLoginKey[] = "showInMenuBarAtLogin";
+constexpr char kSaveAtSessionEndKey[] = "saveAtSessionEnd";
 constexpr std::array<std::string_view, 2> kRecordClasses = {"QVRamDisk", "QVRamDiskEntry"};
 
-bool flag(const Dictionary& dictionary, const char* key) {
+std::optional<bool> present(const Dictionary& dictionary, const char* key) {
   const auto found = dictionary.find(key);
-  return found != dictionary.end() && found->second.boolean().value_or(false);
+  return found == dictionary.end() ? std::nullopt : found->second.boolean();
+}
+
+bool flag(const Dictionary& dictionary, const char* key) {
+  return present(dictionary, key).value_or(false);
 }
 
 QVRamDiskPtr record(const extensions::UnarchivedObject& object) {
@@ -88,7 +93,7 @@ std::optional<RegistryContents> RegistryFile::read() {
     return std::nullopt;
   }
   return RegistryContents{std::move(*ramDisks), flag(*dico, kMenuBarKey),
-                          flag(*dico, kMenuBarAtLoginKey)};
+                          flag(*dico, kMenuBarAtLoginKey), present(*dico, kSaveAtSessionEndKey)};
 }
 
 bool RegistryFile::keepDamagedFile() {
@@ -124,6 +129,8 @@ bool RegistryFile::write(const RegistryContents& contents) {
   }
   dico.insert_or_assign(kMenuBarKey, contents.showInMenuBar);
   dico.insert_or_assign(kMenuBarAtLoginKey, contents.showInMenuBarAtLogin);
+  if (contents.saveAtSessionEnd)
+    dico.insert_or_assign(kSaveAtSessionEndKey, *contents.saveAtSessionEnd);
   if (!services().files->replaceContents(path_, extensions::xmlPropertyList(dico))) return true;
   QVLogError(kClass, "writeToFile==NO path:{}", path_);
   return false;

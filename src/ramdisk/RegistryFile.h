@@ -12,6 +12,9 @@ struct RegistryContents {
   std::vector<QVRamDiskPtr> ramDisks;
   bool showInMenuBar = false;
   bool showInMenuBarAtLogin = false;
+  // Whether the helper saves the mounted disks when the session ends. Written only when set, so
+  // that a program that read the file before the switch was turned does not turn it back.
+  std::optional<bool> saveAtSessionEnd{};
 };
 
 class RegistryFile {

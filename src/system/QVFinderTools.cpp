@@ -1,5 +1,9 @@
 #include "system/QVFinderTools.h"
 
+#include "core/QVError.h"
+#include "core/QVLog.h"
+#include "extensions/FileUrl.h"
+#include "platform/Services.h"
 #include "system/HiddenNames.h"
 
 namespace {
@@ -11,16 +15,37 @@ bool isRepresentable(const std::optional<std::string>& name) {
 
 }  // namespace
 
-bool QVFinderTools::isSystemFileNameInFolder(const std::optional<std::string>& name,
-                                             std::int64_t mode) {
+bool QVFinderTools::isSystemFileNameInFolder(const Text& name, std::int64_t mode) {
   return isRepresentable(name) && QVIsFilenameHiddenExcluded(name->c_str(), name->size(), mode);
 }
 
-bool QVFinderTools::isVolumeHiddenFilename(const std::optional<std::string>& name) {
+bool QVFinderTools::isVolumeHiddenFilename(const Text& name) {
   return isRepresentable(name) && QVIsVolumeHiddenFilename(name->c_str(), name->size());
 }
 
-bool QVFinderTools::isVolumeSystemHiddenFilename(const std::optional<std::string>& name,
-                                                 std::int64_t mode) {
+bool QVFinderTools::isVolumeSystemHiddenFilename(const Text& name, std::int64_t mode) {
   return isRepresentable(name) && QVIsVolumeSystemHiddenFilename(name->c_str(), name->size(), mode);
+}
+
+bool QVFinderTools::displayFinderGetInfoOfPath(const Text& path) {
+  const auto& services = platform::services();
+  if (!path || services.files->kind(*path) == platform::FileKind::Missing) return false;
+  const auto error = services.workspace->showInformation(*path);
+  if (!error) return true;
+  QVLogError("QVFinderTools", "aed==nil errorInfo:{}", QVDescription(*error));
+  return false;
+}
+
+std::vector<QVFinderLabel> QVFinderTools::finderLabels() {
+  std::vector<QVFinderLabel> labels;
+  for (const auto& [name, colour] : platform::services().workspace->fileLabels())
+    labels.push_back({name, colour});
+  if (!labels.empty()) labels.erase(labels.begin());
+  return labels;
+}
+
+bool QVFinderTools::isFinderFolderAtFileURL(const Text& url) {
+  const auto path = url ? extensions::pathOfFileUrl(*url) : std::nullopt;
+  const auto& workspace = platform::services().workspace;
+  return path && (workspace->isDirectory(*path) || workspace->isVolume(*path));
 }

@@ -3,13 +3,39 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
-// Files as the desktop's file manager sees them. Any thread.
+// A label of the file manager, with the colour of its badge as 0xRRGGBB.
+struct QVFinderLabel {
+  std::string label;
+  std::uint32_t colour = 0;
+
+  bool operator==(const QVFinderLabel&) const = default;
+};
+
+// Files as the desktop's file manager sees them. Paths are absolute. Any thread.
 class QVFinderTools {
  public:
+  using Text = std::optional<std::string>;
+
   // An absent name, or one that no file can have, is none of these.
-  static bool isSystemFileNameInFolder(const std::optional<std::string>& name, std::int64_t mode);
-  static bool isVolumeHiddenFilename(const std::optional<std::string>& name);
-  static bool isVolumeSystemHiddenFilename(const std::optional<std::string>& name,
-                                           std::int64_t mode);
+  static bool isSystemFileNameInFolder(const Text& name, std::int64_t mode);
+  static bool isVolumeHiddenFilename(const Text& name);
+  static bool isVolumeSystemHiddenFilename(const Text& name, std::int64_t mode);
+
+  // Whether a file may be moved to the trash. 1: it may; 0: it is not there or the user has no
+  // right; -1: the rules forbid it. With mode 1 the rules hold only the user's own folders back,
+  // with any other one everything outside the home and in its library too. Folders are compared as
+  // texts. `reason`, which may be null, is set with each answer but 1. (QVFinderTools_Trash.cpp)
+  static std::int64_t trashableStatusForFile(const Text& path, std::int64_t mode, Text* reason);
+
+  // Opens the information window. NO for what does not exist; a file manager that refuses is
+  // logged.
+  static bool displayFinderGetInfoOfPath(const Text& path);
+
+  // The labels in their order, without the one that stands for none.
+  static std::vector<QVFinderLabel> finderLabels();
+
+  // Of the item itself, not of what a link leads to.
+  static bool isFinderFolderAtFileURL(const Text& url);
 };

@@ -232,6 +232,43 @@ TEST(Presets, OfLinux) {
   EXPECT_EQ(shown(world, 8), "1 'google-chrome' .cache 1000000000");
 }
 
+// The first way in which a browser is installed stands for its kind, with the cache that it has so.
+TEST(Presets, OfLinuxFollowThePackageSystem) {
+  World world;
+  world.places->kinds = platform::linuxKindTable(world.home(), world.home(".cache"));
+  const auto install = [&](const std::string& identifier, const std::string& caches) {
+    const auto path = world.scratch.executable("bin/" + identifier, "");
+    world.applications->paths[identifier] = path;
+    setVersions(world, path, "128.0", "128.0");
+    if (!caches.empty()) world.scratch.directory("home/" + caches);
+  };
+  const struct {
+    std::int64_t type;
+    std::string identifier;
+    std::string caches;
+    std::string name;
+  } cases[] = {
+      {7, "org.mozilla.firefox.snap", "snap/firefox/common/.cache/mozilla", "firefox"},
+      {7, "org.mozilla.firefox.flatpak", ".var/app/org.mozilla.firefox/cache/mozilla", "firefox"},
+      {7, "org.mozilla.firefox", ".cache/mozilla", "firefox"},
+      {8, "org.chromium.Chromium.snap", "snap/chromium/common/.cache", "chromium"},
+      {8, "org.chromium.Chromium.flatpak", ".var/app/org.chromium.Chromium/cache", "chromium"},
+      {8, "com.google.Chrome.flatpak", ".var/app/com.google.Chrome/cache", "google-chrome"},
+      {9, "com.operasoftware.Opera.snap", "snap/opera/common/.cache", "opera"},
+      {9, "com.operasoftware.Opera.flatpak", ".var/app/com.opera.Opera/cache", "opera"}};
+  for (const auto& [type, identifier, caches, name] : cases) {
+    install(identifier, "");
+    EXPECT_EQ(shown(world, type), "0") << identifier << " has not run yet";
+    install(identifier, caches);
+    EXPECT_EQ(shown(world, type), "1 '" + name + "' " + caches + " 1000000000");
+    world.applications->applications = {{1, identifier, "Name"}};
+    EXPECT_TRUE(QVRamDiskManager::hasRunningAppForType(static_cast<QVRamDiskType>(type), nullptr));
+  }
+  // Without a home only the user's cache directory is known.
+  for (const auto& facts : platform::linuxKindTable("", "/caches"))
+    EXPECT_FALSE(facts.preset.mountDirectory.starts_with("/.var")) << facts.preset.mountDirectory;
+}
+
 TEST(RunningApplications, OfEachKind) {
   const std::string xcode = "com.apple.dt.Xcode";
   const std::string simulator = "com.apple.iphonesimulator";

@@ -13,6 +13,7 @@
 #include <csignal>
 #include <filesystem>
 
+#include "platform/linux/ApplicationNames.h"
 #include "platform/linux/DesktopEntry.h"
 #include "platform/linux/LinuxApplications.h"
 #include "platform/linux/Processes.h"
@@ -142,8 +143,31 @@ TEST_F(LinuxApplicationsTest, GivesEachFlatpakItsOwnProgram) {
   const std::string own = script("exports/bin/org.mozilla.firefox", "");
   system.file("exports/share/applications/org.mozilla.firefox.desktop",
               "[Desktop Entry]\nExec=" + system.path("bin/flatpak") + " run org.mozilla.firefox\n");
-  EXPECT_EQ(applications.pathOfApplication(kFirefox), own);
-  EXPECT_TRUE(applications.running(kFirefox).empty());
+  const std::string flatpak = kFirefox + std::string(kFlatpakEnd);
+  EXPECT_EQ(applications.pathOfApplication(flatpak), own);
+  EXPECT_TRUE(applications.running(flatpak).empty());
+  EXPECT_EQ(applications.pathOfApplication(kFirefox), std::nullopt)
+      << "it keeps its files elsewhere";
+
+  // A distribution may give its own package an entry of the same name.
+  entry("org.mozilla.firefox", "Exec=" + script("bin/firefox", "") + "\n");
+  EXPECT_EQ(applications.pathOfApplication(kFirefox), system.path("bin/firefox"));
+  EXPECT_EQ(applications.pathOfApplication(flatpak), own);
+  EXPECT_EQ(applications.pathOfApplication(kFirefox + std::string(kSnapEnd)), std::nullopt);
+}
+
+// A snap's entry leads to a link, whatever its name.
+TEST_F(LinuxApplicationsTest, TellsASnapByItsLauncher) {
+  const std::string launcher = script("usr/bin/snap", "");
+  std::filesystem::create_directories(system.path("snap/bin"));
+  const std::string link = system.path("snap/bin/chromium");
+  std::filesystem::create_symlink(launcher, link);
+  for (const std::string name : {"chromium_chromium", "chromium"}) {
+    entry(name, "Exec=env HINT=x " + link + " %U\n");
+    EXPECT_EQ(applications.pathOfApplication(kChromium + std::string(kSnapEnd)), link);
+    EXPECT_EQ(applications.pathOfApplication(kChromium), std::nullopt);
+  }
+  EXPECT_EQ(applications.pathOfApplication("com.apple.DiskUtility.snap"), std::nullopt);
 }
 
 TEST_F(LinuxApplicationsTest, ReadsOrAsksTheVersion) {
@@ -255,8 +279,10 @@ TEST_F(LinuxApplicationsTest, TellsSnapsApart) {
   }
   Child launcher(system.path("usr/bin/snap"), "1000");
   Child firefox(sleeper("snap/firefox/12/usr/lib/firefox"), "1000");
-  EXPECT_EQ(runningNumbers(kFirefox), std::vector<std::int64_t>{firefox.pid()});
-  EXPECT_TRUE(runningNumbers(kChromium).empty());
+  EXPECT_EQ(runningNumbers(kFirefox + std::string(kSnapEnd)),
+            std::vector<std::int64_t>{firefox.pid()});
+  EXPECT_TRUE(runningNumbers(kChromium + std::string(kSnapEnd)).empty());
+  EXPECT_TRUE(runningNumbers(kFirefox).empty());
 }
 
 TEST(LinuxProcesses, ReportsAProgramOfManyProcessesOnce) {

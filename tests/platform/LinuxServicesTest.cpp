@@ -21,6 +21,7 @@ TEST(LinuxServices, SetsEveryMember) {
   const Services all = linuxServices(options);
   EXPECT_TRUE(all.systemLog && all.mainLoop && all.alerts && all.bundle && all.defaults);
   EXPECT_TRUE(all.applications && all.workspace && all.notifications && all.loginItems);
+  EXPECT_TRUE(all.sessionEnd);
   EXPECT_TRUE(all.files && all.fileCopying && all.volumes && all.machine && all.places);
   EXPECT_EQ(all.bundle->identifier(), "com.example.test");
   EXPECT_EQ(all.places->tool(Tool::Attacher), "/tools/hdiutil");

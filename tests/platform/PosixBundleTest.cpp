@@ -87,6 +87,25 @@ TEST(FileDefaults, AnswersFromThePropertyListAsItIsNow) {
   EXPECT_EQ(defaults.string("style"), std::nullopt);
 }
 
+TEST(FileDefaults, FallsBackOnWhatAllApplicationsShare) {
+  const Scratch scratch;
+  const platform::FileDefaults defaults(scratch.path("own"), scratch.path("shared"));
+  using extensions::PropertyList;
+  const auto put = [&](const std::string& name, const PropertyList::Dictionary& values) {
+    scratch.file(name, extensions::binaryPropertyList(values));
+  };
+  EXPECT_EQ(defaults.integer("a"), std::nullopt);
+  put("shared", {{"a", 1}, {"b", 2}, {"c", "shared"}});
+  EXPECT_EQ(defaults.integer("a"), 1);
+  put("own", {{"b", "own"}, {"c", "own"}, {"d", 4}});
+  EXPECT_EQ(defaults.integer("a"), 1);
+  EXPECT_EQ(defaults.integer("b"), std::nullopt) << "another kind hides it too";
+  EXPECT_EQ(defaults.string("c"), "own");
+  EXPECT_EQ(defaults.integer("d"), 4);
+  scratch.file("own", "damaged");
+  EXPECT_EQ(defaults.string("c"), "shared");
+}
+
 TEST(WithoutADesktop, AlertsAreWrittenAndLoginItemsSaySo) {
   std::array<int, 2> ends{};
   ASSERT_EQ(pipe(ends.data()), 0);

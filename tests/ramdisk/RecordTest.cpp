@@ -1,4 +1,5 @@
 #include "device/QVRamDiskDevice.h"
+#include "extensions/PropertyList.h"
 #include "tests/support/EngineTest.h"
 
 namespace {
@@ -122,6 +123,36 @@ TEST_F(RecordTest, ContentsAreWhatTheUserPutThere) {
   EXPECT_EQ(log->count("contents==nil path:" + folder("cache")), 1U);
   disk->setAction(QVRamDiskActionBackup);
   EXPECT_EQ(disk->hasContents(), -1);
+}
+
+TEST_F(RecordTest, ADiskForASimulatorDeviceBearsTheDevicesName) {
+  const std::string devices = "home/Library/Developer/CoreSimulator/Devices/";
+  const auto putDevice = [&](const std::string& id, const std::string& name) {
+    extensions::PropertyList::Dictionary facts;
+    facts["name"] = name;
+    facts["deviceType"] = "com.apple.CoreSimulator.SimDeviceType.iPhone-8";
+    facts["runtime"] = "com.apple.CoreSimulator.SimRuntime.iOS-12-1";
+    scratch.file(devices + id + "/device.plist", extensions::binaryPropertyList(facts));
+  };
+  platform::KindFacts facts;
+  facts.type = QVRamDiskType_CoreSimulator;
+  facts.preset.size = kSize;
+  places->kinds = platform::KindTable{facts};
+  const auto disk = QVRamDisk::init();
+  disk->setSimId("AB-1");
+  disk->changeToType(QVRamDiskType_CoreSimulator, 0);
+  EXPECT_EQ(disk->displayName(), "AB-1") << "no such device";
+  putDevice("AB-1", "Phone");
+  putDevice("AB-2", "Tablet");
+  EXPECT_EQ(disk->displayName(), "Phone (12-1)");
+  putDevice("AB-1", "Renamed");
+  EXPECT_EQ(disk->displayName(), "Phone (12-1)") << "it is looked up once";
+  disk->changeToType(QVRamDiskType_CoreSimulator, 0);
+  EXPECT_EQ(disk->displayName(), "Renamed (12-1)");
+  disk->setSimId("AB-2");
+  EXPECT_EQ(disk->displayName(), "Tablet (12-1)");
+  disk->setSimId(std::nullopt);
+  EXPECT_EQ(disk->displayName(), "Simulator Devices");
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include <filesystem>
 
+#include "core/Identifiers.h"
 #include "extensions/PropertyList.h"
 #include "ramdisk/QVRamDiskEntries.h"
 #include "tests/support/EngineTest.h"
@@ -295,6 +296,35 @@ TEST_F(RegistryTest, TheHelperIsWantedForTheMenuOrForADisk) {
   ASSERT_EQ(notifications->posted.size(), 1U);
   EXPECT_EQ(notifications->posted[0].name + "|" + notifications->posted[0].object,
             "QVRamDiskEntriesDidChangeToAllNotification|Tarnvale-App");
+}
+
+TEST_F(RegistryTest, TheLoginItemFollowsTheDisksAndTheMenu) {
+  const auto applications = std::make_shared<doubles::FakeApplications>();
+  const auto items = std::make_shared<doubles::FakeLoginItems>();
+  auto services = platform::services();
+  services.applications = applications;
+  services.loginItems = items;
+  platform::install(services);
+  const std::string helper = scratch.file("Tarnvale-Helper");
+  applications->paths[kHelperBundleId] = helper;
+  items->items = {{"Tarnvale-Helper", "old", std::nullopt, true}};
+  const auto entries = withDisks({"a"});
+  entries->ramDisks()[0]->setCreateAtLogin(true);
+  entries->synchronizeHelperAuto();
+  EXPECT_TRUE(items->removals.empty()) << "nothing is pending";
+  entries->setNeedsSynchronizeHelper(false);
+  entries->synchronizeHelperAuto();
+  EXPECT_FALSE(entries->needsSynchronizeHelper());
+  ASSERT_EQ(items->items.size(), 1U);
+  EXPECT_EQ(items->items[0].path, helper);
+  entries->synchronizeHelper();
+  EXPECT_EQ(items->items.size(), 1U);
+  entries->ramDisks()[0]->setCreateAtLogin(false);
+  entries->synchronizeHelper();
+  EXPECT_TRUE(items->items.empty());
+  const auto removals = items->removals.size();
+  entries->synchronizeHelper();
+  EXPECT_EQ(items->removals.size(), removals);
 }
 
 }  // namespace

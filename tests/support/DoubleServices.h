@@ -22,6 +22,7 @@ struct DoubleServices {
     all.workspace = workspace;
     all.notifications = notifications;
     all.loginItems = loginItems;
+    all.sessionEnd = sessionEnd;
     all.machine = machine;
     all.places = places;
     return all;
@@ -38,6 +39,7 @@ struct DoubleServices {
   std::shared_ptr<doubles::FakeNotifications> notifications =
       std::make_shared<doubles::FakeNotifications>();
   std::shared_ptr<doubles::FakeLoginItems> loginItems = std::make_shared<doubles::FakeLoginItems>();
+  std::shared_ptr<doubles::FakeSessionEnd> sessionEnd = std::make_shared<doubles::FakeSessionEnd>();
   std::shared_ptr<doubles::FakeMachine> machine = std::make_shared<doubles::FakeMachine>();
   std::shared_ptr<doubles::FakePlaces> places;
 };

@@ -3,8 +3,10 @@
 // user at an alert. What can be real in a test (files, volumes, tools) is real.
 
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -49,7 +51,14 @@ class RecordingAlerts : public platform::Alerts {
     shown.push_back(alert);
     return 0;
   }
-  std::vector<platform::Alert> shown;
+  bool runAsSheet(const platform::Alert&, const std::shared_ptr<platform::Window>&,
+                  const std::function<void(std::size_t)>& ended) override {
+    if (sheets) endSheet = ended;
+    return sheets;
+  }
+  std::vector<platform::Alert> shown;  // modally
+  bool sheets = false;
+  std::function<void(std::size_t)> endSheet;  // of the sheet that is shown
 };
 
 // Runs everything at once on the thread that asks, and timers when the test says so.
@@ -118,8 +127,14 @@ class FakeDefaults : public platform::Defaults {
     const auto found = integers.find(std::string(key));
     return found == integers.end() ? std::nullopt : std::optional(found->second);
   }
+  bool setInteger(std::string_view key, std::int64_t value) override {
+    ++writes;
+    integers[std::string(key)] = value;
+    return true;
+  }
   std::map<std::string, std::string> strings;
   std::map<std::string, std::int64_t> integers;
+  int writes = 0;
 };
 
 class FakeApplications : public platform::Applications {
@@ -139,8 +154,17 @@ class FakeApplications : public platform::Applications {
       if (application.bundleIdentifier == id) found.push_back(application);
     return found;
   }
-  bool terminate(const platform::RunningApplication&) override { return true; }
-  bool forceTerminate(const platform::RunningApplication&) override { return true; }
+  bool terminate(const platform::RunningApplication& application) override {
+    asked.push_back(application.processIdentifier);
+    return std::count(refusing.begin(), refusing.end(), application.processIdentifier) == 0;
+  }
+  bool forceTerminate(const platform::RunningApplication& application) override {
+    forced.push_back(application.processIdentifier);
+    return true;
+  }
+  std::vector<std::int64_t> asked;  // process identifiers, in order
+  std::vector<std::int64_t> forced;
+  std::vector<std::int64_t> refusing;  // to whom no request can be delivered
 
   std::map<std::string, std::string> paths;                          // by bundle identifier
   std::map<std::pair<std::string, std::string>, std::string> infos;  // by path and key
@@ -153,27 +177,89 @@ class FakeWorkspace : public platform::Workspace {
     icons.emplace_back(iconFile, path);
     return succeeds;
   }
+  bool open(const std::string& path) override {
+    opened.push_back(path);
+    return succeeds;
+  }
+  platform::Failure launch(const std::string& path,
+                           const std::vector<std::string>& arguments) override {
+    launched.emplace_back(path, arguments);
+    if (succeeds) return {};
+    return platform::SystemError{"POSIX", 2, path};
+  }
   std::vector<std::pair<std::string, std::string>> icons;
+  std::vector<std::string> opened;
+  std::vector<std::pair<std::string, std::vector<std::string>>> launched;
   bool succeeds = true;
 };
 
+// Keeps what is posted; what arrives from elsewhere is the test's to deliver.
 class FakeNotifications : public platform::Notifications {
  public:
   void post(const platform::Notification& notification) override { posted.push_back(notification); }
-  ObserverId observe(const std::string&, Observer) override { return 0; }
-  void remove(ObserverId) override {}
+  ObserverId observe(const std::string& name, Observer observer) override {
+    observers_[++last_] = {name, std::move(observer)};
+    return last_;
+  }
+  void remove(ObserverId observer) override { observers_.erase(observer); }
+
+  void deliver(const platform::Notification& notification) {
+    const auto present = observers_;
+    for (const auto& [id, observer] : present)
+      if (observer.first == notification.name) observer.second(notification);
+  }
+  std::size_t observerCount() const { return observers_.size(); }
   std::vector<platform::Notification> posted;
+
+ private:
+  std::map<ObserverId, std::pair<std::string, Observer>> observers_;
+  ObserverId last_ = 0;
 };
 
 class FakeLoginItems : public platform::LoginItems {
  public:
-  platform::Result<std::vector<platform::LoginItem>> snapshot() const override { return items; }
+  platform::Result<std::vector<platform::LoginItem>> snapshot() const override {
+    if (unreadable) return platform::SystemError{"POSIX", 13, "unreadable"};
+    return items;
+  }
+  bool unreadable = false;
   platform::Failure insertHiddenAtEnd(const std::string& path) override {
-    items.push_back({path, path, path, false});
+    if (!insertion) items.push_back({path.substr(path.rfind('/') + 1), path, path, false});
+    return insertion;
+  }
+  // What cannot be removed by the test's word fails with -50.
+  platform::Failure remove(const platform::LoginItem& item) override {
+    removals.push_back(item.reference);
+    if (item.reference == irremovable)
+      return platform::SystemError{"OSStatus", -50, item.reference};
+    std::erase_if(items, [&](const auto& kept) { return kept.reference == item.reference; });
     return {};
   }
-  platform::Failure remove(const platform::LoginItem&) override { return {}; }
   std::vector<platform::LoginItem> items;
+  std::vector<std::string> removals;
+  std::string irremovable = "-";
+  platform::Failure insertion;
+};
+
+// The test announces with announce(); `holds` counts what hold() was granted.
+class FakeSessionEnd : public platform::SessionEnd {
+ public:
+  void observe(std::function<void()> announced) override { observer = std::move(announced); }
+  bool hold(const std::string& why) override {
+    if (!grants) return false;
+    if (!held) ++holds;
+    held = why;
+    return true;
+  }
+  void release() override { held.reset(); }
+  void announce() const {
+    if (observer) observer();
+  }
+
+  std::function<void()> observer;
+  std::optional<std::string> held;  // why
+  std::size_t holds = 0;
+  bool grants = true;
 };
 
 class FakeMachine : public platform::Machine {

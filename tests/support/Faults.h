@@ -67,6 +67,7 @@ class FaultyFiles : public platform::Files {
     return !plan_->strikes("isWritable") && real_->isWritable(path);
   }
   bool isExecutable(const std::string& path) const override { return real_->isExecutable(path); }
+  bool isDeletable(const std::string& path) const override { return real_->isDeletable(path); }
   platform::Result<std::vector<std::string>> names(const std::string& path) const override {
     if (plan_->strikes("names")) return FaultPlan::error();
     return real_->names(path);

@@ -19,31 +19,33 @@ bool isProgram(const std::string& path) {
   return files.kind(path) == FileKind::Other && files.isExecutable(path);
 }
 
-std::optional<std::string> findProgram(const std::string& name, const ApplicationFolders& folders) {
-  if (name.starts_with('/')) return isProgram(name) ? std::optional(name) : std::nullopt;
-  for (const std::string& folder : folders.executables) {
-    std::string path = fs::path(folder) / name;
-    if (isProgram(path)) return path;
-  }
-  return std::nullopt;
-}
-
 // Every flatpak's entry runs the one tool; beside the entries lies a program for each. `entries` is
 // ".../exports/share/applications".
 std::string flatpakProgram(const std::string& entries, const std::string& name) {
   return fs::path(entries).parent_path().parent_path() / "bin" / name;
 }
 
+// Every snap's program is a link to the one launcher.
+bool isSnap(const std::string& program) {
+  std::error_code error;
+  return fs::canonical(program, error).filename() == "snap";
+}
+
 std::optional<InstalledApplication> applicationOfEntry(const std::string& entries,
-                                                       const std::string& name,
+                                                       const std::string& name, Packaging wanted,
                                                        const ApplicationFolders& folders) {
   const auto text = readWholeFile(entries + "/" + name + ".desktop");
   const auto entry = text ? parseDesktopEntry(*text) : std::nullopt;
-  if (!entry || (!entry->tried.empty() && !findProgram(entry->tried, folders))) return std::nullopt;
+  if (!entry || (!entry->tried.empty() && !findProgram(entry->tried, folders.executables)))
+    return std::nullopt;
   const bool isFlatpak = fs::path(entry->executable).filename() == "flatpak";
-  const auto program =
-      findProgram(isFlatpak ? flatpakProgram(entries, name) : entry->executable, folders);
+  const auto program = findProgram(isFlatpak ? flatpakProgram(entries, name) : entry->executable,
+                                   folders.executables);
   if (!program) return std::nullopt;
+  const Packaging packaging = isFlatpak          ? Packaging::Flatpak
+                              : isSnap(*program) ? Packaging::Snap
+                                                 : Packaging::System;
+  if (wanted != Packaging::Anyone && wanted != packaging) return std::nullopt;
   return InstalledApplication{entry->name, *program};
 }
 
@@ -73,11 +75,22 @@ void addIfFolder(std::vector<std::string>& folders, const fs::path& folder) {
 
 }  // namespace
 
+std::optional<std::string> findProgram(const std::string& name,
+                                       const std::vector<std::string>& folders) {
+  if (name.starts_with('/')) return isProgram(name) ? std::optional(name) : std::nullopt;
+  for (const std::string& folder : folders) {
+    std::string path = fs::path(folder) / name;
+    if (isProgram(path)) return path;
+  }
+  return std::nullopt;
+}
+
 std::optional<InstalledApplication> installedApplication(std::string_view bundleIdentifier,
                                                          const ApplicationFolders& folders) {
-  for (const std::string& name : desktopNames(bundleIdentifier)) {
+  const auto names = applicationNames(bundleIdentifier);
+  for (const std::string& name : names.entries) {
     for (const std::string& entries : folders.entries) {
-      if (auto found = applicationOfEntry(entries, name, folders)) return found;
+      if (auto found = applicationOfEntry(entries, name, names.packaging, folders)) return found;
     }
   }
   return std::nullopt;

@@ -20,6 +20,10 @@ struct ApplicationFolders {
   std::vector<std::string> executables;  // of programs that an entry names without a path
 };
 
+// A program by its absolute path, or by its name in one of the folders.
+std::optional<std::string> findProgram(const std::string& name,
+                                       const std::vector<std::string>& folders);
+
 // nullopt when no entry of the application leads to a program.
 std::optional<InstalledApplication> installedApplication(std::string_view bundleIdentifier,
                                                          const ApplicationFolders& folders);

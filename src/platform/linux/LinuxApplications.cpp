@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "platform/linux/KeyedText.h"
+#include "platform/linux/OwnPrograms.h"
 #include "platform/linux/Processes.h"
 #include "platform/linux/ProgramVersion.h"
 #include "platform/posix/FileContents.h"
@@ -44,7 +45,12 @@ bool isOfFlatpak(const Process& process, const std::string& name) {
   return groups && groups->find("/app-flatpak-" + name + "-") != std::string::npos;
 }
 
-std::function<bool(const Process&)> matcher(const InstalledApplication& application) {
+std::function<bool(const Process&)> matcher(std::string_view bundleIdentifier,
+                                            const InstalledApplication& application) {
+  if (ownProgram(bundleIdentifier))
+    return [executable = application.executable](const Process& process) {
+      return process.executable == executable;
+    };
   const std::filesystem::path executable(application.executable);
   if (executable.parent_path().parent_path().filename() == "exports")
     return [name = executable.filename().string()](const Process& process) {
@@ -57,9 +63,15 @@ std::function<bool(const Process&)> matcher(const InstalledApplication& applicat
 
 }  // namespace
 
+std::optional<InstalledApplication> LinuxApplications::installed(
+    std::string_view bundleIdentifier) const {
+  if (auto own = ownProgram(bundleIdentifier)) return own;
+  return installedApplication(bundleIdentifier, folders_);
+}
+
 std::optional<std::string> LinuxApplications::pathOfApplication(
     std::string_view bundleIdentifier) const {
-  const auto application = installedApplication(bundleIdentifier, folders_);
+  const auto application = installed(bundleIdentifier);
   if (!application) return std::nullopt;
   return application->executable;
 }
@@ -89,10 +101,11 @@ std::optional<std::string> LinuxApplications::askedVersionOnce(const std::string
 
 std::vector<RunningApplication> LinuxApplications::running(
     std::string_view bundleIdentifier) const {
-  const auto application = installedApplication(bundleIdentifier, folders_);
+  const auto application = installed(bundleIdentifier);
   if (!application) return {};
   std::vector<RunningApplication> found;
-  for (const Process& process : leadingProcesses(ownProcesses(), matcher(*application))) {
+  for (const Process& process :
+       leadingProcesses(ownProcesses(), matcher(bundleIdentifier, *application))) {
     auto name = application->name.empty() ? std::nullopt : std::optional(application->name);
     found.push_back({process.identifier, std::string(bundleIdentifier), std::move(name)});
   }
@@ -108,8 +121,9 @@ bool LinuxApplications::forceTerminate(const RunningApplication& application) {
 }
 
 bool LinuxApplications::signal(const RunningApplication& application, int signal) const {
-  const auto installed = installedApplication(application.bundleIdentifier, folders_);
-  return installed && signalProcess(application.processIdentifier, signal, matcher(*installed));
+  const auto found = installed(application.bundleIdentifier);
+  return found && signalProcess(application.processIdentifier, signal,
+                                matcher(application.bundleIdentifier, *found));
 }
 
 }  // namespace platform

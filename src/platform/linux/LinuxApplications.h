@@ -28,6 +28,7 @@ class LinuxApplications : public Applications {
     std::string version;
   };
 
+  std::optional<InstalledApplication> installed(std::string_view bundleIdentifier) const;
   std::optional<std::string> askedVersionOnce(const std::string& path,
                                               const ProgramFiles& files) const;
   bool signal(const RunningApplication& application, int signal) const;

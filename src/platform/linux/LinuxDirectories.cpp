@@ -72,6 +72,7 @@ LinuxDirectories linuxDirectories(const Environment& environment) {
   found.caches = directory("XDG_CACHE_HOME", "/.cache");
   found.applications = applicationDirectories(environment, found.data);
   found.executables = absoluteParts(environment("PATH").value_or("/usr/local/bin:/usr/bin:/bin"));
+  found.systemConfigurations = absoluteParts(environment("XDG_CONFIG_DIRS").value_or("/etc/xdg"));
   return found;
 }
 

@@ -17,8 +17,9 @@ struct LinuxDirectories {
   std::string data;
   std::string configuration;
   std::string caches;
-  std::vector<std::string> applications;  // of desktop entries, the user's own first
-  std::vector<std::string> executables;   // of PATH
+  std::vector<std::string> applications;          // of desktop entries, the user's own first
+  std::vector<std::string> executables;           // of PATH
+  std::vector<std::string> systemConfigurations;  // for all users, the best first
 };
 
 // The user database stands in for a home that the environment does not name.

@@ -2,16 +2,18 @@
 
 #include <utility>
 
+#include "platform/linux/BusAddress.h"
 #include "platform/linux/LinuxApplications.h"
+#include "platform/linux/LinuxDefaults.h"
 #include "platform/linux/LinuxDirectories.h"
 #include "platform/linux/LinuxLog.h"
+#include "platform/linux/LinuxLoginItems.h"
 #include "platform/linux/LinuxMachine.h"
+#include "platform/linux/LinuxNotifications.h"
 #include "platform/linux/LinuxPlaces.h"
 #include "platform/linux/LinuxVolumes.h"
 #include "platform/linux/LinuxWorkspace.h"
-#include "platform/posix/FileDefaults.h"
-#include "platform/posix/LocalNotifications.h"
-#include "platform/posix/NoLoginItems.h"
+#include "platform/linux/LogindSessionEnd.h"
 #include "platform/posix/PosixBundle.h"
 #include "platform/posix/PosixFileCopying.h"
 #include "platform/posix/PosixFiles.h"
@@ -37,6 +39,16 @@ std::string toolsDirectory(const LinuxOptions& options) {
       besideExecutable(runningExecutable(), "libexec/tarnvale"));
 }
 
+AutostartFolders autostartFolders(const LinuxDirectories& directories) {
+  constexpr char kFolder[] = "/autostart";
+  AutostartFolders folders;
+  if (!directories.configuration.empty()) folders.own = directories.configuration + kFolder;
+  for (const auto& folder : directories.systemConfigurations)
+    folders.system.push_back(folder + kFolder);
+  folders.executables = directories.executables;
+  return folders;
+}
+
 }  // namespace
 
 Services linuxServices(const LinuxOptions& options) {
@@ -48,13 +60,21 @@ Services linuxServices(const LinuxOptions& options) {
   services.mainLoop = std::make_shared<PosixMainLoop>();
   services.alerts = std::make_shared<StandardErrorAlerts>();
   services.bundle = linuxBundle(options, environment);
-  services.defaults = std::make_shared<FileDefaults>(directories.configuration + "/" +
-                                                     options.identifier + ".plist");
+  services.defaults = std::make_shared<LinuxDefaults>(
+      FileDefaults(directories.configuration + "/" + options.identifier + ".plist",
+                   directories.configuration + "/.GlobalPreferences.plist"),
+      sessionBusAddress(environment));
   services.applications = std::make_shared<LinuxApplications>(
       ApplicationFolders{directories.applications, directories.executables});
-  services.workspace = std::make_shared<LinuxWorkspace>();
-  services.notifications = std::make_shared<LocalNotifications>(services.mainLoop);
-  services.loginItems = std::make_shared<NoLoginItems>();
+  services.workspace = std::make_shared<LinuxWorkspace>(
+      DesktopFacts{{directories.applications, directories.executables},
+                   sessionBusAddress(environment),
+                   directories.home.value_or("")});
+  services.notifications = std::make_shared<LinuxNotifications>(
+      services.mainLoop, services.systemLog, sessionBusAddress(environment));
+  services.loginItems = std::make_shared<LinuxLoginItems>(autostartFolders(directories));
+  services.sessionEnd = std::make_shared<LogindSessionEnd>(services.mainLoop, services.systemLog,
+                                                           systemBusAddress(environment));
   services.files = std::make_shared<PosixFiles>();
   services.fileCopying = std::make_shared<PosixFileCopying>();
   services.volumes = std::make_shared<LinuxVolumes>();

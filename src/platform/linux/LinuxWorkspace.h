@@ -1,14 +1,43 @@
 #pragma once
 
+#include <optional>
+
 #include "platform/Workspace.h"
+#include "platform/linux/InstalledApplication.h"
 
 namespace platform {
 
-// No desktop is connected yet: each keeps the icons of folders in a store of its own, and none
-// takes the picture format given. So nothing is shown, and the answer says so.
+struct DesktopFacts {
+  ApplicationFolders applications{};
+  std::string sessionBus{};  // its address; empty where there is none
+  std::string home{};        // where programs that are opened begin; empty where it is not known
+};
+
+// The desktop by the interfaces that all of them share.
 class LinuxWorkspace : public Workspace {
  public:
+  explicit LinuxWorkspace(DesktopFacts facts = {}) : facts_(std::move(facts)) {}
+
+  // Never: GNOME keeps the icons of folders in a store of its own, others in a file that they put
+  // into the folder, which would be saved with the user's files, and none reads this container.
   bool setIconFromFile(const std::string&, const std::string&) override { return false; }
+
+  bool open(const std::string& path) override;
+  bool openURL(const std::string& url) override;
+  Failure launch(const std::string& applicationPath,
+                 const std::vector<std::string>& arguments) override;
+  Failure showInformation(const std::string& path) override;
+
+  std::string displayName(const std::string& path) const override;
+  bool isDirectory(const std::string& path) const override;
+  bool isVolume(const std::string& path) const override;  // what a file is mounted over counts too
+  std::vector<FileLabel> fileLabels() const override;
+
+ private:
+  bool isApplication(const std::string& path) const;
+  bool handOver(const std::string& target) const;
+
+  const DesktopFacts facts_;
 };
 
 }  // namespace platform

@@ -68,7 +68,11 @@ LocalNotifications::LocalNotifications(std::shared_ptr<MainLoop> mainLoop)
 LocalNotifications::~LocalNotifications() { observers_->clear(); }
 
 void LocalNotifications::post(const Notification& notification) {
-  mainLoop_->post([observers = observers_, notification] { observers->deliver(notification); });
+  mainLoop_->post(delivery(notification));
+}
+
+MainLoop::Task LocalNotifications::delivery(const Notification& notification) const {
+  return [observers = observers_, notification] { observers->deliver(notification); };
 }
 
 LocalNotifications::ObserverId LocalNotifications::observe(const std::string& name,

@@ -18,6 +18,9 @@ class LocalNotifications : public Notifications {
   ObserverId observe(const std::string& name, Observer observer) override;
   void remove(ObserverId observer) override;
 
+  // What the main loop has to run to deliver the notification.
+  MainLoop::Task delivery(const Notification& notification) const;
+
  private:
   class Observers;
   std::shared_ptr<MainLoop> mainLoop_;

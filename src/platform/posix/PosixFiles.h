@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Files.h"
+#include "platform/posix/Deletable.h"
 
 namespace platform {
 
@@ -10,6 +11,7 @@ class PosixFiles : public Files {
   FileKind kind(const std::string& path) const override;
   bool isWritable(const std::string& path) const override;
   bool isExecutable(const std::string& path) const override;
+  bool isDeletable(const std::string& path) const override { return isDeletableItem(path); }
   Result<std::vector<std::string>> names(const std::string& directory) const override;
   Result<FileTimes> times(const std::string& path) const override;
   Failure remove(const std::string& path) override;

@@ -1,0 +1,141 @@
+#include "app/AppDelegate.h"
+
+#include <system_error>
+#include <thread>
+
+#include "core/QVError.h"
+#include "core/QVLog.h"
+#include "platform/Services.h"
+#include "ramdisk/Recovery.h"
+#include "system/QVRamDiskUtils.h"
+
+using app::SessionSave;
+using platform::services;
+
+namespace {
+
+constexpr std::string_view kClass = "AppDelegate";
+
+}  // namespace
+
+AppDelegate::AppDelegate(const app::HelperOptions& options, app::MenuFactory menuFactory)
+    : options_(options),
+      menuFactory_(std::move(menuFactory)),
+      keeper_([this] { return isRecovering(); }) {}
+
+void AppDelegate::applicationDidFinishLaunching() {
+  ramDiskEntries_ = QVRamDiskEntries::init();
+  ramDiskEntries_->readRamDisksFromDefaultLocation();
+  makeMenuIfWanted();
+  QVRamDiskUtils::endOtherHelpers();
+  if (options_.fromApp) {
+    QVLogInfo(kClass, "Helper started from the principal app");
+    stay();
+  } else {
+    startRecovery();
+  }
+}
+
+void AppDelegate::makeMenuIfWanted() {
+  const bool wanted = options_.menu && !options_.service && ramDiskEntries_->showInMenuBar();
+  if (!wanted || !menuFactory_) return;
+  statusMenuController_ = menuFactory_();
+  if (statusMenuController_) keeper_.startWith(statusMenuController_->ramDiskEntries());
+}
+
+void AppDelegate::stay() {
+  if (!statusMenuController_) keeper_.start();
+}
+
+// A system that gives no thread has the disks made on this one, before anything else.
+void AppDelegate::startRecovery() {
+  recovering_ = true;
+  try {
+    std::thread([self = shared_from_this(), entries = ramDiskEntries_,
+                 disks = ramDiskEntries_->ramDisks()] {
+      self->qv_recoverRamDiskEntries(*entries, disks);
+    }).detach();
+  } catch (const std::system_error& error) {
+    QVLogError(kClass, "thread==nil error:{}", error.what());
+    qv_recoverRamDiskEntries(*ramDiskEntries_, ramDiskEntries_->ramDisks());
+  }
+}
+
+void AppDelegate::qv_recoverRamDiskEntries(QVRamDiskEntries& entries, const Disks& disks) {
+  for (const auto& disk : disks)
+    if (!stopRecovery_) recover(entries, disk);
+  recovering_ = false;
+  services().mainLoop->post([self = shared_from_this()] { self->mt_recoveredDidEnd(); });
+}
+
+void AppDelegate::recover(QVRamDiskEntries& entries, const QVRamDiskPtr& disk) {
+  if (disk->status() == QVRamDiskStatus_mounted || !finishCutOffActions(disk)) return;
+  if (disk->status() != QVRamDiskStatus_notCreated || !disk->createAtLogin()) return;
+  noteRecovered(disk);
+  entries.create(disk, 0);
+}
+
+// NO when something could not be put right: then nothing is mounted over it.
+bool AppDelegate::finishCutOffActions(const QVRamDiskPtr& disk) {
+  QVErrorPtr error;
+  const auto findings = recoverCutOffActions(disk, error);
+  for (const auto& finding : findings) QVLogWarning(kClass, "{}", finding.text);
+  if (!findings.empty()) noteRecovered(disk);
+  if (error)
+    QVLogError(kClass, "recoverCutOffActions {} error:{}", QVText(disk->name()),
+               QVDescription(error));
+  return !error;
+}
+
+void AppDelegate::noteRecovered(const QVRamDiskPtr& disk) {
+  const std::lock_guard lock(mutex_);
+  recovered_.push_back(disk);
+}
+
+void AppDelegate::mt_recoveredDidEnd() {
+  if (!ramDiskEntries_) return;
+  if (ramDiskEntries_->hasRunningAction()) {
+    QVLogError(kClass, "hasRunningAction==YES");
+    ramDiskEntries_->waitingEndAll();
+  }
+  saveStartUpRegistry();
+  ramDiskEntries_ = nullptr;
+  if (statusMenuController_) return keeper_.readAgain();
+  if (options_.service) {
+    stay();
+  } else {
+    terminate();
+  }
+}
+
+// What others changed in the file since it was read stays: making the disks may have taken long.
+void AppDelegate::saveStartUpRegistry() {
+  const std::lock_guard lock(mutex_);
+  ramDiskEntries_->readAgainKeepingStatesOf(recovered_);
+  ramDiskEntries_->writeRamDisksToDefaultLocation();
+}
+
+bool AppDelegate::applicationShouldTerminate() {
+  stopRecovery_ = true;
+  if (statusMenuController_) statusMenuController_->wantTerminate();
+  waitForRecovery();
+  if (options_.service && keeper_.isStarted()) keeper_.saveAndWait();
+  return true;
+}
+
+// No further disk is begun. The list is saved here, because the loop that would do it stops.
+void AppDelegate::waitForRecovery() {
+  if (!ramDiskEntries_ || options_.fromApp) return;
+  for (int pass = 0; isRecovering() && pass < SessionSave::kBusyPasses; ++pass)
+    services().mainLoop->sleep(SessionSave::kPass);
+  saveStartUpRegistry();
+  if (isRecovering()) return;
+  ramDiskEntries_ = nullptr;
+  if (options_.service) stay();
+}
+
+void AppDelegate::terminate() {
+  if (terminating_) return;
+  terminating_ = true;
+  if (applicationShouldTerminate()) services().mainLoop->stop();
+}

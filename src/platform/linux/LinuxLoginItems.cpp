@@ -1,0 +1,151 @@
+#include "platform/linux/LinuxLoginItems.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <set>
+
+#include "platform/linux/ExecLine.h"
+#include "platform/posix/FileContents.h"
+#include "platform/posix/PosixError.h"
+#include "platform/posix/PosixFiles.h"
+
+namespace platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kExtension[] = ".desktop";
+constexpr std::uintmax_t kMostBytes = 1U << 20U;
+constexpr int kMostNames = 100;
+
+bool isProgram(const std::string& path) {
+  const PosixFiles files;
+  return files.kind(path) == FileKind::Other && files.isExecutable(path);
+}
+
+// nullopt for what is no readable file of a sensible size; a pipe must not hold the caller up.
+std::optional<AutostartEntry> entryIn(const std::string& file) {
+  std::error_code error;
+  if (!fs::is_regular_file(file, error) || fs::file_size(file, error) > kMostBytes)
+    return std::nullopt;
+  auto text = readWholeFile(file);
+  if (!text) return std::nullopt;
+  return AutostartEntry(std::move(*text));
+}
+
+bool isLink(const std::string& file) {
+  std::error_code error;
+  return fs::is_symlink(file, error);
+}
+
+std::string fileName(const std::string& path) { return fs::path(path).filename(); }
+
+}  // namespace
+
+Result<std::vector<std::string>> LinuxLoginItems::namesIn(const std::string& folder) const {
+  const PosixFiles files;
+  if (files.kind(folder) == FileKind::Missing) return std::vector<std::string>();
+  auto names = files.names(folder);
+  if (!names) return names;
+  std::erase_if(*names, [](const std::string& name) { return !name.ends_with(kExtension); });
+  std::sort(names->begin(), names->end());
+  return names;
+}
+
+// The folders for all users are not this user's to mend: one that cannot be read holds nothing.
+Result<std::vector<LoginItem>> LinuxLoginItems::snapshot() const {
+  std::vector<LoginItem> items;
+  std::set<std::string> seen;
+  auto own = namesIn(folders_.own);
+  if (!own) return own.error();
+  const auto add = [&](const std::string& folder, const std::vector<std::string>& names) {
+    for (const std::string& name : names) {
+      const std::string file = fs::path(folder) / name;
+      const auto entry = seen.insert(name).second ? entryIn(file) : std::nullopt;
+      if (entry && !entry->isHidden() && entry->isApplication())
+        items.push_back(itemOf(*entry, file));
+    }
+  };
+  add(folders_.own, *own);
+  for (const std::string& folder : folders_.system)
+    add(folder, namesIn(folder).value().value_or(std::vector<std::string>()));
+  return items;
+}
+
+LoginItem LinuxLoginItems::itemOf(const AutostartEntry& entry, const std::string& file) const {
+  const std::string program = programOf(entry);
+  if (program.empty()) return {fs::path(file).stem(), file, std::nullopt, false};
+  const auto tried = entry.value("TryExec");
+  const bool isThere =
+      isProgram(program) && (!tried || isProgram(resolved(unescapedValue(*tried))));
+  return {fileName(program), file, program, !isThere};
+}
+
+// Empty when the entry does not say.
+std::string LinuxLoginItems::programOf(const AutostartEntry& entry) const {
+  return resolved(programOfExec(entry.value("Exec").value_or("")).value_or(""));
+}
+
+// A name that is nowhere in PATH stays a name.
+std::string LinuxLoginItems::resolved(const std::string& program) const {
+  if (program.empty() || program.find('/') != program.npos) return program;
+  for (const std::string& folder : folders_.executables) {
+    std::string path = fs::path(folder) / program;
+    if (isProgram(path)) return path;
+  }
+  return program;
+}
+
+bool LinuxLoginItems::isForAllUsers(const std::string& name) const {
+  return std::any_of(
+      folders_.system.begin(), folders_.system.end(),
+      [&](const std::string& folder) { return entryIn(folder + "/" + name).has_value(); });
+}
+
+Failure LinuxLoginItems::insertHiddenAtEnd(const std::string& path) {
+  const std::string stem = fileName(path);
+  for (int i = 1; i <= kMostNames; ++i) {
+    const std::string name = stem + (i > 1 ? "-" + std::to_string(i) : "") + kExtension;
+    auto entry = entryIn(ownPath(name));
+    const bool isTaken = entry && fileName(programOf(*entry)) != stem;
+    if (isTaken || (!entry && fs::exists(fs::symlink_status(ownPath(name))))) continue;
+    if (!entry) return write(name, AutostartEntry::starting(path));
+    entry->start(path);
+    return write(name, *entry);
+  }
+  return posixError(EEXIST, ownPath(stem + kExtension));
+}
+
+Failure LinuxLoginItems::remove(const LoginItem& item) {
+  const std::string name = fileName(item.reference);
+  const auto entry = entryIn(item.reference);
+  if (!entry) return posixError(ENOENT, item.reference);
+  const bool isOwn = item.reference == ownPath(name);
+  if (!isOwn || isForAllUsers(name)) return hide(item.reference, name);
+  const std::string program = programOfExec(entry->value("Exec").value_or("")).value_or("");
+  const bool isAsWritten = entry->text() == AutostartEntry::starting(program).text();
+  if (isAsWritten || isLink(item.reference)) return PosixFiles().remove(item.reference);
+  return hide(item.reference, name);
+}
+
+// The user's file of that name holds against the one for all users.
+Failure LinuxLoginItems::hide(const std::string& file, const std::string& name) {
+  auto entry = entryIn(file);
+  if (!entry) return posixError(ENOENT, file);
+  entry->set("Hidden", "true");
+  return write(name, *entry);
+}
+
+// A link is replaced and what it leads to left alone.
+Failure LinuxLoginItems::write(const std::string& name, const AutostartEntry& entry) {
+  if (folders_.own.empty()) return posixError(ENOENT, "the folder of autostart entries");
+  PosixFiles files;
+  if (auto failure = files.createDirectories(folders_.own)) return failure;
+  if (isLink(ownPath(name))) {
+    if (auto failure = files.remove(ownPath(name))) return failure;
+  }
+  return replaceWholeFile(ownPath(name), entry.text());
+}
+
+}  // namespace platform

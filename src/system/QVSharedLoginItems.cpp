@@ -1,0 +1,82 @@
+#include "system/QVSharedLoginItems.h"
+
+#include <filesystem>
+#include <vector>
+
+#include "core/QVError.h"
+#include "core/QVLog.h"
+#include "extensions/PathExtension.h"
+#include "platform/Services.h"
+
+namespace {
+
+using platform::LoginItem;
+using platform::services;
+
+constexpr std::string_view kClass = "QVSharedLoginItems";
+
+enum class Relation { None, Leftover, Own };
+
+bool bearsName(const LoginItem& item, const std::string& application) {
+  const std::string file = extensions::lastPathComponent(application);
+  return item.displayName == file || item.displayName == std::filesystem::path(file).stem();
+}
+
+// An item that cannot be resolved for another reason than a missing program counts for nothing.
+Relation relation(const LoginItem& item, const std::string& application) {
+  if (!item.stale && !item.path) return Relation::None;
+  if (!item.stale && *item.path == application) return Relation::Own;
+  return bearsName(item, application) ? Relation::Leftover : Relation::None;
+}
+
+std::optional<std::vector<LoginItem>> itemsFor(const QVSharedLoginItems::Path& application) {
+  if (!application) return std::nullopt;
+  auto items = services().loginItems->snapshot();
+  if (items) return *items;
+  QVLogError(kClass, "snapshot==NULL");
+  return std::nullopt;
+}
+
+void remove(const LoginItem& item) {
+  if (const auto error = services().loginItems->remove(item))
+    QVLogError(kClass, "LSSharedFileListItemRemove:{} urlRef:{}", error->code, QVText(item.path));
+}
+
+}  // namespace
+
+bool QVSharedLoginItems::isLoginItem(const Path& application, bool& isValid) {
+  isValid = false;
+  bool isListed = false;
+  const auto items = itemsFor(application);
+  if (!items) return false;
+  for (const auto& item : *items) {
+    const Relation found = relation(item, *application);
+    isListed = isListed || found == Relation::Leftover;
+    isValid = isValid || found == Relation::Own;
+  }
+  return isListed || isValid;
+}
+
+bool QVSharedLoginItems::addLoginItem(const Path& application) {
+  const auto items = itemsFor(application);
+  if (!items) return false;
+  bool isPresent = false;
+  for (const auto& item : *items) {
+    const Relation found = relation(item, *application);
+    if (found == Relation::Leftover) remove(item);
+    isPresent = isPresent || found == Relation::Own;
+  }
+  return isPresent || !services().loginItems->insertHiddenAtEnd(*application);
+}
+
+bool QVSharedLoginItems::removeLoginItem(const Path& application) {
+  const auto items = itemsFor(application);
+  if (!items) return false;
+  bool wasAttempted = false;
+  for (const auto& item : *items) {
+    if (relation(item, *application) == Relation::None) continue;
+    remove(item);
+    wasAttempted = true;
+  }
+  return wasAttempted;
+}

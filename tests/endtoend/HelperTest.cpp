@@ -1,0 +1,177 @@
+// The helper as a session runs it: real processes, real mounts, a home of its own.
+
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <thread>
+
+#include "tests/support/Scratch.h"
+
+extern char** environ;
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+class Helper {
+ public:
+  explicit Helper(std::vector<std::string> args = {}) {
+    args.insert(args.begin(), TARNVALE_HELPER);
+    std::vector<char*> pointers;
+    for (auto& arg : args) pointers.push_back(arg.data());
+    pointers.push_back(nullptr);
+    EXPECT_EQ(posix_spawn(&process_, TARNVALE_HELPER, nullptr, nullptr, pointers.data(), environ),
+              0);
+  }
+  ~Helper() {
+    if (process_ <= 0) return;
+    kill(process_, SIGKILL);
+    waitpid(process_, nullptr, 0);
+  }
+  Helper(const Helper&) = delete;
+  Helper& operator=(const Helper&) = delete;
+
+  pid_t process() const { return process_; }
+  void ask() const { kill(process_, SIGTERM); }
+  bool isRunning() { return !ended(WNOHANG); }
+  // The exit status, -1 for a signal's.
+  int end() {
+    ended(0);
+    return WIFEXITED(status_) ? WEXITSTATUS(status_) : -1;
+  }
+
+ private:
+  bool ended(int options) {
+    if (process_ > 0 && waitpid(process_, &status_, options) == process_) process_ = 0;
+    return process_ == 0;
+  }
+  pid_t process_ = 0;
+  int status_ = 0;
+};
+
+class HelperTest : public testing::Test {
+ protected:
+  HelperTest() {
+    setenv("HOME", home.c_str(), 1);
+    for (const char* name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME"}) unsetenv(name);
+  }
+  ~HelperTest() override { run("eject --all --quiet"); }
+
+  static int run(const std::string& arguments) {
+    return std::system(
+        (std::string(TARNVALE_PROGRAM) + " " + arguments + " >/dev/null 2>&1").c_str());
+  }
+  std::string add(const std::string& name, const std::string& more = {}) {
+    const std::string folder = scratch.directory("home/work/" + name);
+    EXPECT_EQ(run("add '" + folder + "' --size 200M --at-login " + more), 0) << name;
+    return folder;
+  }
+  std::string show(const std::string& name) {
+    const std::string file = scratch.path("shown");
+    std::system(
+        (std::string(TARNVALE_PROGRAM) + " show " + name + " --json >'" + file + "' 2>&1").c_str());
+    return readFile(file);
+  }
+  static std::string mounts() { return readFile("/proc/self/mountinfo"); }
+  static bool isMounted(const std::string& path) {
+    return mounts().find(" " + path + " ") != std::string::npos;
+  }
+  static std::size_t mountPlace(const std::string& path) { return mounts().find(" " + path + " "); }
+  static bool comesTrue(const std::function<bool()>& condition) {
+    const auto limit = Clock::now() + 20s;
+    while (!condition() && Clock::now() < limit) std::this_thread::sleep_for(10ms);
+    return condition();
+  }
+
+  Scratch scratch;
+  std::string home = scratch.directory("home");
+};
+
+TEST_F(HelperTest, AtLoginTheDisksComeUpInOrderAndItEnds) {
+  const auto first = add("first");
+  const auto mounted = add("mounted");
+  const auto large = add("large");
+  const auto last = add("last");
+  ASSERT_EQ(std::system(("head -c 260000000 /dev/zero > '" + large + "/file'").c_str()), 0);
+  ASSERT_EQ(run("create mounted"), 0);
+  scratch.file("home/work/mounted/new", "new");
+  const std::string device = show("mounted");
+
+  EXPECT_EQ(Helper().end(), 0);
+  EXPECT_TRUE(isMounted(first) && isMounted(last));
+  EXPECT_LT(mountPlace(first), mountPlace(last));
+  EXPECT_FALSE(isMounted(large));
+  EXPECT_EQ(fs::file_size(large + "/file"), 260000000U);
+  EXPECT_EQ(readFile(mounted + "/new"), "new");
+  const std::string file = readFile(home + "/.local/share/com.tarnvale.Tarnvale/RamDiskEntries");
+  EXPECT_FALSE(file.empty());
+  for (const char* name : {"first", "mounted", "last"})
+    EXPECT_NE(show(name).find("\"mounted\""), std::string::npos) << show(name);
+  EXPECT_NE(show("large").find("\"notCreated\""), std::string::npos) << show("large");
+  EXPECT_EQ(show("mounted"), device) << "it was left alone";
+  ASSERT_EQ(run("eject --all"), 0) << "the registry knows the volumes";
+  EXPECT_EQ(mounts().find("/run/tarnvale/disk"), std::string::npos);
+}
+
+TEST_F(HelperTest, ASecondHelperTakesThePlaceOfTheFirst) {
+  const auto folder = add("cache");
+  Helper first({"--service"});
+  ASSERT_TRUE(comesTrue([&] { return show("cache").find("\"mounted\"") != std::string::npos; }));
+  Helper second({"--service"});
+  EXPECT_EQ(first.end(), 0);
+  EXPECT_TRUE(second.isRunning());
+  EXPECT_TRUE(isMounted(folder));
+  Helper third({"--no-menu", "FromApp"});
+  EXPECT_EQ(second.end(), 0);
+  EXPECT_TRUE(third.isRunning());
+  third.ask();
+  EXPECT_EQ(third.end(), 0);
+}
+
+TEST_F(HelperTest, AServiceSavesWhenItIsAskedToEnd) {
+  const auto folder = add("cache");
+  Helper helper({"--service"});
+  ASSERT_TRUE(comesTrue([&] { return show("cache").find("\"mounted\"") != std::string::npos; }));
+  scratch.file("home/work/cache/new", "new");
+  helper.ask();
+  EXPECT_EQ(helper.end(), 0);
+  EXPECT_EQ(readFile(folder + " (Tarnvale Backup Base)/new"), "new");
+  EXPECT_TRUE(isMounted(folder));
+}
+
+// The disk at hand is finished and remembered, the next is not begun.
+TEST_F(HelperTest, AHelperWhoseActionRunsHasItsTime) {
+  const std::string gate = scratch.path("gate");
+  const std::string reached = scratch.path("reached");
+  ASSERT_EQ(mkfifo(gate.c_str(), 0600), 0);
+  const auto command = scratch.executable(
+      "command", "#!/bin/sh\n: > '" + reached + "'\nread line < '" + gate + "'\n");
+  const auto first = add("first", "--post-command '" + command + "'");
+  const auto second = add("second");
+  Helper helper;
+  ASSERT_TRUE(comesTrue([&] { return fs::exists(reached); }));
+  helper.ask();
+  std::this_thread::sleep_for(200ms);  // it would have ended long ago
+  EXPECT_TRUE(helper.isRunning());
+  std::ofstream(gate) << "go\n";
+  EXPECT_EQ(helper.end(), 0);
+  EXPECT_NE(show("first").find("\"mounted\""), std::string::npos) << show("first");
+  EXPECT_TRUE(isMounted(first));
+  EXPECT_FALSE(isMounted(second));
+}
+
+TEST_F(HelperTest, WhatItDoesNotKnowItRefuses) {
+  EXPECT_EQ(Helper({"--what"}).end(), 2);
+  EXPECT_EQ(Helper({"--version"}).end(), 0);
+}
+
+}  // namespace

@@ -1,0 +1,167 @@
+#include "platform/linux/LinuxDefaults.h"
+
+#include <gtest/gtest.h>
+#include <systemd/sd-bus.h>
+
+#include <atomic>
+#include <functional>
+#include <thread>
+
+#include "tests/support/PrivateBus.h"
+#include "tests/support/Scratch.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr char kStyle[] = "AppleInterfaceStyle";
+constexpr char kPath[] = "/org/freedesktop/portal/desktop";
+constexpr char kSettings[] = "org.freedesktop.portal.Settings";
+constexpr char kAppearance[] = "org.freedesktop.appearance";
+constexpr char kScheme[] = "color-scheme";
+
+// The desktop's portal on a private bus. An old one knows only "Read", which wraps twice.
+class Portal {
+ public:
+  enum class Kind { Current, Old, Foreign, Silent };
+  Portal(const std::string& address, Kind kind, std::uint32_t scheme)
+      : kind_(kind),
+        scheme_(scheme),
+        bus_(address, BusOwner::Anybody, {[this](sd_bus* bus) { serve(bus); }, [](int) {}}) {
+    wait([](sd_bus*) {});
+  }
+
+  void change(const char* space, const char* key, std::uint32_t scheme) {
+    wait([&](sd_bus* bus) {
+      EXPECT_GE(sd_bus_emit_signal(bus, kPath, kSettings, "SettingChanged", "ssv", space, key, "u",
+                                   scheme),
+                0);
+    });
+  }
+  void changeToText() {
+    wait([&](sd_bus* bus) {
+      EXPECT_GE(sd_bus_emit_signal(bus, kPath, kSettings, "SettingChanged", "ssv", kAppearance,
+                                   kScheme, "s", "dark"),
+                0);
+    });
+  }
+  std::atomic<int> questions{0};
+
+ private:
+  void wait(const Bus::Work& work) { bus_.performAndWait(work, std::chrono::minutes(1)); }
+
+  void serve(sd_bus* bus) {
+    const auto handler = [](sd_bus_message* message, void* self, sd_bus_error*) {
+      return static_cast<Portal*>(self)->answer(message);
+    };
+    EXPECT_GE(sd_bus_add_object(bus, nullptr, kPath, handler, this), 0);
+    EXPECT_GE(sd_bus_request_name(bus, "org.freedesktop.portal.Desktop", 0), 0);
+  }
+
+  int answer(sd_bus_message* message) {
+    const bool readsOne = sd_bus_message_is_method_call(message, kSettings, "ReadOne") > 0;
+    if (!readsOne && sd_bus_message_is_method_call(message, kSettings, "Read") <= 0) return 0;
+    ++questions;
+    if (kind_ == Kind::Silent) return 1;
+    if (kind_ == Kind::Foreign) return sd_bus_reply_method_return(message, "s", "dark");
+    if (kind_ == Kind::Old && readsOne) return 0;
+    if (readsOne) return sd_bus_reply_method_return(message, "v", "u", scheme_);
+    return sd_bus_reply_method_return(message, "v", "v", "u", scheme_);
+  }
+
+  const Kind kind_;
+  const std::uint32_t scheme_;
+  Bus bus_;
+};
+
+class LinuxDefaultsTest : public testing::Test {
+ protected:
+  bool isDark() const { return defaults->string(kStyle) == "Dark"; }
+  void expectSoon(bool dark) const {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (isDark() != dark && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+    EXPECT_EQ(isDark(), dark);
+  }
+  std::unique_ptr<LinuxDefaults> anew() const {
+    return std::make_unique<LinuxDefaults>(FileDefaults(folder.path("defaults.plist")), bus.address());
+  }
+
+  PrivateBus bus;
+  Scratch folder;
+  std::unique_ptr<LinuxDefaults> defaults = anew();
+};
+
+}  // namespace
+
+TEST_F(LinuxDefaultsTest, TellTheColourSchemeOfThePortal) {
+  struct {
+    Portal::Kind kind;
+    std::uint32_t scheme;
+    bool isDark;
+    int questions;
+  } const kCases[] = {{Portal::Kind::Current, 0, false, 1}, {Portal::Kind::Current, 1, true, 1},
+                      {Portal::Kind::Current, 2, false, 1}, {Portal::Kind::Current, 9, false, 1},
+                      {Portal::Kind::Old, 1, true, 2},      {Portal::Kind::Old, 2, false, 2},
+                      {Portal::Kind::Foreign, 1, false, 1}};
+  for (const auto& test : kCases) {
+    defaults.reset();  // or it would ask this portal too
+    Portal portal(bus.address(), test.kind, test.scheme);
+    defaults = anew();
+    EXPECT_EQ(defaults->string("Other"), std::nullopt);
+    EXPECT_EQ(portal.questions, 0) << "nobody wanted to know";
+    EXPECT_EQ(isDark(), test.isDark) << test.scheme;
+    EXPECT_EQ(isDark(), test.isDark) << test.scheme;
+    EXPECT_EQ(portal.questions, test.questions);
+  }
+}
+
+TEST_F(LinuxDefaultsTest, FollowItsChanges) {
+  Portal portal(bus.address(), Portal::Kind::Current, 2);
+  EXPECT_FALSE(isDark());
+  portal.change(kAppearance, kScheme, 1);
+  expectSoon(true);
+  portal.change(kAppearance, "contrast", 0);
+  portal.change("org.example", kScheme, 0);
+  portal.changeToText();
+  portal.change(kAppearance, kScheme, 1);
+  EXPECT_TRUE(isDark());
+  portal.change(kAppearance, kScheme, 0);
+  expectSoon(false);
+  EXPECT_EQ(portal.questions, 1);
+}
+
+TEST_F(LinuxDefaultsTest, AreLightUntilAPortalSaysOtherwise) {
+  EXPECT_FALSE(isDark());
+  {
+    Portal portal(bus.address(), Portal::Kind::Current, 1);
+    expectSoon(true);
+  }
+  EXPECT_TRUE(isDark()) << "as it was last";
+  bus.stop();
+  EXPECT_TRUE(isDark());
+  bus.start();
+  Portal portal(bus.address(), Portal::Kind::Current, 2);
+  expectSoon(false);
+}
+
+TEST_F(LinuxDefaultsTest, DoNotWaitForAPortalThatHangs) {
+  Portal portal(bus.address(), Portal::Kind::Silent, 1);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_FALSE(isDark());
+  EXPECT_FALSE(isDark());
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  portal.change(kAppearance, kScheme, 1);
+  expectSoon(true);
+}
+
+TEST_F(LinuxDefaultsTest, LetTheFileOverrideTheDesktop) {
+  Portal portal(bus.address(), Portal::Kind::Current, 1);
+  folder.file("defaults.plist",
+              "<plist version=\"1.0\"><dict><key>AppleInterfaceStyle</key><string>Light</string>"
+              "<key>Number</key><integer>6</integer></dict></plist>");
+  EXPECT_EQ(defaults->string(kStyle), "Light");
+  EXPECT_EQ(defaults->integer("Number"), 6);
+  EXPECT_EQ(portal.questions, 0);
+  folder.file("defaults.plist", "");
+  EXPECT_TRUE(isDark());
+}

@@ -1,0 +1,237 @@
+#include "platform/linux/LinuxNotifications.h"
+
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <systemd/sd-bus.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+
+#include "platform/linux/BusAddress.h"
+#include "tests/support/Doubles.h"
+#include "tests/support/PrivateBus.h"
+#include "tests/support/TurningLoop.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr char kName[] = "ListDidChange";
+constexpr char kPath[] = "/com/tarnvale/Notifications";
+constexpr char kInterface[] = "com.tarnvale.Notifications";
+
+class LinuxNotificationsTest : public testing::Test {
+ protected:
+  std::unique_ptr<LinuxNotifications> program(const std::string& address) {
+    return std::make_unique<LinuxNotifications>(loop, log, address);
+  }
+  std::unique_ptr<LinuxNotifications> program() { return program(bus.address()); }
+
+  // Notes what the program hears as "object" and the user information.
+  void listen(LinuxNotifications& to) {
+    to.observe(kName, [this](const Notification& one) {
+      EXPECT_TRUE(loop->isMainThread());
+      std::string text = one.object;
+      for (const auto& [key, value] : one.userInfo) text.append(" ").append(key).append(value);
+      heard.push_back(text);
+    });
+  }
+
+  void runUntilHeard(const std::string& last) {
+    loop->runUntil([&] { return !heard.empty() && heard.back() == last; });
+  }
+
+  PrivateBus bus;
+  std::shared_ptr<TurningLoop> loop = std::make_shared<TurningLoop>();
+  std::shared_ptr<doubles::RecordingLog> log = std::make_shared<doubles::RecordingLog>();
+  std::vector<std::string> heard;
+};
+
+// Signals as anybody on the bus may send them.
+class RawSender {
+ public:
+  explicit RawSender(const std::string& address) {
+    EXPECT_EQ(openBus(address, BusOwner::Anybody, connection_), 0);
+  }
+  template <class... Args>
+  void send(const char* path, const char* interface, const char* member, const char* types,
+            Args... args) {
+    EXPECT_GE(sd_bus_emit_signal(connection_.get(), path, interface, member, types, args...), 0);
+    EXPECT_GE(sd_bus_flush(connection_.get()), 0);
+  }
+  void post(const char* object) { send(kPath, kInterface, "Posted", "ssa{ss}", kName, object, 0); }
+
+  void sendMalformed() {
+    send(kPath, kInterface, "Posted", "ss", kName, "short");
+    send(kPath, kInterface, "Posted", "ssa{sv}", kName, "variant", 1, "key", "i", 4);
+    send(kPath, kInterface, "Posted", "u", 7U);
+    send(kPath, kInterface, "Posted", "");
+    send(kPath, kInterface, "Sent", "ssa{ss}", kName, "member", 0);
+    send(kPath, "com.tarnvale.Other", "Posted", "ssa{ss}", kName, "interface", 0);
+    send("/com/tarnvale/Other", kInterface, "Posted", "ssa{ss}", kName, "path", 0);
+    const std::string large(70'000, 'x');
+    send(kPath, kInterface, "Posted", "ssa{ss}", kName, large.c_str(), 0);
+  }
+
+ private:
+  BusConnection connection_;
+};
+
+std::chrono::milliseconds processorTime() {
+  timespec used{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+  return std::chrono::milliseconds(used.tv_sec * 1000 + used.tv_nsec / 1'000'000);
+}
+
+std::size_t threadCount() {
+  const std::filesystem::directory_iterator threads("/proc/self/task");
+  return static_cast<std::size_t>(std::distance(begin(threads), end(threads)));
+}
+
+}  // namespace
+
+TEST(BusAddress, IsWhatTheEnvironmentSays) {
+  std::map<std::string, std::string> variables;
+  const Environment environment = [&](const std::string& name) -> std::optional<std::string> {
+    const auto found = variables.find(name);
+    return found == variables.end() ? std::nullopt : std::optional(found->second);
+  };
+  EXPECT_EQ(sessionBusAddress(environment), "");
+  EXPECT_EQ(systemBusAddress(environment), "unix:path=/run/dbus/system_bus_socket");
+  variables["XDG_RUNTIME_DIR"] = "relative";
+  EXPECT_EQ(sessionBusAddress(environment), "");
+  variables["XDG_RUNTIME_DIR"] = "/run/a b,;=%";
+  EXPECT_EQ(sessionBusAddress(environment), "unix:path=/run/a%20b%2c%3b%3d%25/bus");
+  variables["DBUS_SESSION_BUS_ADDRESS"] = "unix:abstract=x";
+  variables["DBUS_SYSTEM_BUS_ADDRESS"] = "unix:path=/y";
+  EXPECT_EQ(sessionBusAddress(environment), "unix:abstract=x");
+  EXPECT_EQ(systemBusAddress(environment), "unix:path=/y");
+}
+
+TEST_F(LinuxNotificationsTest, ReachOthersAndThisProgramOnce) {
+  const auto here = program();
+  listen(*here);
+  here->post({kName, "own", {{"a", "1"}, {"b", "\u00e4\n"}}});
+  const std::string invalid("\xff");
+  here->post({kName, invalid, {}});  // goes no further than this program
+  const auto others = program();
+  others->post({"Other", "of no interest", {}});
+  others->post({kName, "other", {{"", ""}, {"k", "v"}}});
+  program()->post({kName, "gone at once", {}});
+  loop->runUntil([&] { return heard.size() >= 4; });
+  others->post({kName, "last", {}});
+  runUntilHeard("last");
+  std::sort(heard.begin(), heard.end());
+  EXPECT_EQ(heard, (std::vector<std::string>{"gone at once", "last", "other  kv",
+                                             "own a1 b\u00e4\n", invalid}));
+  EXPECT_EQ(log->entries().size(), 1U) << "of the invalid text";
+}
+
+TEST_F(LinuxNotificationsTest, MissNothingInABurstAndKeepNothingOfIt) {
+  constexpr std::size_t kBurst = 10'000;
+  const auto here = program();
+  listen(*here);
+  RawSender sender(bus.address());
+  RawSender other(bus.address());
+  std::size_t inUse = 0;
+  for (const int round : {1, 2}) {
+    heard.clear();
+    heard.reserve(kBurst + 2);
+    for (std::size_t i = 0; i < kBurst; ++i) {  // the main loop is busy all the time
+      if (i % 100 == 0) other.sendMalformed();
+      sender.post(std::to_string(i).c_str());
+    }
+    sender.post("end");
+    runUntilHeard("end");
+    ASSERT_EQ(heard.size(), kBurst + 1);
+    for (std::size_t i = 0; i < kBurst; ++i) ASSERT_EQ(heard[i], std::to_string(i));
+    EXPECT_LE(loop->most(), 256U);
+    const std::size_t now = mallinfo2().uordblks;
+    EXPECT_TRUE(round == 1 || now < inUse + 262'144) << now - inUse;
+    inUse = now;
+  }
+  EXPECT_TRUE(log->entries().empty());
+}
+
+TEST_F(LinuxNotificationsTest, BurstOfAProgramArrivesWholeThoughItEnds) {
+  const auto here = program();
+  listen(*here);
+  constexpr std::size_t kBurst = 10'000;
+  const auto elsewhere = std::make_shared<TurningLoop>();
+  {
+    LinuxNotifications other(elsewhere, log, bus.address());
+    for (std::size_t i = 0; i < kBurst; ++i) other.post({kName, std::to_string(i), {}});
+  }
+  runUntilHeard(std::to_string(kBurst - 1));
+  EXPECT_EQ(heard.size(), kBurst);
+}
+
+TEST_F(LinuxNotificationsTest, StayWithinTheProgramWhereThereIsNoBus) {
+  for (const std::string address : {"", "unix:path=/nonexistent/bus", "autolaunch:", "nonsense"}) {
+    heard.clear();
+    log->clear();
+    const auto here = program(address);
+    listen(*here);
+    for (int i = 0; i < 50; ++i) here->post({kName, "own", {}});
+    loop->runUntil([&] { return heard.size() == 50; });
+    here->observe("Other", [](const Notification&) {});
+    EXPECT_EQ(log->entries().size(), 1U) << address;
+    EXPECT_EQ(log->count("no session bus"), 1U) << address;
+  }
+}
+
+TEST_F(LinuxNotificationsTest, CostNothingUntilUsed) {
+  const std::size_t threads = threadCount();
+  const auto here = program();
+  here->remove(1);
+  EXPECT_EQ(threadCount(), threads);
+  here->post({kName, "", {}});
+  EXPECT_EQ(threadCount(), threads + 1);
+}
+
+TEST_F(LinuxNotificationsTest, UseTheBusAgainWhenItIsBack) {
+  const auto here = program();
+  const auto other = program();
+  listen(*here);
+  other->post({kName, "before", {}});
+  runUntilHeard("before");
+
+  bus.stop();
+  loop->runUntil([&] { return log->count("no session bus") == 2; });
+  const auto used = processorTime();
+  here->post({kName, "meanwhile", {}});
+  runUntilHeard("meanwhile");
+  bus.start();
+  loop->runUntil([&] { return log->count("is back") == 2; });
+  EXPECT_LT(processorTime() - used, std::chrono::milliseconds(300)) << "a second of waiting";
+  other->post({kName, "after", {}});
+  runUntilHeard("after");
+  EXPECT_EQ(heard, (std::vector<std::string>{"before", "meanwhile", "after"}));
+  EXPECT_EQ(log->entries().size(), 4U);
+}
+
+TEST_F(LinuxNotificationsTest, DoNotWaitForABusThatHangs) {
+  const auto start = std::chrono::steady_clock::now();
+  bus.hang();
+  {
+    const auto here = program();
+    listen(*here);
+    here->post({kName, "own", {}});
+    runUntilHeard("own");
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+  bus.goOn();
+}
+
+TEST_F(LinuxNotificationsTest, DoNotUseTheBusOfAnotherUser) {
+  if (std::system("setpriv --reuid=1000 --regid=1000 --clear-groups true 2>&-") != 0)
+    GTEST_SKIP() << "takes the superuser, to be another";
+  PrivateBus foreign({"setpriv", "--reuid=1000", "--regid=1000", "--clear-groups"});
+  RawSender reachable(foreign.address());
+  const auto here = program(foreign.address());
+  listen(*here);
+  EXPECT_EQ(log->count("not permitted"), 1U);
+  here->post({kName, "own", {}});
+  runUntilHeard("own");
+}

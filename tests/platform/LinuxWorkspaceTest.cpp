@@ -1,0 +1,184 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+
+#include "extensions/FileUrl.h"
+#include "platform/linux/DetachedProgram.h"
+#include "platform/linux/LinuxApplications.h"
+#include "platform/linux/LinuxWorkspace.h"
+#include "platform/posix/FileDescriptor.h"
+#include "tests/support/Scratch.h"
+
+using namespace platform;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kActivityMonitor[] = "com.apple.ActivityMonitor";
+constexpr char kDiskUtility[] = "com.apple.DiskUtility";
+
+// A desktop made up in a folder. Its programs are scripts that tell through a pipe how they were
+// started.
+class LinuxWorkspaceTest : public testing::Test {
+ protected:
+  LinuxWorkspaceTest() {
+    EXPECT_EQ(mkfifo(desktop.path("told").c_str(), 0600), 0);
+    desktop.directory("home");
+  }
+
+  // A program that tells its own name and each argument on a line of its own.
+  std::string program(const std::string& name, const std::string& more = {}) const {
+    return desktop.executable(name, "#!/bin/sh\nexec >" + desktop.path("told") +
+                                        "\nprintf '%s\\n' \"${0##*/}\" \"$@\"\n" + more + "\n");
+  }
+
+  void entry(const std::string& name, const std::string& executable) const {
+    desktop.file("share/applications/" + name + ".desktop",
+                 "[Desktop Entry]\nType=Application\nName=X\nExec=" + executable + " %U\n");
+  }
+
+  // What one program tells, from its start to its end. It waits for its reader.
+  std::string told() const {
+    const FileDescriptor reading(
+        ::open(desktop.path("told").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    pollfd waiting{reading.get(), POLLIN, 0};
+    EXPECT_EQ(poll(&waiting, 1, 60'000), 1) << "nothing was started";
+    EXPECT_EQ(fcntl(reading.get(), F_SETFL, 0), 0);
+    std::string text;
+    for (char c = 0; read(reading.get(), &c, 1) == 1;) text += c;
+    return text;
+  }
+
+  Scratch desktop;
+  ApplicationFolders folders{{desktop.path("share/applications")}, {desktop.path("bin")}};
+  LinuxApplications applications{folders};
+  LinuxWorkspace workspace{
+      {.applications = folders, .sessionBus = {}, .home = desktop.path("home")}};
+};
+
+TEST_F(LinuxWorkspaceTest, HandsPathsAndUrlsOverAsTheyAre) {
+  program("bin/xdg-open");
+  const std::string strange = "home/-a 'b' \"c\" $(touch d); #%20ü\\";
+  const auto file = desktop.file(strange);
+  EXPECT_TRUE(workspace.open(file));
+  EXPECT_EQ(told(), "xdg-open\n" + file + "\n");
+  EXPECT_TRUE(workspace.openURL(extensions::fileUrl(file)));
+  EXPECT_EQ(told(), "xdg-open\n" + file + "\n");
+  EXPECT_TRUE(workspace.open(desktop.path("home")));
+  EXPECT_EQ(told(), "xdg-open\n" + desktop.path("home") + "\n");
+  for (const std::string url : {"https://example.org/?a=b&c#d", "mailto:a@b", "x-a+b.1:"}) {
+    EXPECT_TRUE(workspace.openURL(url));
+    EXPECT_EQ(told(), "xdg-open\n" + url + "\n");
+  }
+}
+
+TEST_F(LinuxWorkspaceTest, RefusesWhatIsNoPathAndNoUrl) {
+  const auto file = desktop.file("home/file");
+  EXPECT_FALSE(workspace.open(file)) << "nothing opens anything here";
+  program("bin/xdg-open");
+  for (const std::string path : {"", "home", "-x", "./file", "/nonexistent"})
+    EXPECT_FALSE(workspace.open(path)) << path;
+  for (const std::string url :
+       {"", "-x", "--help", "a b:c", ":c", "1a:b", "/etc/passwd", "a", "file:///nonexistent"})
+    EXPECT_FALSE(workspace.openURL(url)) << url;
+}
+
+TEST_F(LinuxWorkspaceTest, MakesDoWithAnotherOpener) {
+  program("bin/gio");
+  EXPECT_TRUE(workspace.openURL("https://example.org"));
+  EXPECT_EQ(told(), "gio\nopen\nhttps://example.org\n");
+}
+
+TEST_F(LinuxWorkspaceTest, StartsApplicationsAndNothingElseThatCanBeRun) {
+  program("bin/xdg-open");
+  const auto script = program("home/script");
+  EXPECT_TRUE(workspace.open(script));
+  EXPECT_EQ(told(), "xdg-open\n" + script + "\n");
+  entry("org.kde.ksysguard", program("bin/ksysguard"));
+  EXPECT_TRUE(workspace.open(applications.pathOfApplication(kActivityMonitor).value_or("")));
+  EXPECT_EQ(told(), "ksysguard\n");
+  EXPECT_EQ(workspace.launch(script, {"FromApp", "$(x)"}), std::nullopt);
+  EXPECT_EQ(told(), "script\nFromApp\n$(x)\n");
+  const auto missing = workspace.launch("/nonexistent", {});
+  ASSERT_TRUE(missing);
+  EXPECT_EQ(missing->code, ENOENT);
+  EXPECT_NE(missing->text.find("/nonexistent"), std::string::npos);
+  EXPECT_EQ(workspace.launch(desktop.file("plain"), {})->code, EACCES);
+}
+
+// The first of the utilities that desktops bring along that is really there.
+TEST_F(LinuxWorkspaceTest, FindsTheUtilitiesOfAnyDesktop) {
+  EXPECT_EQ(applications.pathOfApplication(kActivityMonitor), std::nullopt);
+  EXPECT_EQ(applications.pathOfApplication(kDiskUtility), std::nullopt);
+  for (const std::string name : {"xfce4-taskmanager", "org.kde.plasma-systemmonitor",
+                                 "gnome-system-monitor", "org.gnome.SystemMonitor"}) {
+    const auto path = desktop.executable("bin/" + name, "");
+    entry(name, path);
+    EXPECT_EQ(applications.pathOfApplication(kActivityMonitor), path);
+  }
+  fs::remove(desktop.path("bin/org.gnome.SystemMonitor"));
+  EXPECT_EQ(applications.pathOfApplication(kActivityMonitor),
+            desktop.path("bin/gnome-system-monitor"));
+  entry("gparted", desktop.executable("bin/gparted", ""));
+  EXPECT_EQ(applications.pathOfApplication(kDiskUtility), desktop.path("bin/gparted"));
+  entry("org.gnome.DiskUtility", desktop.executable("bin/gnome-disks", ""));
+  EXPECT_EQ(applications.pathOfApplication(kDiskUtility), desktop.path("bin/gnome-disks"));
+}
+
+// Nothing of ours reaches it: no parenthood, directory, stream, descriptor or signal setting.
+TEST_F(LinuxWorkspaceTest, LetsGoOfWhatItStarts) {
+  const auto started =
+      program("started",
+              "pwd\nwhile read -r line; do case $line in Sig[BI]*) echo \"$line\";; esac; done "
+              "</proc/$$/status\n"
+              "readlink /proc/$$/fd/0 /proc/$$/fd/2; [ -e /proc/$$/fd/77 ] && echo leaked");
+  const FileDescriptor inherited(dup2(STDERR_FILENO, 77));
+  sigset_t some;
+  sigset_t former;
+  sigemptyset(&some);
+  sigaddset(&some, SIGUSR1);
+  pthread_sigmask(SIG_BLOCK, &some, &former);
+  const auto handler = std::signal(SIGPIPE, SIG_IGN);
+  EXPECT_EQ(startDetached({started}, desktop.path("home")), std::nullopt);
+  pthread_sigmask(SIG_SETMASK, &former, nullptr);
+  std::signal(SIGPIPE, handler);
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+  EXPECT_EQ(errno, ECHILD) << "it is no child and leaves nothing to be reaped";
+  const std::string streams = "/dev/null\n/dev/null\n";
+  const std::string none = "0000000000000000\n";
+  EXPECT_EQ(told(), "started\n" + desktop.path("home") + "\nSigBlk:\t" + none + "SigIgn:\t" + none +
+                        streams);
+  EXPECT_EQ(startDetached({started}, desktop.path("missing")), std::nullopt);
+  EXPECT_EQ(told(), "started\n/\nSigBlk:\t" + none + "SigIgn:\t" + none + streams);
+}
+
+TEST_F(LinuxWorkspaceTest, NamesItemsAsTheyAre) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"/a/b.txt", "b.txt"}, {"/a/b/", "b"},   {"/a/b///", "b"}, {"/", "/"},
+      {"//", "/"},           {"name", "name"}, {"", ""},         {"/a/\xFF\xFEz", "\uFFFD\uFFFDz"}};
+  for (const auto& [path, name] : cases) EXPECT_EQ(workspace.displayName(path), name) << path;
+}
+
+TEST_F(LinuxWorkspaceTest, TellsFoldersAndVolumes) {
+  const auto folder = desktop.directory("home/folder");
+  fs::create_directory_symlink(folder, desktop.path("link"));
+  EXPECT_TRUE(workspace.isDirectory(folder));
+  EXPECT_FALSE(workspace.isVolume(folder));
+  EXPECT_FALSE(workspace.isDirectory(desktop.path("link")));
+  EXPECT_FALSE(workspace.isVolume("/nonexistent"));
+  ASSERT_EQ(mount("none", folder.c_str(), "tmpfs", 0, nullptr), 0);
+  EXPECT_TRUE(workspace.isVolume(folder));
+  ASSERT_EQ(umount(folder.c_str()), 0);
+  EXPECT_EQ(workspace.fileLabels().front().name, "None");
+  EXPECT_EQ(workspace.fileLabels().size(), 8U);
+}
+
+}  // namespace
