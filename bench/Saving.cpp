@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "BareLinks.h"
 #include "Contest.h"
 #include "Ground.h"
 #include "Measurements.h"
@@ -20,7 +21,7 @@ class Saves {
  public:
   Saves(std::string volume, const std::string& folder)
       : volume_(std::move(volume)), folder_(folder) {
-    for (const char* each : {kEngine, kCopied, kSynced, kLinked})
+    for (const char* each : {kEngine, kCopied, kSynced, kLinked, kBare})
       fs::create_directories(folder_ + "/" + each);
   }
 
@@ -51,6 +52,7 @@ class Saves {
   static constexpr char kCopied[] = "cp";
   static constexpr char kSynced[] = "rsync";
   static constexpr char kLinked[] = "rsync links";
+  static constexpr char kBare[] = "bare calls";
 
  private:
   std::string sync() const { return " && sync -f '" + folder_ + "'"; }
@@ -76,6 +78,7 @@ std::string firstSaves(const DataSet& set, const Saves& saves) {
 // The standing copies are those that the first saves left.
 std::string laterSaves(const DataSet& set, const Saves& saves, const std::string& volume) {
   saves.rsync("", saves.of(Saves::kLinked));
+  saves.rsync("", saves.of(Saves::kBare));
   const auto check = [&](const char* program) { return [&, program] { saves.check(program); }; };
   const auto turn = [&](const char* program) { return [&, program] { saves.turnOver(program); }; };
   const std::string link = "--link-dest='" + saves.of(Saves::kLinked) + "'";
@@ -96,7 +99,9 @@ std::string laterSaves(const DataSet& set, const Saves& saves, const std::string
                  [&] { saves.copy(saves.nextOf(Saves::kCopied)); },
                  {},
                  turn(Saves::kCopied),
-                 8}},
+                 8},
+                {"only the calls that second names take, with `syncfs`",
+                 [&] { bareLinks(volume, saves.of(Saves::kBare)); }}},
                [&] { changeSome(set, volume, round++); }});
 }
 

@@ -13,10 +13,12 @@
 namespace {
 
 constexpr int kUsage = 2;
+constexpr std::int64_t kWholeLog = 0;
 
-platform::LinuxOptions linuxOptions() {
+platform::LinuxOptions linuxOptions(bool verbose) {
   platform::LinuxOptions options;
   options.identifier = kHelperBundleId;
+  if (verbose) options.standardErrorSeverity = kWholeLog;
   options.information = {{"CFBundleName", "Tarnvale-Helper"},
                          {"CFBundleShortVersionString", TARNVALE_VERSION},
                          {"CFBundleVersion", TARNVALE_VERSION}};
@@ -25,7 +27,7 @@ platform::LinuxOptions linuxOptions() {
 
 // Ends without destructors when an action that had its time is still at work.
 int runHelper(const app::HelperOptions& options) {
-  platform::install(platform::linuxServices(linuxOptions()));
+  platform::install(platform::linuxServices(linuxOptions(options.verbose)));
   auto& loop = *platform::services().mainLoop;
   const auto delegate = std::make_shared<AppDelegate>(options);
   const platform::TerminationSignals signals([&] { loop.post([&] { delegate->terminate(); }); });

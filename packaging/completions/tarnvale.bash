@@ -16,7 +16,7 @@ _tarnvale_disks() {
 
 _tarnvale() {
     local cur=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} verb='' word
-    local verbs='add set remove move list show kinds create eject remount rebuild sync backup clean recover menu-bar'
+    local verbs='add set remove move list show kinds create eject remount rebuild sync backup clean recover menu-bar session-save'
     local common='--help --quiet --verbose'
     local settings='--kind --simulator --name --directory --size --backup --backup-dir
 --post-command --index --format --at-login --no-at-login --measure --no-measure'
@@ -58,7 +58,7 @@ _tarnvale() {
     fi
     case $verb in
         add) compopt -o filenames; COMPREPLY=($(compgen -d -- "$cur")) ;;
-        menu-bar) _tarnvale_words $'on\noff' ;;
+        menu-bar | session-save) _tarnvale_words $'on\noff' ;;
         list | kinds) ;;
         *) _tarnvale_disks ;;
     esac

@@ -1,6 +1,6 @@
 # Completion of tarnvale for fish.
 
-set -l verbs add set remove move list show kinds create eject remount rebuild sync backup clean recover menu-bar
+set -l verbs add set remove move list show kinds create eject remount rebuild sync backup clean recover menu-bar session-save
 set -l actions create eject remount rebuild sync backup clean recover
 
 complete -c tarnvale -f
@@ -26,10 +26,11 @@ complete -c tarnvale -n $first -a backup -d 'Save to the backup folder'
 complete -c tarnvale -n $first -a clean -d 'Delete the contents of mounted disks'
 complete -c tarnvale -n $first -a recover -d 'Put right what cut-off actions have left'
 complete -c tarnvale -n $first -a menu-bar -d 'Show the disks in the menu bar'
+complete -c tarnvale -n $first -a session-save -d 'Save mounted disks when the session ends'
 
 complete -c tarnvale -n "__fish_seen_subcommand_from set remove move show $actions" -a '(tarnvale list --names 2>/dev/null)'
 complete -c tarnvale -n '__fish_seen_subcommand_from add' -a '(__fish_complete_directories)'
-complete -c tarnvale -n '__fish_seen_subcommand_from menu-bar' -a 'on off'
+complete -c tarnvale -n '__fish_seen_subcommand_from menu-bar session-save' -a 'on off'
 complete -c tarnvale -n "__fish_seen_subcommand_from show $actions" -l all -d 'Every disk'
 complete -c tarnvale -n '__fish_seen_subcommand_from list show kinds recover' -l json -d 'Write JSON'
 complete -c tarnvale -n '__fish_seen_subcommand_from list' -l names -d 'Write the names only'

@@ -16,6 +16,9 @@ namespace {
 
 constexpr std::string_view kClass = "AppDelegate";
 
+// The time that a helper has to end: for its action and for its last save.
+constexpr int kOthersPasses = SessionSave::kBusyPasses + SessionSave::kMostPasses;
+
 }  // namespace
 
 AppDelegate::AppDelegate(const app::HelperOptions& options, app::MenuFactory menuFactory)
@@ -68,11 +71,27 @@ void AppDelegate::qv_recoverRamDiskEntries(QVRamDiskEntries& entries, const Disk
   services().mainLoop->post([self = shared_from_this()] { self->mt_recoveredDidEnd(); });
 }
 
+// The lock is held from the look on: what is found stays so until the disk is made.
 void AppDelegate::recover(QVRamDiskEntries& entries, const QVRamDiskPtr& disk) {
-  if (disk->status() == QVRamDiskStatus_mounted || !finishCutOffActions(disk)) return;
+  if (disk->status() == QVRamDiskStatus_mounted) return;
+  const auto lock = lockOf(*disk);
+  if (!lock || !finishCutOffActions(disk)) return;
   if (disk->status() != QVRamDiskStatus_notCreated || !disk->createAtLogin()) return;
   noteRecovered(disk);
   entries.create(disk, 0);
+}
+
+// Another helper that makes the disk and was asked to end is waited for. Null when the disk is left
+// to who works on it.
+std::optional<ActionLock> AppDelegate::lockOf(const QVRamDisk& disk) const {
+  const int passes = disk.createAtLogin() ? kOthersPasses : 0;
+  for (int pass = 0; !stopRecovery_ && pass <= passes; ++pass) {
+    if (pass > 0) services().mainLoop->sleep(SessionSave::kPass);
+    if (auto lock = ActionLock::takeIfFree(disk.identifier())) return lock;
+    if (pass == 0 || pass == kOthersPasses)
+      QVLogWarning(kClass, "{}: another program is working on it", QVText(disk.name()));
+  }
+  return std::nullopt;
 }
 
 // NO when something could not be put right: then nothing is mounted over it.

@@ -3,11 +3,13 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "app/HelperOptions.h"
 #include "app/Menu.h"
 #include "app/SessionKeeper.h"
+#include "ramdisk/ActionLock.h"
 
 // The life of the helper: what it starts with, the disks that it makes at login, and how it goes.
 // Main thread only, but for the recovery. Held by a shared pointer, which the recovery keeps.
@@ -43,6 +45,7 @@ class AppDelegate : public QVRamDiskEntriesDelegate,
   // Its own thread. The disks are the list as it was at the start.
   void qv_recoverRamDiskEntries(QVRamDiskEntries& entries, const Disks& disks);
   void recover(QVRamDiskEntries& entries, const QVRamDiskPtr& disk);
+  std::optional<ActionLock> lockOf(const QVRamDisk& disk) const;
   bool finishCutOffActions(const QVRamDiskPtr& disk);
   void noteRecovered(const QVRamDiskPtr& disk);
   void mt_recoveredDidEnd();

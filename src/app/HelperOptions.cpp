@@ -12,6 +12,7 @@ Mounts the RAM disks that are wanted at login. Without a menu-bar item it then e
   --no-menu   never show the menu-bar item
   --service   stay, without a menu: follow the list of disks, and save those that are mounted when
               the session or the machine ends
+  --verbose   show the log too
   FromApp     as the last argument: mount nothing
   --version   print the version and end
   --help      print this and end
@@ -22,6 +23,7 @@ namespace {
 bool take(const std::string& argument, HelperOptions& options) {
   if (argument == "--no-menu") return !(options.menu = false);
   if (argument == "--service") return options.service = true;
+  if (argument == "--verbose" || argument == "-v") return options.verbose = true;
   if (argument == "--version") return options.version = true;
   if (argument == "--help" || argument == "-h") return options.help = true;
   return false;

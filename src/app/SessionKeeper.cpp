@@ -53,6 +53,7 @@ void SessionKeeper::startWith(std::shared_ptr<QVRamDiskEntries> entries) {
         n_ramDiskEntriesDidChangeToAllNotification(notification);
       });
   services().sessionEnd->observe([this] { announced(); });
+  QVLogInfo(kClass, "The list is followed: {} disks", entries_->ramDisks().size());
   decideHold();
 }
 

@@ -4,11 +4,17 @@
 
 #include "core/QVError.h"
 #include "core/QVLog.h"
+#include "ramdisk/ActionLock.h"
 
 namespace app {
 namespace {
 
 constexpr std::string_view kClass = "SessionSave";
+
+// In this program or in another.
+bool isBusy(const QVRamDisk& disk) {
+  return disk.action() != QVRamDiskActionNone || ActionLock::isTaken(disk.identifier());
+}
 
 }  // namespace
 
@@ -49,7 +55,7 @@ SessionSave::SessionSave(std::shared_ptr<QVRamDiskEntries> entries) : entries_(s
 bool SessionSave::isOver(Disk& disk) {
   auto& record = *disk.record;
   if (disk.report) return disk.report->ended();
-  if (record.action() != QVRamDiskActionNone) {
+  if (isBusy(record)) {
     if (passes_ < kBusyPasses) return false;
     QVLogError(kClass, "{} is busy and is not saved", QVText(record.name()));
     return true;

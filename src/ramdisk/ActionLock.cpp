@@ -51,13 +51,28 @@ std::optional<std::string> lockFolder() {
 }  // namespace
 
 ActionLock ActionLock::take(const std::optional<std::string>& identifier, QVErrorPtr& error) {
+  std::optional<platform::SystemError> reason;
+  auto lock = takeOrTell(identifier, reason);
+  if (reason)
+    error = QVError::errorWithMessage(QVLocalized("Another program is working on this RamDisk"),
+                                      "lock", *reason);
+  return lock;
+}
+
+std::optional<ActionLock> ActionLock::takeIfFree(const std::optional<std::string>& identifier) {
+  std::optional<platform::SystemError> reason;
+  auto lock = takeOrTell(identifier, reason);
+  return reason ? std::nullopt : std::optional(std::move(lock));
+}
+
+ActionLock ActionLock::takeOrTell(const std::optional<std::string>& identifier,
+                                  std::optional<platform::SystemError>& reason) {
   const auto folder = lockFolder();
   if (!folder || !identifier) return ActionLock(nullptr);
   const auto lock = sharedLockFor(*folder, *identifier);
   if (lock) return ActionLock(*lock);
   if (lock.error().code == EWOULDBLOCK)
-    error = QVError::errorWithMessage(QVLocalized("Another program is working on this RamDisk"),
-                                      "lock", lock.error());
+    reason = lock.error();
   else
     QVLogWarning("QVRamDisk", "acting without a lock: {}", QVDescription(lock.error()));
   return ActionLock(nullptr);

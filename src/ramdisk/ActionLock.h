@@ -5,6 +5,7 @@
 #include <string>
 
 #include "core/QVError.h"
+#include "platform/Result.h"
 
 // Keeps two programs of the user from acting on one disk at the same time. Held until the last
 // object of a disk goes, or the program ends however it may: within one program the records see to
@@ -15,10 +16,17 @@ class ActionLock {
   // logged and done without.
   static ActionLock take(const std::optional<std::string>& identifier, QVErrorPtr& error);
 
+  // The same for who can wait: nullopt when somebody else holds it, which is no error here.
+  static std::optional<ActionLock> takeIfFree(const std::optional<std::string>& identifier);
+
   // Whether another program holds it. Leaves nothing behind.
   static bool isTaken(const std::optional<std::string>& identifier);
 
  private:
+  // `reason` is set when somebody else holds it.
+  static ActionLock takeOrTell(const std::optional<std::string>& identifier,
+                               std::optional<platform::SystemError>& reason);
+
   explicit ActionLock(std::shared_ptr<void> held) : held_(std::move(held)) {}
 
   std::shared_ptr<void> held_;

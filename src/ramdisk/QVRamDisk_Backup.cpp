@@ -6,6 +6,7 @@
 #include "ramdisk/ProgressReport.h"
 #include "ramdisk/QVRamDisk.h"
 #include "ramdisk/QVRamDiskBackup.h"
+#include "ramdisk/VolumeNotes.h"
 #include "system/TreeRemover.h"
 
 namespace {
@@ -108,6 +109,8 @@ void QVRamDisk::performCleanUpFiles() {
   for (const auto& [name, error] : removeItems(items, folder).failedItems)
     QVLogError(kClass, "removeItemAtPath==NO filePath:{} error:{}",
                appendingPathComponent(folder, name), QVDescription(error));
+  // What could not be brought in is deleted with the rest.
+  if (!isRefillUnderWay(folder)) noteRefillEnded(folder, {}, false);
 }
 
 bool QVRamDisk::isSavedIntoBase() const {

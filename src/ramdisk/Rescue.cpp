@@ -65,7 +65,7 @@ PlannedRecovery planKeepPart(const Generation& generation) {
 }
 
 void planForUnfinished(const Generation& generation, std::vector<PlannedRecovery>& plan) {
-  const std::string folder = generation.folder();
+  const std::string& folder = generation.folder();
   if (generation.exists() && holdsUserFiles(folder)) plan.push_back(planKeepPart(generation));
   plan.push_back({{RecoveryStep::DropUnfinished, folder,
                    fmt::format("the save into {} was cut off; its mark goes", folder)},
@@ -79,7 +79,7 @@ void planForUnfinished(const Generation& generation, std::vector<PlannedRecovery
 // Only a complete save gives its generation an identity, and it drops the former one as its last
 // step.
 void planForFormer(const Generation& generation, std::vector<PlannedRecovery>& plan) {
-  const std::string former = generation.previous();
+  const std::string& former = generation.previous();
   if (generation.whole() != generation.folder() || !generation.hasPrevious() ||
       !generationIdentity(generation.folder()))
     return;

@@ -361,6 +361,18 @@ TEST(MenuBar, IsKeptInTheRegistry) {
   EXPECT_EQ(shell.doubles.notifications->posted.size(), 3U);
 }
 
+TEST(SessionSave, IsOnUntilItIsTurnedOff) {
+  Shell shell;
+  EXPECT_EQ(shell.run({"session-save"}).out, "saving at the session's end on\n");
+  EXPECT_TRUE(shell.doubles.notifications->posted.empty()) << "asking changes nothing";
+  EXPECT_EQ(shell.run({"session-save", "off"}).out, "saving at the session's end off\n");
+  ASSERT_EQ(shell.run({"add", "--name", "x"}).status, 0);
+  EXPECT_EQ(shell.run({"session-save"}).out, "saving at the session's end off\n");
+  EXPECT_EQ(shell.run({"session-save", "on"}).out, "saving at the session's end on\n");
+  EXPECT_EQ(shell.run({"session-save", "maybe"}).status, 2);
+  EXPECT_EQ(shell.doubles.notifications->posted.size(), 3U);
+}
+
 TEST(Registry, ThatCannotBeReadStopsEveryCommand) {
   Shell shell;
   ASSERT_EQ(shell.run({"add", "--name", "x"}).status, 0);
@@ -378,7 +390,8 @@ TEST(Registry, ThatCannotBeReadStopsEveryCommand) {
                                              {"remove", "x"},
                                              {"move", "x", "1"},
                                              {"create", "--all"},
-                                             {"menu-bar", "on"}})
+                                             {"menu-bar", "on"},
+                                             {"session-save", "off"}})
     cases.push_back({args, 1, problem});
   expectRefused(shell, cases);
   for (const auto& item : std::filesystem::directory_iterator(

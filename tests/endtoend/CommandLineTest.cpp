@@ -25,7 +25,9 @@ class CommandLineTest : public testing::Test {
  protected:
   CommandLineTest() {
     setenv("HOME", home.c_str(), 1);
-    for (const char* name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME"}) unsetenv(name);
+    for (const char* name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME",
+                             "XDG_RUNTIME_DIR", "DBUS_SESSION_BUS_ADDRESS"})
+      unsetenv(name);  // no bus: nobody else's session is told
   }
   ~CommandLineTest() override { run("eject --all --quiet"); }
 

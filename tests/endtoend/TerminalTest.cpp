@@ -66,7 +66,9 @@ class TerminalTest : public testing::Test {
  protected:
   TerminalTest() {
     setenv("HOME", home.c_str(), 1);
-    for (const char* name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME"}) unsetenv(name);
+    for (const char* name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME",
+                             "XDG_RUNTIME_DIR", "DBUS_SESSION_BUS_ADDRESS"})
+      unsetenv(name);
     EXPECT_EQ(mkfifo(fifo("runs").c_str(), 0600), 0);
     EXPECT_EQ(mkfifo(fifo("go").c_str(), 0600), 0);
     const auto command = scratch.executable(

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <sys/mount.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -21,6 +22,9 @@ constexpr std::uint64_t kTellEvery = 100;  // kills
 std::string sortOf(const std::string& fault) { return fault.substr(0, fault.find(':')); }
 
 std::string realDisk() { return fs::temp_directory_path().string() + "/real"; }
+
+// Several runs may share the disk.
+std::string ownPlace() { return realDisk() + "/run-" + std::to_string(getpid()); }
 
 // The place may lie below a directory over which no disk may be mounted.
 void showRealDisk(const std::string& place) {
@@ -49,7 +53,7 @@ int Soak::run() {
     runRounds();
   tellResult();
   std::error_code ignored;
-  fs::remove_all(realDisk() + "/home", ignored);
+  fs::remove_all(ownPlace(), ignored);
   return settings_.broken.empty() ? failures_ != 0 : !hasLostFiles_;
 }
 
@@ -87,7 +91,7 @@ bool Soak::measureAll() {
 }
 
 std::string Soak::homeOf(const Plan& plan) const {
-  return (plan.onDisk ? realDisk() : fs::temp_directory_path().string()) + "/home";
+  return (plan.onDisk ? ownPlace() : fs::temp_directory_path().string()) + "/home";
 }
 
 Report Soak::perform(const Plan& plan, Random& random) {

@@ -40,7 +40,9 @@ void breakProgram(const std::string& how) {
 
 int runSoak(soak::Settings settings) {
   try {
-    for (const char* name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME"}) unsetenv(name);
+    for (const char* name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME",
+                             "XDG_RUNTIME_DIR", "DBUS_SESSION_BUS_ADDRESS"})
+      unsetenv(name);
     setenv("ASAN_OPTIONS", "detect_leaks=0", 0);  // which cannot be done under a tracer
     if (!settings.broken.empty()) breakProgram(settings.broken);
     settings.choices.recovers = knowsRecover(settings.program);

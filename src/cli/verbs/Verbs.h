@@ -35,6 +35,7 @@ void backup(CLI::App& app, Invocation& invocation);
 void clean(CLI::App& app, Invocation& invocation);
 void recover(CLI::App& app, Invocation& invocation);
 void menuBar(CLI::App& app, Invocation& invocation);
+void sessionSave(CLI::App& app, Invocation& invocation);
 
 // Registers an action with its disks and --all.
 void action(CLI::App& app, Invocation& invocation, const ActionVerb& verb);

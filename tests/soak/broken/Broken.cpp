@@ -3,6 +3,7 @@
 
 #include <dlfcn.h>
 #include <ftw.h>
+#include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -42,9 +43,12 @@ bool forgets(std::string_view attribute) {
 extern "C" {
 
 // A generation does not say that it is not whole yet.
+int mkdir(const char* path, mode_t mode) noexcept {
+  if (isBroken("no-incomplete-mark") && std::string_view(path).ends_with(".incomplete")) return 0;
+  return real<int(const char*, mode_t)>("mkdir")(path, mode);
+}
+
 int rename(const char* from, const char* to) noexcept {
-  if (isBroken("no-incomplete-mark") && std::string_view(to).ends_with(".incomplete"))
-    return unlink(from);
   return afterRename(real<int(const char*, const char*)>("rename")(from, to), to);
 }
 
