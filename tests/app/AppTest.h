@@ -119,12 +119,12 @@ class AppTest : public EngineTest {
     platform::install(services);
   }
 
-  // Writes a list of disks over home/work/NAME that are wanted at login.
+  // Writes a list of disks over home/desk/NAME that are wanted at login.
   std::shared_ptr<QVRamDiskEntries> listOf(const std::vector<std::string>& names,
                                            QVRamDiskBackupMode mode = QVRamDiskBackupMode_Base) {
     auto entries = QVRamDiskEntries::init();
     for (const auto& name : names) {
-      scratch.directory("home/work/" + name);
+      scratch.directory("home/desk/" + name);
       const auto disk = entries->addRamDisk();
       disk->setName(name);
       disk->setMountDirectory(work);

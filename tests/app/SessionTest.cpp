@@ -14,11 +14,11 @@ class SessionTest : public AppTest {
     mount(QVRamDiskBackupMode_Directory, "chosen");
     mount(QVRamDiskBackupMode_None, "none");
     list->create(list->ramDisks()[0], 0);
-    scratch.file("home/work/base/new", "new");
+    scratch.file("home/desk/base/new", "new");
     list->writeRamDisksToDefaultLocation();
   }
   void mount(QVRamDiskBackupMode mode, const std::string& name) {
-    scratch.directory("home/work/" + name);
+    scratch.directory("home/desk/" + name);
     const auto disk = list->addRamDisk();
     disk->setName(name);
     disk->setMountDirectory(work);
@@ -26,7 +26,7 @@ class SessionTest : public AppTest {
     disk->setBackupMode(mode);
     disk->setBackupDir(backups);
     list->create(disk, 0);
-    scratch.file("home/work/" + name + "/new", "new");
+    scratch.file("home/desk/" + name + "/new", "new");
   }
   std::size_t generations() const {
     return static_cast<std::size_t>(std::distance(fs::directory_iterator(backups), {}));

@@ -71,13 +71,13 @@ class Actions : public testing::Test {
   }
 
   const Scratch& scratch() const { return shell.scratch; }
-  std::string path(const std::string& name) const { return scratch().path("work/" + name); }
+  std::string path(const std::string& name) const { return scratch().path("desk/" + name); }
 
   // Disks over directories with one file each.
   void addDisks() {
     for (const std::string name : {"one", "two"}) {
-      scratch().file("work/" + name + "/file", "of " + name);
-      ASSERT_EQ(shell.run({"add", "~~/work/" + name, "--size", "128M"}).status, 0);
+      scratch().file("desk/" + name + "/file", "of " + name);
+      ASSERT_EQ(shell.run({"add", "~~/desk/" + name, "--size", "128M"}).status, 0);
     }
   }
 
@@ -117,14 +117,14 @@ TEST_F(Actions, RunOneAfterTheOtherAndSaveTheirState) {
             "two: QVRamDiskActionInfo_creatingNewFileSystem\n"
             "two: QVRamDiskActionInfo_creatingMoutingVolume\n"
             "two: QVRamDiskActionInfo_creatingRecopingFromBase\n"
-            "two: mounted at ~~/work/two (134 MB, 0 % used) in T\n"
+            "two: mounted at ~~/desk/two (134 MB, 0 % used) in T\n"
             "one: QVRamDiskActionInfo_creating\n"
             "one: QVRamDiskActionInfo_creatingCalculatingBaseDirSize\n"
             "one: QVRamDiskActionInfo_creating\n"
             "one: QVRamDiskActionInfo_creatingNewFileSystem\n"
             "one: QVRamDiskActionInfo_creatingMoutingVolume\n"
             "one: QVRamDiskActionInfo_creatingRecopingFromBase\n"
-            "one: mounted at ~~/work/one (134 MB, 0 % used) in T\n");
+            "one: mounted at ~~/desk/one (134 MB, 0 % used) in T\n");
   EXPECT_EQ(statuses(), (Statuses{kMounted, kMounted}));
   EXPECT_EQ(valuesOf(run({"list", "--json"}).out, "deviceNode"),
             (Statuses{R"("/dev/disk2")", R"("/dev/disk1")"}));
@@ -140,10 +140,10 @@ TEST_F(Actions, RunOneAfterTheOtherAndSaveTheirState) {
             "one: QVRamDiskActionInfo_creatingNewFileSystem\n"
             "one: QVRamDiskActionInfo_creatingMoutingVolume\n"
             "one: QVRamDiskActionInfo_creatingRecopingFromBase\n"
-            "one: rebuilt, mounted at ~~/work/one (134 MB, 0 % used) in T\n");
+            "one: rebuilt, mounted at ~~/desk/one (134 MB, 0 % used) in T\n");
   EXPECT_EQ(readFile(path("one/file")), "of one");
 
-  scratch().file("work/one/new", "written in memory");
+  scratch().file("desk/one/new", "written in memory");
   EXPECT_EQ(run({"eject", "--all"}).status, 0);
   EXPECT_EQ(readFile(path("one/new")), "written in memory");
   EXPECT_EQ(statuses(), (Statuses{kNotCreated, kNotCreated}));
@@ -159,9 +159,9 @@ TEST_F(Actions, AFailureIsExplainedAndTheOthersGoOn) {
   EXPECT_EQ(
       failed.err,
       "tarnvale: one: Unable to create RamDisk (no memory left); the directory's own contents lie "
-      "in ~~/work/one (Tarnvale Backup Base); 'tarnvale recover one' puts them back\n"
+      "in ~~/desk/one (Tarnvale Backup Base); 'tarnvale recover one' puts them back\n"
       "tarnvale: two: Unable to create RamDisk (no memory left); the directory's own contents lie "
-      "in ~~/work/two (Tarnvale Backup Base); 'tarnvale recover two' puts them back\n");
+      "in ~~/desk/two (Tarnvale Backup Base); 'tarnvale recover two' puts them back\n");
   std::filesystem::remove(scratch().path("full"));
   ASSERT_EQ(shell.run({"set", "one", "--size", "256M"}).status, 0);
   EXPECT_EQ(run({"create", "--all"}).status, 0);
@@ -182,7 +182,7 @@ TEST_F(Actions, AreRefusedInTheWrongState) {
 
   ASSERT_EQ(run({"create", "one"}).status, 0);
   EXPECT_EQ(refusal({"create", "one"}, 1),
-            "tarnvale: one is already mounted at ~~/work/one; 'tarnvale rebuild' makes it anew\n");
+            "tarnvale: one is already mounted at ~~/desk/one; 'tarnvale rebuild' makes it anew\n");
   const std::string fixed =
       "tarnvale: one is created; its kind, name, directory, size and format, and whether it is "
       "kept "
@@ -191,7 +191,7 @@ TEST_F(Actions, AreRefusedInTheWrongState) {
        std::vector<std::vector<std::string>>{{"--name", "x"},
                                              {"--size", "256M"},
                                              {"--backup", "none"},
-                                             {"--backup-dir", "~~/work"}}) {
+                                             {"--backup-dir", "~~/desk"}}) {
     std::vector<std::string> args = {"set", "one"};
     args.insert(args.end(), change.begin(), change.end());
     EXPECT_EQ(refusal(args, 4), fixed) << change[0];
@@ -233,7 +233,7 @@ TEST_F(Actions, AnInterruptionWaitsForTheRunningDisk) {
   scratch().file("interrupts");
   const auto outcome = run({"create", "--all"});
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_NE(outcome.out.find("one: mounted at ~~/work/one"), std::string::npos) << outcome.out;
+  EXPECT_NE(outcome.out.find("one: mounted at ~~/desk/one"), std::string::npos) << outcome.out;
   EXPECT_NE(outcome.err.find("tarnvale: interrupted before two; it was left as it is\n"),
             std::string::npos)
       << outcome.err;

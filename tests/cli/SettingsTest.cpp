@@ -66,10 +66,10 @@ TEST(Usage, ExplainsItselfAndRefusesTheRest) {
 
 TEST(Add, TakesADirectoryAndItsContents) {
   Shell shell;
-  shell.scratch.directory("work/cache");
-  const auto added = shell.run({"add", "~~/work/../work/cache/", "--size", "256M", "--at-login",
+  shell.scratch.directory("desk/cache");
+  const auto added = shell.run({"add", "~~/desk/../desk/cache/", "--size", "256M", "--at-login",
                                 "--post-command", "sh -c \"echo a b\""});
-  EXPECT_EQ(added.out, "cache: added, 256 MB, to be mounted at ~~/work/cache\n");
+  EXPECT_EQ(added.out, "cache: added, 256 MB, to be mounted at ~~/desk/cache\n");
   EXPECT_EQ(added.err, "");
   ASSERT_EQ(shell.doubles.notifications->posted.size(), 1U);
   EXPECT_EQ(shell.doubles.notifications->posted[0].object, "Tarnvale-App");
@@ -90,7 +90,7 @@ TEST(Add, TakesADirectoryAndItsContents) {
     "path": null,
     "volSize": 0,
     "volFree": 0,
-    "mountDirectory": "~~/work",
+    "mountDirectory": "~~/desk",
     "backupMode": "base",
     "backupDirectory": null,
     "createAtLogin": true,
@@ -113,7 +113,7 @@ TEST(Add, TakesADirectoryAndItsContents) {
             "cache  plain  256 MB  not created  -     -\n");
   EXPECT_EQ(shell.run({"list", "--names"}).out, "cache\n");
   const auto shown = shell.run({"show", "ca"}).out;
-  EXPECT_NE(shown.find("Place          ~~/work/cache\n"), std::string::npos) << shown;
+  EXPECT_NE(shown.find("Place          ~~/desk/cache\n"), std::string::npos) << shown;
   EXPECT_NE(shown.find("Post-command   " + shellPath + " -c \"echo a b\"\n"), std::string::npos)
       << shown;
 }
@@ -122,22 +122,22 @@ TEST(Add, WrongInputChangesNothing) {
   Shell shell;
   shell.doubles.machine->memory = 8ULL << 30U;
   shell.doubles.places->protectedPaths = {shell.scratch.path("system")};
-  shell.scratch.directory("work/cache");
+  shell.scratch.directory("desk/cache");
   shell.scratch.directory("system/x");
-  shell.scratch.file("work/file");
-  std::filesystem::create_directory_symlink("cache", shell.scratch.path("work/link"));
-  std::filesystem::create_directory_symlink("work", shell.scratch.path("alias"));
-  ASSERT_EQ(shell.run({"add", "~~/work/cache"}).status, 0);
+  shell.scratch.file("desk/file");
+  std::filesystem::create_directory_symlink("cache", shell.scratch.path("desk/link"));
+  std::filesystem::create_directory_symlink("desk", shell.scratch.path("alias"));
+  ASSERT_EQ(shell.run({"add", "~~/desk/cache"}).status, 0);
   const std::string sizes =
       " is not a size of a disk; sizes look like 512M, 1.5G, 800MB (decimal), 2GiB (binary) or "
       "plain bytes, from 128M to 128G";
   const std::string taken =
-      "the disk cache has its place at ~~/work/cache already; choose another name or directory, or "
+      "the disk cache has its place at ~~/desk/cache already; choose another name or directory, or "
       "change that one";
   expectRefused(
       shell,
       {{{"add", "~~/none"}, 4, "there is no directory ~~/none; make it first or choose another"},
-       {{"add", "~~/work/file"}, 4, "~~/work/file is not a directory; choose a directory"},
+       {{"add", "~~/desk/file"}, 4, "~~/desk/file is not a directory; choose a directory"},
        {{"add", "/"}, 4, "a disk cannot replace the root directory; choose a directory"},
        {{"add", "--name", "a/b"},
         4,
@@ -156,16 +156,16 @@ TEST(Add, WrongInputChangesNothing) {
        {{"add", "--directory", "~~/none"},
         4,
         "~~/none: The mount directory does not exist; make it first or choose another"},
-       {{"add", "--directory", "~~/work/file"},
+       {{"add", "--directory", "~~/desk/file"},
         4,
-        "~~/work/file: The mount directory is not a directory; choose a directory"},
+        "~~/desk/file: The mount directory is not a directory; choose a directory"},
        {{"add", "~~/system/x"},
         4,
         "~~/system: The mount directory can not be a system directory; choose one of your own"},
-       {{"add", "~~/work/cache"}, 4, taken},
-       {{"add", "~~/work/link"}, 4, taken},
+       {{"add", "~~/desk/cache"}, 4, taken},
+       {{"add", "~~/desk/link"}, 4, taken},
        {{"add", "~~/alias/cache"}, 4, taken},
-       {{"add", "~~/work/cache", "--name", "x"},
+       {{"add", "~~/desk/cache", "--name", "x"},
         2,
         "a path stands for both --name and --directory; leave these or the path out"},
        {{"add", "--backup", "base"},
@@ -178,13 +178,13 @@ TEST(Add, WrongInputChangesNothing) {
        {{"add", "--backup-dir", "~~/none"},
         4,
         "the backup directory ~~/none is not there; make it first or choose another"},
-       {{"add", "--directory", "~~/work", "--name", "n", "--backup-dir", "~~/work", "--backup",
+       {{"add", "--directory", "~~/desk", "--name", "n", "--backup-dir", "~~/desk", "--backup",
          "none"},
         2,
         "--backup-dir goes with --backup directory only; leave one of the two out"},
-       {{"add", "--post-command", "~~/work/file x"},
+       {{"add", "--post-command", "~~/desk/file x"},
         4,
-        "the post-command ~~/work/file: The file path is not executable; give the path of an "
+        "the post-command ~~/desk/file: The file path is not executable; give the path of an "
         "executable"},
        {{"add", "--kind", "firefox"},
         4,
@@ -206,12 +206,12 @@ TEST(Add, WrongInputChangesNothing) {
 
 TEST(Add, BackupMayNotLieOnTheDiskItself) {
   Shell shell;
-  shell.scratch.directory("work/cache/kept");
-  expectRefused(shell, {{{"add", "~~/work/cache", "--backup-dir", "~~/work/cache/kept"},
+  shell.scratch.directory("desk/cache/kept");
+  expectRefused(shell, {{{"add", "~~/desk/cache", "--backup-dir", "~~/desk/cache/kept"},
                          4,
-                         "the backup directory ~~/work/cache/kept lies on the disk itself; choose "
+                         "the backup directory ~~/desk/cache/kept lies on the disk itself; choose "
                          "one outside of it"}});
-  EXPECT_EQ(shell.run({"add", "~~/work/cache", "--backup-dir", "~~/work"}).status, 0);
+  EXPECT_EQ(shell.run({"add", "~~/desk/cache", "--backup-dir", "~~/desk"}).status, 0);
 }
 
 TEST(Kinds, ComeFromTheTable) {
@@ -277,24 +277,24 @@ TEST(Names, AreFoundByRank) {
 
 TEST(Set, ChangesOrRefuses) {
   Shell shell;
-  shell.scratch.directory("work/cache");
+  shell.scratch.directory("desk/cache");
   for (const char* name : {"one", "two"}) ASSERT_EQ(shell.run({"add", "--name", name}).status, 0);
   EXPECT_EQ(shell
-                .run({"set", "two", "--directory", "~~/work", "--name", "cache", "--size", "1GiB",
+                .run({"set", "two", "--directory", "~~/desk", "--name", "cache", "--size", "1GiB",
                       "--backup", "support", "--index", "off", "--format", "case-sensitive",
                       "--no-measure"})
                 .out,
             "cache: changed\n");
   const auto json = listJson(shell);
   const std::pair<const char*, const char*> expected[] = {
-      {"name", "\"cache\""},    {"mountDirectory", "\"~~/work\""},
+      {"name", "\"cache\""},    {"mountDirectory", "\"~~/desk\""},
       {"size", "1073741824"},   {"backupMode", "\"support\""},
       {"index", "\"off\""},     {"format", "\"case-sensitive\""},
       {"measuresBase", "false"}};
   for (const auto& [key, value] : expected) EXPECT_EQ(valuesOf(json, key).at(1), value) << key;
-  expectRefused(shell, {{{"set", "one", "--directory", "~~/work", "--name", "cache"},
+  expectRefused(shell, {{{"set", "one", "--directory", "~~/desk", "--name", "cache"},
                          4,
-                         "the disk cache has its place at ~~/work/cache already; choose another "
+                         "the disk cache has its place at ~~/desk/cache already; choose another "
                          "name or directory, or change that one"},
                         {{"set", "one", "--backup", "base"},
                          4,
@@ -303,9 +303,9 @@ TEST(Set, ChangesOrRefuses) {
 
   // A set-aside base binds its disk to its place.
   ASSERT_EQ(shell.run({"set", "cache", "--backup", "base"}).status, 0);
-  shell.scratch.directory("work/cache (Tarnvale Backup Base)");
+  shell.scratch.directory("desk/cache (Tarnvale Backup Base)");
   const std::string aside =
-      "cache: the directory's own contents still lie aside in ~~/work/cache (Tarnvale Backup "
+      "cache: the directory's own contents still lie aside in ~~/desk/cache (Tarnvale Backup "
       "Base); "
       "create and eject the disk to put them back, or move them yourself";
   expectRefused(shell, {{{"set", "cache", "--name", "other"}, 4, aside},

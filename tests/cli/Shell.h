@@ -25,7 +25,7 @@ class Shell {
   Shell() {
     scratch.directory("home/support");
     scratch.directory("Volumes");
-    scratch.directory("work");
+    scratch.directory("desk");
   }
 
   // "~~" in arguments stands for the scratch folder. Answers to questions come from `input`, which

@@ -117,7 +117,7 @@ TEST_F(DeviceListTest, AFailingToolIsAnError) {
 TEST_F(DeviceListTest, NodesAndMountPointsLeadToOneAnother) {
   const std::string node = freshDevice();
   ASSERT_NE(node, "");
-  const std::string path = scratch.directory("home/work/over here");
+  const std::string path = scratch.directory("home/desk/over here");
   std::optional<std::string> mounted;
   ASSERT_EQ(QVRamDiskDevice::mountDeviceNode(node, work, "over here", QVRamDiskFormat_HFSPlus,
                                              QVRamDiskType_Default, "ID", mounted),

@@ -26,7 +26,7 @@ class MountingTest : public EngineTest {
     return QVRamDiskDevice::mountDeviceNode(node, directory, name, format, QVRamDiskType_Default,
                                             "NEW-ID", mounted);
   }
-  // Puts one of our volumes over work/vol and gives its node.
+  // Puts one of our volumes over desk/vol and gives its node.
   std::string olderDisk() {
     const std::string node = freshDevice();
     Text where;
@@ -37,7 +37,7 @@ class MountingTest : public EngineTest {
   void foreignVolume() {
     fs::create_directory(folder("vol"));
     ASSERT_EQ(::mount("foreign", folder("vol").c_str(), "tmpfs", 0, nullptr), 0);
-    scratch.file("home/work/vol/theirs", "theirs");
+    scratch.file("home/desk/vol/theirs", "theirs");
   }
   static bool isAttached(const std::string& node) {
     QVErrorPtr error;
@@ -95,9 +95,9 @@ TEST_F(MountingTest, EveryFailureNamesItsStep) {
        tool(Tool::DiskUtility), 1, "Unable to erase and mount disk", "executeCommand:", true},
       {"missing path", nothing, "createDirectories", 1, "Unable to mount disk",
        "createDirectoryAtPath"},
-      {"a file", [](MountingTest& test) { test.scratch.file("home/work/vol"); }, "", 0,
+      {"a file", [](MountingTest& test) { test.scratch.file("home/desk/vol"); }, "", 0,
        "The target is not a directory", "isDir==NO"},
-      {"unknown state", [](MountingTest& test) { test.scratch.directory("home/work/vol"); },
+      {"unknown state", [](MountingTest& test) { test.scratch.directory("home/desk/vol"); },
        "fileSystemNumber", 1, "Unable to get mount information", "state==-1"},
       {"foreign volume", [](MountingTest& test) { test.foreignVolume(); }, "", 0,
        "Another volume is mounted", "getExtentedAttribute==NO"},
@@ -138,7 +138,7 @@ TEST_F(MountingTest, AForeignVolumeIsLeftAsItIs) {
 
 TEST_F(MountingTest, AnOlderDiskOfOursIsReplaced) {
   const std::string old = olderDisk();
-  scratch.file("home/work/vol/old");
+  scratch.file("home/desk/vol/old");
   const std::string node = freshDevice();
   ASSERT_EQ(mount(node, work, "vol"), nullptr);
   QVErrorPtr error;
@@ -191,7 +191,7 @@ TEST_F(MountingTest, TheMountDirectoryGoesOnlyWhenNothingOfTheUsersIsInIt) {
         Case{"vol/.DS_Store", true, "names", false, "contents==nil error:"},
         Case{"vol/.DS_Store", true, "remove", true, "removeItemAtPath:error: path:"}}) {
     fs::remove_all(folder("vol"));
-    scratch.file("home/work/" + std::string(c.file));
+    scratch.file("home/desk/" + std::string(c.file));
     const std::string node = olderDisk();
     ASSERT_NE(node, "");
     if (c.fault) faults->fail(c.fault);

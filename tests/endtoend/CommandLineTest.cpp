@@ -60,17 +60,17 @@ class CommandLineTest : public testing::Test {
 
   Scratch scratch;
   std::string home = scratch.directory("home");
-  std::string folder = scratch.directory("home/work/cache");
+  std::string folder = scratch.directory("home/desk/cache");
   std::string saved = folder + " (Tarnvale Backup Base)";
 };
 
 TEST_F(CommandLineTest, EveryActionWorksOnABaseModeDisk) {
-  scratch.file("home/work/cache/old", "old");
+  scratch.file("home/desk/cache/old", "old");
   done("add '" + folder + "' --size 200M");
   EXPECT_TRUE(holds(done("create cache"), "cache: mounted at " + folder));
   EXPECT_TRUE(isMounted(folder));
   EXPECT_EQ(readFile(folder + "/old"), "old");
-  scratch.file("home/work/cache/new", "new");
+  scratch.file("home/desk/cache/new", "new");
   done("sync cache");
   EXPECT_EQ(readFile(saved + "/new"), "new");
   done("rebuild cache");
@@ -81,7 +81,7 @@ TEST_F(CommandLineTest, EveryActionWorksOnABaseModeDisk) {
   EXPECT_EQ(readFile(folder + "/new"), "new");
   done("clean cache --yes");
   EXPECT_TRUE(fs::is_empty(folder));
-  scratch.file("home/work/cache/last", "last");
+  scratch.file("home/desk/cache/last", "last");
   done("eject cache");
   EXPECT_FALSE(isMounted(folder));
   EXPECT_EQ(readFile(folder + "/last"), "last");
@@ -92,26 +92,26 @@ TEST_F(CommandLineTest, EveryActionWorksOnABaseModeDisk) {
 
 TEST_F(CommandLineTest, EachBackupModeKeepsTheContentsInItsPlace) {
   const std::string backups = scratch.directory("home/backups");
-  done("add --name support --directory '" + home + "/work' --size 200M --backup support");
-  done("add --name chosen --directory '" + home + "/work' --size 200M --backup-dir '" + backups +
+  done("add --name support --directory '" + home + "/desk' --size 200M --backup support");
+  done("add --name chosen --directory '" + home + "/desk' --size 200M --backup-dir '" + backups +
        "'");
-  done("add --name none --directory '" + home + "/work' --size 200M --backup none");
+  done("add --name none --directory '" + home + "/desk' --size 200M --backup none");
   done("create --all");
   for (const char* name : {"support", "chosen", "none"})
-    scratch.file("home/work/" + std::string(name) + "/file", name);
+    scratch.file("home/desk/" + std::string(name) + "/file", name);
   done("backup support chosen");
   EXPECT_EQ(run("backup none").status, 1);
   done("eject --all");
   EXPECT_EQ(std::distance(fs::directory_iterator(backups), {}), 1);
   done("create --all");
-  EXPECT_EQ(readFile(home + "/work/support/file"), "support");
-  EXPECT_EQ(readFile(home + "/work/chosen/file"), "chosen");
-  EXPECT_FALSE(fs::exists(home + "/work/none/file"));
+  EXPECT_EQ(readFile(home + "/desk/support/file"), "support");
+  EXPECT_EQ(readFile(home + "/desk/chosen/file"), "chosen");
+  EXPECT_FALSE(fs::exists(home + "/desk/none/file"));
 }
 
 TEST_F(CommandLineTest, AForeignVolumeIsLeftAloneAndAnOlderDiskReplaced) {
-  done("add --name vol --directory '" + home + "/work' --size 200M --backup none");
-  const std::string path = scratch.directory("home/work/vol");
+  done("add --name vol --directory '" + home + "/desk' --size 200M --backup none");
+  const std::string path = scratch.directory("home/desk/vol");
   ASSERT_EQ(mount("foreign", path.c_str(), "tmpfs", 0, nullptr), 0);
   const Ran refused = run("create vol");
   EXPECT_EQ(refused.status, 1);
@@ -119,7 +119,7 @@ TEST_F(CommandLineTest, AForeignVolumeIsLeftAloneAndAnOlderDiskReplaced) {
   ASSERT_EQ(umount2(path.c_str(), 0), 0);
   done("create vol");
   fs::rename(home + "/.local", home + "/.local-before");  // a registry that knows nothing of it
-  done("add --name vol --directory '" + home + "/work' --size 200M --backup none");
+  done("add --name vol --directory '" + home + "/desk' --size 200M --backup none");
   done("create vol");
   EXPECT_TRUE(isMounted(path));
   const std::string mounts = readFile("/proc/self/mountinfo");
@@ -128,11 +128,11 @@ TEST_F(CommandLineTest, AForeignVolumeIsLeftAloneAndAnOlderDiskReplaced) {
 
 // The volume was unmounted, and nobody put the directory back: as after an eject that was cut off.
 TEST_F(CommandLineTest, WhatACutOffActionLeftIsPutRight) {
-  scratch.file("home/work/cache/old", "old");
+  scratch.file("home/desk/cache/old", "old");
   done("add '" + folder + "' --size 200M");
   done("create cache");
   EXPECT_EQ(done("recover --all"), "cache: nothing to put right\n");
-  scratch.file("home/work/cache/new", "new");
+  scratch.file("home/desk/cache/new", "new");
   ASSERT_EQ(umount2(folder.c_str(), 0), 0);
 
   const std::string told = done("recover cache --dry-run");
@@ -147,10 +147,10 @@ TEST_F(CommandLineTest, WhatACutOffActionLeftIsPutRight) {
 }
 
 TEST_F(CommandLineTest, AnActionPutsRightWhatAnotherLeft) {
-  scratch.file("home/work/cache/old", "old");
+  scratch.file("home/desk/cache/old", "old");
   done("add '" + folder + "' --size 200M");
   done("create cache");
-  scratch.file("home/work/cache/new", "new");
+  scratch.file("home/desk/cache/new", "new");
   ASSERT_EQ(umount2(folder.c_str(), 0), 0);
   EXPECT_EQ(run("eject cache").status, 4) << "a remount is what it waits for";
   done("remount cache");
@@ -172,12 +172,12 @@ TEST_F(CommandLineTest, AnActionPutsRightWhatAnotherLeft) {
 
 TEST_F(CommandLineTest, BadInputIsOneLineAndChangesNothing) {
   done("add '" + folder + "' --size 200M");
-  scratch.file("home/work/file");
+  scratch.file("home/desk/file");
   const std::string before = registry();
-  const std::string place = " --directory '" + home + "/work'";
+  const std::string place = " --directory '" + home + "/desk'";
   const std::pair<std::string, int> rows[] = {
       {"add '" + home + "/missing' --size 200M", 4},
-      {"add '" + home + "/work/file' --size 200M", 4},
+      {"add '" + home + "/desk/file' --size 200M", 4},
       {"add --name a/b --size 200M" + place, 4},
       {"add --name x --size 0" + place, 2},
       {"add --name x --size=-1" + place, 2},
@@ -212,9 +212,9 @@ TEST_F(CommandLineTest, BadInputIsOneLineAndChangesNothing) {
 
 TEST_F(CommandLineTest, TheListIsFullAtFifteen) {
   for (int i = 0; i < 15; ++i)
-    done("add --name d" + std::to_string(i) + " --directory '" + home + "/work' --size 200M");
+    done("add --name d" + std::to_string(i) + " --directory '" + home + "/desk' --size 200M");
   const std::string before = registry();
-  const Ran ran = run("add --name d15 --directory '" + home + "/work' --size 200M");
+  const Ran ran = run("add --name d15 --directory '" + home + "/desk' --size 200M");
   EXPECT_NE(ran.status, 0);
   EXPECT_EQ(std::count(ran.output.begin(), ran.output.end(), '\n'), 1) << ran.output;
   EXPECT_EQ(registry(), before);

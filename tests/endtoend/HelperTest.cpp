@@ -16,7 +16,7 @@ TEST_F(HelperTest, AtLoginTheDisksComeUpInOrderAndItEnds) {
   const auto last = add("last");
   ASSERT_EQ(std::system(("head -c 260000000 /dev/zero > '" + large + "/file'").c_str()), 0);
   ASSERT_EQ(run("create mounted"), 0);
-  scratch.file("home/work/mounted/new", "new");
+  scratch.file("home/desk/mounted/new", "new");
   const std::string device = show("mounted");
 
   EXPECT_EQ(Helper().end(), 0);
@@ -54,7 +54,7 @@ TEST_F(HelperTest, AServiceSavesWhenItIsAskedToEnd) {
   const auto folder = add("cache");
   Helper helper({"--service"});
   ASSERT_TRUE(comesTrue([&] { return show("cache").find("\"mounted\"") != std::string::npos; }));
-  scratch.file("home/work/cache/new", "new");
+  scratch.file("home/desk/cache/new", "new");
   helper.ask();
   EXPECT_EQ(helper.end(), 0);
   EXPECT_EQ(readFile(folder + " (Tarnvale Backup Base)/new"), "new");

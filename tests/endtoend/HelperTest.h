@@ -76,7 +76,7 @@ class HelperTest : public testing::Test {
         (std::string(TARNVALE_PROGRAM) + " " + arguments + " >/dev/null 2>&1").c_str());
   }
   std::string add(const std::string& name, const std::string& more = {}) {
-    const std::string folder = scratch.directory("home/work/" + name);
+    const std::string folder = scratch.directory("home/desk/" + name);
     EXPECT_EQ(run("add '" + folder + "' --size 200M --at-login " + more), 0) << name;
     return folder;
   }

@@ -69,7 +69,7 @@ TEST_F(ServiceTest, TheEndOfTheSessionWaitsForTheSave) {
   EXPECT_TRUE(isHeldSoon(1)) << readFile(log);
   EXPECT_EQ(logind.granted(), std::vector<std::string>{"shutdown:sleep/Tarnvale-Helper/Saving the "
                                                        "contents of the RAM disks/delay"});
-  scratch.file("home/work/cache/new", "new");
+  scratch.file("home/desk/cache/new", "new");
   logind.announce("Shutdown");
   EXPECT_TRUE(comesTrue([&] { return logind.goesOn(); }));
   EXPECT_EQ(logind.held(), 0U) << "it was released, in time";
@@ -85,7 +85,7 @@ TEST_F(ServiceTest, TurnedOffItNeitherHoldsNorSaves) {
   ASSERT_TRUE(isMounted(folder) && isHeldSoon(1));
   ASSERT_EQ(run("session-save off"), 0);
   EXPECT_TRUE(isHeldSoon(0));
-  scratch.file("home/work/cache/new", "new");
+  scratch.file("home/desk/cache/new", "new");
   const auto looks = logs("read again");
   logind.announce("Shutdown");
   EXPECT_TRUE(comesTrue([&] { return logs("read again") > looks; }));
@@ -99,7 +99,7 @@ TEST_F(ServiceTest, ADiskThatAnotherProgramWorksOnIsSavedAfterwards) {
   const auto folder = add("cache");
   const auto helper = service();
   ASSERT_TRUE(isMounted(folder) && isHeldSoon(1));
-  scratch.file("home/work/cache/new", "new");
+  scratch.file("home/desk/cache/new", "new");
   const auto locks = home + "/.local/share/com.tarnvale.Tarnvale/Locks";
   const auto file = std::filesystem::directory_iterator(locks)->path();
   platform::FileDescriptor lock(open(file.c_str(), O_RDWR | O_CLOEXEC));
@@ -116,13 +116,13 @@ TEST_F(ServiceTest, ADiskThatAnotherProgramWorksOnIsSavedAfterwards) {
 
 // What was saved before is still whole.
 TEST_F(ServiceTest, ASaveThatFailsIsToldAndTheSessionEnds) {
-  const std::string small = scratch.directory("home/work");
+  const std::string small = scratch.directory("home/desk");
   ASSERT_EQ(mount("small", small.c_str(), "tmpfs", 0, "size=4M"), 0);
-  scratch.file("home/work/cache/old", "old");
+  scratch.file("home/desk/cache/old", "old");
   const auto folder = add("cache");
   const auto helper = service();
   ASSERT_TRUE(isMounted(folder) && isHeldSoon(1));
-  scratch.file("home/work/cache/large", std::string(8'000'000, 'x'));
+  scratch.file("home/desk/cache/large", std::string(8'000'000, 'x'));
   logind.announce("Shutdown");
   EXPECT_TRUE(comesTrue([&] { return logind.goesOn(); }));
   EXPECT_EQ(logind.held(), 0U);
@@ -144,7 +144,7 @@ TEST_F(ServiceTest, ADiskThatAnotherHelperIsMakingIsLeftToIt) {
   ASSERT_EQ(mkfifo(gate.c_str(), 0600), 0);
   const auto command = scratch.executable(
       "command", "#!/bin/sh\n: > '" + reached + "'\nread line < '" + gate + "'\n");
-  scratch.file("home/work/cache/old", "old");
+  scratch.file("home/desk/cache/old", "old");
   const auto folder = add("cache", "--post-command '" + command + "'");
   const std::string firstLog = scratch.path("first log");
   Helper first({"--service", "-v"}, firstLog);
@@ -152,7 +152,7 @@ TEST_F(ServiceTest, ADiskThatAnotherHelperIsMakingIsLeftToIt) {
 
   Helper second({"--service", "-v"}, log);
   EXPECT_TRUE(comesTrue([&] { return logs("another program is working on it") == 1; }));
-  scratch.file("home/work/cache/new", "new");
+  scratch.file("home/desk/cache/new", "new");
   std::ofstream(gate) << "go\n";
   EXPECT_EQ(first.end(), 0);
   EXPECT_TRUE(comesTrue([&] { return logs("The list is followed") == 1; }));

@@ -32,7 +32,7 @@ TEST(SessionTest, AChangeIsToldAtOnceAndAQuestionReachesForNoBus) {
   std::vector<std::string> senders;
   helper.observe("QVRamDiskEntriesDidChangeToAllNotification",
                  [&](const platform::Notification& one) { senders.push_back(one.object); });
-  run("add '" + home.directory("work/cache") + "' --size 200M");
+  run("add '" + home.directory("desk/cache") + "' --size 200M");
   const auto done = std::chrono::steady_clock::now();
   loop->runUntil([&] { return !senders.empty(); });
   EXPECT_LT(std::chrono::steady_clock::now() - done, std::chrono::seconds(1));

@@ -94,7 +94,7 @@ class TerminalTest : public testing::Test {
 
   Scratch scratch;
   std::string home = scratch.directory("home");
-  std::string folder = scratch.directory("home/work/cache");
+  std::string folder = scratch.directory("home/desk/cache");
 };
 
 TEST_F(TerminalTest, TheFirstInterruptionReachesNothingThatRuns) {

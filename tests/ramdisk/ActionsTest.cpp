@@ -17,10 +17,10 @@ using Reports = std::vector<std::string>;
 
 class ActionsTest : public EngineTest {
  protected:
-  // A mounted disk over home/work/cache with one file from its base.
+  // A mounted disk over home/desk/cache with one file from its base.
   QVRamDiskPtr mountedDisk(QVRamDiskBackupMode mode) {
     auto disk = diskOver("cache", mode);
-    scratch.file("home/work/cache/old", "old");
+    scratch.file("home/desk/cache/old", "old");
     if (mode == QVRamDiskBackupMode_Directory)
       disk->setBackupDir(scratch.directory("home/backups"));
     EXPECT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
@@ -44,12 +44,12 @@ TEST_F(ActionsTest, ABaseModeDiskGoesThroughItsWholeLife) {
   EXPECT_EQ(readFile(folder("cache") + "/old"), "old");
   EXPECT_EQ(disk->hasContents(), 1);
 
-  scratch.file("home/work/cache/deep/new", "new");
+  scratch.file("home/desk/cache/deep/new", "new");
   EXPECT_EQ(perform(QVRamDiskActionSyncWithBase, disk), nullptr);
   EXPECT_EQ(readFile(savedBase("cache") + "/deep/new"), "new");
   EXPECT_FALSE(fs::exists(savedBase("cache") + ".previous"));
 
-  scratch.file("home/work/cache/old", "newer");
+  scratch.file("home/desk/cache/old", "newer");
   fs::remove_all(folder("cache") + "/deep");
   EXPECT_EQ(perform(QVRamDiskActionEject, disk), nullptr);
   EXPECT_FALSE(isMounted(folder("cache")));
@@ -69,14 +69,14 @@ TEST_F(ActionsTest, ADiskOnABlockDeviceLivesTheSameLife) {
                                   "'; [ \"$1\" = attach ] || exec \"$tool\" \"$@\"; "
                                   "exec \"$tool\" \"$@\" -backing block");
   const auto disk = diskOver("cache", QVRamDiskBackupMode_Base);
-  scratch.file("home/work/cache/old", "old");
+  scratch.file("home/desk/cache/old", "old");
   if (const auto error = perform(QVRamDiskActionCreate, disk))
     GTEST_SKIP() << "no loop devices here: " << QVDescription(error->depends());
   EXPECT_NE(readFile("/proc/self/mountinfo").find(folder("cache") + " rw,nosuid,nodev,noatime"),
             std::string::npos);
   EXPECT_EQ(log->count("ERROR"), 0U);
   EXPECT_EQ(readFile(folder("cache") + "/old"), "old");
-  scratch.file("home/work/cache/deep/new", "new");
+  scratch.file("home/desk/cache/deep/new", "new");
   EXPECT_FALSE(disk->path().value_or("").empty());
   ASSERT_EQ(umount2(folder("cache").c_str(), 0), 0);
   EXPECT_EQ(perform(QVRamDiskActionRemount, disk), nullptr);
@@ -105,12 +105,12 @@ TEST_F(ActionsTest, BackupModesKeepWhatTheirFolderIsFor) {
     SCOPED_TRACE(mode);
     const auto disk = mountedDisk(mode);
     EXPECT_FALSE(fs::exists(folder("cache") + "/old")) << "the volume hides the directory";
-    scratch.file("home/work/cache/new", "new");
-    scratch.file("home/work/cache/.Trash/never", "never");
+    scratch.file("home/desk/cache/new", "new");
+    scratch.file("home/desk/cache/.Trash/never", "never");
     EXPECT_EQ(perform(QVRamDiskActionBackup, disk), nullptr);
     EXPECT_EQ(readFile(backupOf(disk) + "/new"), "new");
     EXPECT_FALSE(fs::exists(backupOf(disk) + "/.Trash"));
-    scratch.file("home/work/cache/new", "newer");
+    scratch.file("home/desk/cache/new", "newer");
     EXPECT_EQ(perform(QVRamDiskActionRebuild, disk), nullptr);
     EXPECT_EQ(readFile(folder("cache") + "/new"), "newer");
     EXPECT_EQ(perform(QVRamDiskActionEject, disk), nullptr);
@@ -127,7 +127,7 @@ TEST_F(ActionsTest, WithoutABackupNothingIsKept) {
   const auto disk = diskOver("cache", QVRamDiskBackupMode_None);
   EXPECT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
   EXPECT_EQ(disk->hasContents(), 0);
-  scratch.file("home/work/cache/gone", "gone");
+  scratch.file("home/desk/cache/gone", "gone");
   EXPECT_EQ(perform(QVRamDiskActionBackup, disk), nullptr);
   EXPECT_EQ(perform(QVRamDiskActionEject, disk), nullptr);
   EXPECT_FALSE(fs::exists(folder("cache"))) << "a plain disk's own mount directory goes with it";
@@ -135,7 +135,7 @@ TEST_F(ActionsTest, WithoutABackupNothingIsKept) {
 
 TEST_F(ActionsTest, AnUnmountedDeviceKeepsItsContentsForARemount) {
   const auto disk = mountedDisk(QVRamDiskBackupMode_Base);
-  scratch.file("home/work/cache/new", "new");
+  scratch.file("home/desk/cache/new", "new");
   ASSERT_EQ(umount2(folder("cache").c_str(), MNT_DETACH), 0);
   fs::remove_all(folder("cache"));
   EXPECT_TRUE(disk->update());
@@ -170,7 +170,7 @@ TEST_F(ActionsTest, CleaningUpSparesWhatTheVolumeKeepsForItself) {
   const auto disk = mountedDisk(QVRamDiskBackupMode_None);
   for (const char* item :
        {"a", "folder/b", ".hidden", ".Trash/kept", ".fseventsd/kept", ".DS_Store"})
-    scratch.file("home/work/cache/" + std::string(item));
+    scratch.file("home/desk/cache/" + std::string(item));
   disk->performAction(QVRamDiskActionCleanUpFiles, recorder, 1);
   std::vector<std::string> left;
   for (const auto& entry : fs::directory_iterator(folder("cache")))
@@ -236,9 +236,9 @@ TEST_F(ActionsTest, AnEjectThatFailsLosesNothing) {
   for (const EjectRow& row : rows) {
     SCOPED_TRACE(row.title);
     const auto disk = mountedDisk(row.mode);
-    scratch.file("home/work/cache/new", "new");
+    scratch.file("home/desk/cache/new", "new");
     if (row.mode == QVRamDiskBackupMode_Base)
-      scratch.directory("home/work/cache (Tarnvale Backup Base).previous");
+      scratch.directory("home/desk/cache (Tarnvale Backup Base).previous");
     else
       fs::create_directories(backupOf(disk));
     letTimePass();
@@ -274,7 +274,7 @@ TEST_F(ActionsTest, LateWritersLoseNothing) {
   for (const bool holdsOn : {true, false}) {
     SCOPED_TRACE(holdsOn);
     const auto disk = mountedDisk(QVRamDiskBackupMode_Base);
-    scratch.file("home/work/cache/deleted late", "");
+    scratch.file("home/desk/cache/deleted late", "");
     int late = -1;
     recorder->onReport = [&](QVRamDisk& reporting) {
       if (reporting.lastActionInfo() != QVRamDiskActionInfo_ejecting || reporting.action() == 0)
@@ -301,7 +301,7 @@ TEST_F(ActionsTest, AVolumeThatStaysMountedCanBeWrittenAgain) {
   const auto disk = mountedDisk(QVRamDiskBackupMode_Base);
   faults->fail(FaultyPlaces::verb(Tool::Unmounter));
   EXPECT_EQ(reasonOf(perform(QVRamDiskActionEject, disk)), "executeCommand==NO");
-  scratch.file("home/work/cache/more", "more");
+  scratch.file("home/desk/cache/more", "more");
   EXPECT_EQ(readFile(folder("cache") + "/more"), "more");
 }
 
@@ -310,7 +310,7 @@ TEST_F(ActionsTest, ABaseThatDoesNotFitComesBackWhole) {
   const auto disk = diskOver("cache", QVRamDiskBackupMode_Base);
   constexpr int kFiles = 36'000;
   for (int i = 0; i < kFiles; ++i)
-    scratch.file("home/work/cache/" + std::to_string(i % 40) + "/" + std::to_string(i), "tiny");
+    scratch.file("home/desk/cache/" + std::to_string(i % 40) + "/" + std::to_string(i), "tiny");
   ASSERT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
   EXPECT_EQ(log->count("entries could not be brought into"), 1U);
   fs::remove_all(folder("cache") + "/7");  // deleted on purpose, so not taken over
@@ -328,7 +328,7 @@ TEST_F(ActionsTest, FilesWrittenUnderTheVolumeAreKeptBesideTheBase) {
     if (reporting.lastActionInfo() != QVRamDiskActionInfo_ejecting || reporting.action() == 0)
       return;
     umount2(folder("cache").c_str(), MNT_DETACH);
-    scratch.file("home/work/cache/under", "under");
+    scratch.file("home/desk/cache/under", "under");
     QVErrorPtr error;
     reporting.setPath(std::nullopt);
   };
@@ -384,7 +384,7 @@ TEST_F(ActionsTest, ActionsRunWhereTheirKindSays) {
   disk->performAction(static_cast<QVRamDiskAction>(8), recorder, 0);
 }
 
-// A destination of the test's own over home/work, small in the way that `options` say.
+// A destination of the test's own over home/desk, small in the way that `options` say.
 class SmallDestination : public ActionsTest {
  protected:
   void mountWork(const char* options) {
@@ -399,7 +399,7 @@ class SmallDestination : public ActionsTest {
 TEST_F(SmallDestination, ADestinationThatFillsUpIsNoReasonToEject) {
   mountWork("nr_inodes=20");
   const auto disk = mountedDisk(QVRamDiskBackupMode_Base);
-  for (int i = 0; i < 20; ++i) scratch.file("home/work/cache/file" + std::to_string(i), "new");
+  for (int i = 0; i < 20; ++i) scratch.file("home/desk/cache/file" + std::to_string(i), "new");
   EXPECT_EQ(reasonOf(perform(QVRamDiskActionEject, disk)), "volFree");
   EXPECT_GT(log->count("copyItemAtPath==NO filePath:" + folder("cache")), 1U);
   EXPECT_EQ(disk->status(), QVRamDiskStatus_mounted);
@@ -413,7 +413,7 @@ TEST_F(SmallDestination, ADestinationThatFillsUpIsNoReasonToEject) {
 TEST_F(SmallDestination, ASaveThatWillNotFitFailsBeforeAnythingIsTouched) {
   mountWork("size=4m");
   const auto disk = mountedDisk(QVRamDiskBackupMode_Base);
-  const std::string big = scratch.file("home/work/cache/big", std::string(8'000'000, 'x'));
+  const std::string big = scratch.file("home/desk/cache/big", std::string(8'000'000, 'x'));
   const auto error = perform(QVRamDiskActionEject, disk);
   EXPECT_EQ(messageOf(error) + "|" + reasonOf(error), "Can not create backup|volFree");
   EXPECT_EQ(disk->status(), QVRamDiskStatus_mounted);

@@ -24,7 +24,7 @@ class ConcurrencyTest : public EngineTest {};
 // runs is safe to look at; without it, that nothing of it disturbs the action.
 TEST_F(ConcurrencyTest, RefreshListAndSaveGoOnWhileActionsRun) {
   for (int i = 0; i < 300; ++i)
-    scratch.file("home/work/busy/" + std::to_string(i % 7) + "/file" + std::to_string(i),
+    scratch.file("home/desk/busy/" + std::to_string(i % 7) + "/file" + std::to_string(i),
                  "contents");
   const auto counter = std::make_shared<EndCounter>();
   const auto entries = QVRamDiskEntries::initWithDelegate(counter);

@@ -121,7 +121,7 @@ std::string replaced(std::string text, const std::string& what, const std::strin
 
 void CreateFailures::check(const Row& row) {
   const auto disk = diskOver("cache", QVRamDiskBackupMode_Base);
-  scratch.file("home/work/cache/kept", "mine");
+  scratch.file("home/desk/cache/kept", "mine");
   row.arrange(*this, *disk);
   if (!row.verb.empty()) faults->fail(row.verb, row.nth);
   const auto error = perform(QVRamDiskActionCreate, disk);
@@ -157,7 +157,7 @@ TEST_F(CreateFailures, EachSaysWhatFailedAndKeepsTheFiles) {
 
 TEST_F(CreateFailures, TheNextCreationTakesUpWhatAFailedOneSetAside) {
   const auto disk = diskOver("cache", QVRamDiskBackupMode_Base);
-  scratch.file("home/work/cache/kept", "mine");
+  scratch.file("home/desk/cache/kept", "mine");
   faults->fail(FaultyPlaces::verb(Tool::Mounter));
   EXPECT_EQ(reasonOf(perform(QVRamDiskActionCreate, disk)), "mountDeviceNode");
   faults->clear();
@@ -170,8 +170,8 @@ TEST_F(CreateFailures, TheNextCreationTakesUpWhatAFailedOneSetAside) {
 
 TEST_F(CreateFailures, FilesOnBothSidesAreBothKept) {
   const auto disk = diskOver("cache", QVRamDiskBackupMode_Base);
-  scratch.file("home/work/cache/newer", "newer");
-  scratch.file("home/work/cache (Tarnvale Backup Base)/older", "older");
+  scratch.file("home/desk/cache/newer", "newer");
+  scratch.file("home/desk/cache (Tarnvale Backup Base)/older", "older");
   EXPECT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
   EXPECT_EQ(readFile(folder("cache") + "/newer"), "newer");
   EXPECT_EQ(readFile(savedBase("cache") + " rescued/older"), "older");
@@ -195,7 +195,7 @@ TEST_F(CreateFailures, AFailedRecopyingIsReportedAndTheDiskStays) {
 
 TEST_F(CreateFailures, MissingAttributesAndARefusedIconAreOnlyLogged) {
   const auto disk = diskOver("cache", QVRamDiskBackupMode_Base);
-  scratch.file("home/work/cache/.VolumeIcon.icns", "picture");
+  scratch.file("home/desk/cache/.VolumeIcon.icns", "picture");
   workspace->succeeds = false;
   faults->fail("attributes");
   EXPECT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);

@@ -114,9 +114,9 @@ TEST_F(RecordTest, ContentsAreWhatTheUserPutThere) {
   const auto disk = diskOver("cache", QVRamDiskBackupMode_None);
   ASSERT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
   for (const char* system : {".DS_Store", ".fseventsd", ".Trashes", ".localized"})
-    scratch.file("home/work/cache/" + std::string(system));
+    scratch.file("home/desk/cache/" + std::string(system));
   EXPECT_EQ(disk->hasContents(), 0);
-  scratch.file("home/work/cache/mine");
+  scratch.file("home/desk/cache/mine");
   EXPECT_EQ(disk->hasContents(), 1);
   faults->fail("names");
   EXPECT_EQ(disk->hasContents(), -1);

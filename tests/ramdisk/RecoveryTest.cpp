@@ -21,12 +21,12 @@ using Steps = std::vector<RecoveryStep>;
 
 class RecoveryTest : public EngineTest {
  protected:
-  // A mounted disk over home/work/cache with one file from its base and one of its own.
+  // A mounted disk over home/desk/cache with one file from its base and one of its own.
   QVRamDiskPtr mounted(QVRamDiskBackupMode mode = QVRamDiskBackupMode_Base) {
     auto disk = diskOver("cache", mode);
-    scratch.file("home/work/cache/old", "old");
+    scratch.file("home/desk/cache/old", "old");
     EXPECT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
-    scratch.file("home/work/cache/new", "new");
+    scratch.file("home/desk/cache/new", "new");
     return disk;
   }
 
@@ -99,7 +99,7 @@ TEST_F(RecoveryTest, OfTwoGenerationsTheWholeOneGoesBack) {
   EXPECT_EQ(inFolder("old"), "old");
 
   fs::rename(folder("cache"), base.previous());
-  scratch.file("home/work/cache (Tarnvale Backup Base)/sub/torn", "to");
+  scratch.file("home/desk/cache (Tarnvale Backup Base)/sub/torn", "to");
   for (const char* name : {"/old", "/sub/only shared"}) {
     fs::create_directories(base.previous() + "/sub");
     std::ofstream(base.previous() + name) << "old";
@@ -117,14 +117,14 @@ TEST_F(RecoveryTest, OfTwoGenerationsTheWholeOneGoesBack) {
 
 TEST_F(RecoveryTest, FilesOnBothSidesAreBothKept) {
   const auto disk = diskOver("cache", QVRamDiskBackupMode_Base);
-  scratch.file("home/work/cache/mine", "mine");
-  scratch.file("home/work/cache (Tarnvale Backup Base)/base", "base");
-  scratch.directory("home/work/cache (Tarnvale Backup Base) rescued");
+  scratch.file("home/desk/cache/mine", "mine");
+  scratch.file("home/desk/cache (Tarnvale Backup Base)/base", "base");
+  scratch.directory("home/desk/cache (Tarnvale Backup Base) rescued");
   EXPECT_EQ(recover(disk), Steps{RecoveryStep::KeepRescued});
   EXPECT_EQ(inFolder("mine"), "mine");
   EXPECT_EQ(readFile(savedBase("cache") + " rescued 2/base"), "base");
   // What an incomplete save left beside a directory in its place is no crash.
-  scratch.file("home/work/cache (Tarnvale Backup Base).previous/base", "older");
+  scratch.file("home/desk/cache (Tarnvale Backup Base).previous/base", "older");
   EXPECT_EQ(recover(disk), Steps{});
 }
 
@@ -162,7 +162,7 @@ TEST_F(RecoveryTest, AVolumeThatAnEjectHeldReadOnlyCanBeWrittenAgain) {
   const auto disk = mounted();
   ASSERT_EQ(QVRamDiskDevice::setWritable(disk->deviceNode(), disk->path(), false), nullptr);
   EXPECT_EQ(recover(disk), Steps{RecoveryStep::Adopt});
-  scratch.file("home/work/cache/more", "more");
+  scratch.file("home/desk/cache/more", "more");
   EXPECT_EQ(inFolder("more"), "more");
 }
 

@@ -36,7 +36,7 @@ TEST_F(RegistryTest, SettingsComeBackAndObservationsDoNot) {
   const auto disk = entries->ramDisks()[0];
   disk->setFormat(QVRamDiskFormat_CaseSensitiveHFSPlus);
   disk->setSize(0xF000'0000'0000'0000);  // beyond the signed range
-  disk->setMountDirectory(home + "/work");
+  disk->setMountDirectory(home + "/desk");
   disk->setSimId("SIM");
   disk->setPreferWired(true);
   disk->setCreateAtLogin(true);
@@ -58,7 +58,7 @@ TEST_F(RegistryTest, SettingsComeBackAndObservationsDoNot) {
   EXPECT_TRUE(read->isEqual(disk));
   EXPECT_EQ(read->format(), disk->format());
   EXPECT_EQ(read->size(), disk->size());
-  EXPECT_EQ(read->mountDirectory(), home + "/work");
+  EXPECT_EQ(read->mountDirectory(), home + "/desk");
   EXPECT_EQ(read->simId(), "SIM");
   EXPECT_TRUE(read->preferWired() && read->createAtLogin() && read->doNotCalculateBaseSize());
   EXPECT_EQ(read->postCmd(), disk->postCmd());
@@ -75,13 +75,13 @@ TEST_F(RegistryTest, SettingsComeBackAndObservationsDoNot) {
 
 TEST_F(RegistryTest, HomeFoldersAreKeptAbbreviated) {
   auto entries = withDisks({"a"});
-  entries->ramDisks()[0]->setMountDirectory(home + "/work");
+  entries->ramDisks()[0]->setMountDirectory(home + "/desk");
   entries->writeRamDisksToDefaultLocation();
   const auto dictionary = extensions::parsePropertyList(readFile(file()));
   ASSERT_TRUE(dictionary);
   const auto* archive = dictionary->find("RamDiskEntries")->data();
   ASSERT_NE(archive, nullptr);
-  EXPECT_NE(archive->bytes.find("~/work"), std::string::npos);
+  EXPECT_NE(archive->bytes.find("~/desk"), std::string::npos);
   EXPECT_EQ(archive->bytes.find(home), std::string::npos);
 }
 
@@ -259,7 +259,7 @@ TEST_F(RegistryTest, TheRefreshTellsTheDelegateWhatChanged) {
   const int before = delegate->updates;
   loop->fire();
   EXPECT_EQ(delegate->updates, before) << "nothing changed";
-  scratch.file("home/work/cache/file", std::string(100'000, 'x'));
+  scratch.file("home/desk/cache/file", std::string(100'000, 'x'));
   disk->setAction(QVRamDiskActionBackup);
   loop->fire();
   EXPECT_EQ(delegate->updates, before) << "a busy record is left alone";

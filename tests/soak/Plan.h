@@ -1,5 +1,5 @@
 #pragma once
-// What happens in a round, decided from the seed and the round's number.
+// What happens in a round, decided from a seed and the round's number.
 
 #include <array>
 #include <cstdint>

@@ -5,7 +5,7 @@
 
 namespace soak {
 
-// Everything that is left to chance in one round, from the seed and the round's number alone.
+// Everything that is left to chance in one round, from a seed and the round's number alone.
 class Random {
  public:
   Random(std::uint64_t seed, std::uint64_t round)

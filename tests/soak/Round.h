@@ -50,7 +50,7 @@ class Round {
 
   const Plan& plan_;
   std::string home_;
-  std::string place_ = home_ + "/work";
+  std::string place_ = home_ + "/desk";
   std::string folder_ = place_ + "/" + kDisk;
   std::string backups_ = home_ + "/backups";
   Program program_;

@@ -70,7 +70,7 @@ void EngineTest::TearDownDisks() {
 }
 
 QVRamDiskPtr EngineTest::diskOver(const std::string& name, QVRamDiskBackupMode mode) {
-  scratch.directory("home/work/" + name);
+  scratch.directory("home/desk/" + name);
   auto disk = QVRamDisk::init();
   disk->setName(name);
   disk->setMountDirectory(work);

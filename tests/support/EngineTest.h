@@ -43,7 +43,7 @@ class EngineTest : public testing::Test {
   EngineTest();
   ~EngineTest() override;
 
-  // A plain disk over home/work/NAME, which is made, in the mode given.
+  // A plain disk over home/desk/NAME, which is made, in the mode given.
   QVRamDiskPtr diskOver(const std::string& name, QVRamDiskBackupMode mode);
   // What diskOver() made the disk over.
   std::string folder(const std::string& name) const { return work + "/" + name; }
@@ -57,7 +57,7 @@ class EngineTest : public testing::Test {
   // A tool of the test's own in place of one of the system's: a shell script.
   void replaceTool(platform::Tool tool, const std::string& script);
 
-  // Detaches every device and empties home/work.
+  // Detaches every device and empties home/desk.
   void TearDownDisks();
 
   // Attaches and formats a device by hand and gives its node.
@@ -67,7 +67,7 @@ class EngineTest : public testing::Test {
 
   Scratch scratch;
   std::string home = scratch.directory("home");
-  std::string work = scratch.directory("home/work");
+  std::string work = scratch.directory("home/desk");
   FaultPlanPtr faults = std::make_shared<FaultPlan>();
   std::shared_ptr<doubles::RecordingLog> log = std::make_shared<doubles::RecordingLog>();
   std::shared_ptr<doubles::RecordingAlerts> alerts = std::make_shared<doubles::RecordingAlerts>();

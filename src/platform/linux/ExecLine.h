@@ -1,5 +1,5 @@
 #pragma once
-// Command lines of desktop entries, by freedesktop.org's Desktop Entry Specification: a value is
+// Command lines of desktop entries, by the rules of freedesktop.org for them: a value is
 // escaped as a string (\s \n \t \r \\), and the text so read is quoted as a command line, with
 // field codes such as %u.
 
