@@ -10,6 +10,7 @@
 #include "platform/Defaults.h"
 #include "platform/FileCopying.h"
 #include "platform/Files.h"
+#include "platform/Graphics.h"
 #include "platform/LoginItems.h"
 #include "platform/Machine.h"
 #include "platform/MainLoop.h"
@@ -39,6 +40,7 @@ struct Services {
   std::shared_ptr<Volumes> volumes;
   std::shared_ptr<Machine> machine;
   std::shared_ptr<Places> places;
+  std::shared_ptr<Graphics> graphics;
 };
 
 // Installs the services. Called by main before anything else, and by tests between their cases;

@@ -13,7 +13,7 @@
 #include "tests/support/DoubleServices.h"
 #include "tests/support/Scratch.h"
 
-inline const auto kSourceTree = std::filesystem::path(__FILE__).parent_path() / "../..";
+inline const std::filesystem::path kSourceTree = TARNVALE_SOURCE;
 
 inline std::map<std::string, std::string> englishTexts(const std::string& table) {
   const auto file = kSourceTree / "resources/en.lproj" / (table + ".strings");

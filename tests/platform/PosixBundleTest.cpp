@@ -34,6 +34,11 @@ TEST(Languages, ComeFromTheLocaleThatCounts) {
                {{{"LC_ALL", ""}, {"LANG", "sr@latin"}}, {"sr"}},
                {{{"LANG", "de"}, {"LC_ALL", "C.UTF-8"}}, {}},
                {{{"LANG", "POSIX"}}, {}},
+               {{{"LANG", "fr_FR.UTF-8"}, {"LANGUAGE", "de_AT.UTF-8:es"}}, {"de_AT", "de", "es"}},
+               {{{"LANG", "fr"}, {"LANGUAGE", "ja::C:es"}}, {"ja"}},
+               {{{"LANG", "fr"}, {"LANGUAGE", ""}}, {"fr"}},
+               {{{"LC_ALL", "C.UTF-8"}, {"LANGUAGE", "de"}}, {}},
+               {{{"LANGUAGE", "de"}}, {}},
                {{}, {}}};
   for (const auto& each : cases)
     EXPECT_EQ(platform::preferredLanguages(environmentOf(each.environment)), each.languages);

@@ -25,6 +25,7 @@ struct DoubleServices {
     all.sessionEnd = sessionEnd;
     all.machine = machine;
     all.places = places;
+    all.graphics = graphics;
     return all;
   }
 
@@ -42,4 +43,5 @@ struct DoubleServices {
   std::shared_ptr<doubles::FakeSessionEnd> sessionEnd = std::make_shared<doubles::FakeSessionEnd>();
   std::shared_ptr<doubles::FakeMachine> machine = std::make_shared<doubles::FakeMachine>();
   std::shared_ptr<doubles::FakePlaces> places;
+  std::shared_ptr<platform::Graphics> graphics = std::make_shared<platform::Graphics>();
 };

@@ -80,6 +80,7 @@ Services linuxServices(const LinuxOptions& options) {
   services.volumes = std::make_shared<LinuxVolumes>();
   services.machine = std::make_shared<LinuxMachine>();
   services.places = std::make_shared<LinuxPlaces>(directories, toolsDirectory(options));
+  services.graphics = std::make_shared<Graphics>();
   return services;
 }
 

@@ -14,7 +14,8 @@ using Environment = std::function<std::optional<std::string>(const std::string& 
 Environment processEnvironment();
 
 // The user's languages as the folders of translations name them, the best first: "de_CH", "de" for
-// LANG=de_CH.UTF-8. None for the locales "C" and "POSIX".
+// LANG=de_CH.UTF-8. The list LANGUAGE ("de_AT:fr") goes before the locale and ends at a "C" in it.
+// None for the locales "C" and "POSIX", whatever LANGUAGE says: who sets them wants no translation.
 std::vector<std::string> preferredLanguages(const Environment& environment);
 
 }  // namespace platform
