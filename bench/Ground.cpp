@@ -49,6 +49,10 @@ QVDirectoryStatistics measured(const std::string& folder) {
 
 }  // namespace
 
+std::string besideBench(const std::string& program) {
+  return fs::read_symlink("/proc/self/exe").replace_filename(program);
+}
+
 void run(const std::vector<std::string>& words) {
   static const Descriptor nothing(open("/dev/null", O_WRONLY | O_CLOEXEC));
   runInto(words, nothing.get());

@@ -17,6 +17,9 @@ void shell(const std::string& command);
 // The same, giving what it wrote.
 std::string outputOf(const std::vector<std::string>& words);
 
+// The path of a program of this build.
+std::string besideBench(const std::string& program);
+
 [[noreturn]] void giveUp(const std::string& reason);
 
 // A file system in memory over a folder, which is made.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
 namespace bench {
@@ -8,5 +10,8 @@ namespace bench {
 // a minute. `scratch` is a folder for the disks; the registry is the one of the home folder. "" and
 // a line on standard error when it could not be measured.
 std::string idleCost(const std::string& scratch);
+
+// The table for a process that is idle by now.
+std::string idleTable(const std::string& title, pid_t process);
 
 }  // namespace bench

@@ -10,6 +10,8 @@ namespace bench {
 // in it, in the folder that it names. What they leave there is a matter of the caller.
 
 std::string refreshing(const std::string& scratch);
+// The status menu with 15 disks on an X server without a screen; processor time, not waiting.
+std::string menuCost(const std::string& scratch);
 std::string creating(const std::string& scratch, const std::string& program);
 std::string refilling(const DataSet& set, const std::string& scratch);
 std::string saving(const DataSet& set, const std::string& scratch);

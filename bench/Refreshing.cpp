@@ -1,16 +1,14 @@
 #include <fmt/format.h>
 
-#include <filesystem>
 #include <memory>
 #include <optional>
 
 #include "Contest.h"
+#include "Disks.h"
 #include "Ground.h"
 #include "Measurements.h"
 #include "platform/Services.h"
 #include "ramdisk/QVRamDiskEntries.h"
-
-namespace fs = std::filesystem;
 
 namespace bench {
 namespace {
@@ -67,29 +65,15 @@ class CountedTools {
   std::shared_ptr<CountingPlaces> places_;
 };
 
-void mountDisks(QVRamDiskEntries& entries, const std::string& folder) {
-  for (std::size_t i = 0; i < QVRamDiskEntries::kMostRamDisks; ++i) {
-    const auto disk = entries.addRamDisk();
-    disk->setName(fmt::format("disk{}", i));
-    disk->setMountDirectory(folder);
-    disk->setSize(128'000'000);
-    fs::create_directories(folder + "/" + *disk->name());
-    entries.create(disk, 0);
-    if (disk->status() != QVRamDiskStatus_mounted) giveUp(fmt::format("no disk {}", i));
-  }
-}
-
 }  // namespace
 
 std::string refreshing(const std::string& scratch) {
   CountedTools counted;
-  const auto entries = QVRamDiskEntries::init();
-  mountDisks(*entries, scratch + "/disks");
+  MountedDisks disks(scratch + "/disks");
   counted.count() = 0;
   std::vector<double> times(200);
-  for (double& time : times) time = seconds([&] { entries->updatorAction(); });
+  for (double& time : times) time = seconds([&] { disks.entries().updatorAction(); });
   const int tools = counted.count();
-  for (const auto& disk : entries->ramDisks()) entries->eject(disk, 0);
   return fmt::format(
       "## Status refresh of 15 mounted disks\n\n| median |\n|---|\n| {:.3f} ms |\n\n"
       "External tools run in {} refreshes: {}.\n\n",

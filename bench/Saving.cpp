@@ -14,7 +14,6 @@ namespace fs = std::filesystem;
 namespace bench {
 namespace {
 
-
 // Copies of a volume on the disk, each kept by its own program in a folder of its own, and each
 // flushed to the disk as part of the work.
 class Saves {

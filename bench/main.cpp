@@ -54,6 +54,7 @@ class Report {
     for (const auto& set : {bench::browserCache(), bench::buildFolder()})
       text += ofDataSet(set, disk.path);
     if (wants("idling")) text += bench::idleCost(scratch_);
+    if (wants("menu")) text += bench::menuCost(scratch_);
     return text;
   }
 
@@ -83,8 +84,8 @@ int main(int argc, char** argv) {
   if (isInMemory(scratch)) bench::giveUp("TMPDIR must name a folder on a disk");
   platform::LinuxOptions options;
   platform::install(platform::linuxServices(options));
-  const auto program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "tarnvale";
-  const std::string text = Report(scratch, program, {argv + 2, argv + argc}).make();
+  const std::string text =
+      Report(scratch, bench::besideBench("tarnvale"), {argv + 2, argv + argc}).make();
   std::ofstream(argv[1]) << text;
   return 0;
 }

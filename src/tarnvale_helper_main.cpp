@@ -1,40 +1,45 @@
-// The helper: installs the platform's services and starts.
+// The helper without a toolkit: installs the platform's services and starts. Where a menu is wanted
+// it becomes the helper that has one.
 
 #include <fmt/format.h>
+#include <unistd.h>
 
-#include <cstdlib>
-#include <memory>
+#include <csignal>
+#include <vector>
 
-#include "app/AppDelegate.h"
-#include "core/Identifiers.h"
-#include "platform/linux/LinuxServices.h"
-#include "platform/posix/TerminationSignals.h"
+#include "core/QVLog.h"
+#include "platform/linux/OwnPrograms.h"
+#include "tarnvale_helper_run.h"
 
 namespace {
 
 constexpr int kUsage = 2;
-constexpr std::int64_t kWholeLog = 0;
 
-platform::LinuxOptions linuxOptions(bool verbose) {
-  platform::LinuxOptions options;
-  options.identifier = kHelperBundleId;
-  if (verbose) options.standardErrorSeverity = kWholeLog;
-  options.information = {{"CFBundleName", "Tarnvale-Helper"},
-                         {"CFBundleShortVersionString", TARNVALE_VERSION},
-                         {"CFBundleVersion", TARNVALE_VERSION}};
-  return options;
+bool hasDisplay() {
+  for (const char* name : {"WAYLAND_DISPLAY", "DISPLAY"}) {
+    const char* value = std::getenv(name);
+    if (value != nullptr && *value != '\0') return true;
+  }
+  return false;
 }
 
-// Ends without destructors when an action that had its time is still at work.
-int runHelper(const app::HelperOptions& options) {
-  platform::install(platform::linuxServices(linuxOptions(options.verbose)));
-  auto& loop = *platform::services().mainLoop;
-  const auto delegate = std::make_shared<AppDelegate>(options);
-  const platform::TerminationSignals signals([&] { loop.post([&] { delegate->terminate(); }); });
-  loop.post([&] { delegate->applicationDidFinishLaunching(); });
-  loop.run();
-  if (delegate->hasLeftovers()) std::_Exit(EXIT_SUCCESS);
-  return EXIT_SUCCESS;
+// Does not return where that program starts: the process is it then, with the same arguments.
+void becomeTray(char** argv) {
+  const std::string tray = platform::installedPath("libexec/tarnvale/tarnvale-tray");
+  std::vector<char*> arguments;
+  for (char** each = argv; *each != nullptr; ++each) arguments.push_back(*each);
+  arguments.push_back(nullptr);
+  const auto former = std::signal(SIGPIPE, SIG_DFL);  // what is ignored stays so in it
+  execv(tray.c_str(), arguments.data());
+  std::signal(SIGPIPE, former);
+  QVLogError("main", "{} cannot be run, there is no menu", tray);
+}
+
+app::MenuFactory menuFactory(char** argv) {
+  return [argv]() -> std::shared_ptr<app::Menu> {
+    if (hasDisplay()) becomeTray(argv);
+    return nullptr;
+  };
 }
 
 }  // namespace
@@ -48,5 +53,7 @@ int main(int argc, char** argv) {
   if (options.help) fmt::print("{}", app::kHelperHelp);
   if (options.version) fmt::print("tarnvale-helper {}\n", TARNVALE_VERSION);
   if (options.help || options.version) return EXIT_SUCCESS;
-  return runHelper(options);
+  platform::install(platform::linuxServices(helper::linuxOptions(options.verbose)));
+  helper::run(std::make_shared<AppDelegate>(options, menuFactory(argv)));
+  return EXIT_SUCCESS;
 }

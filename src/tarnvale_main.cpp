@@ -16,6 +16,7 @@ platform::LinuxOptions optionsFor(const std::vector<std::string>& args) {
   platform::LinuxOptions options;
   options.identifier = kMainAppBundleId;
   options.standardErrorSeverity = cli::wantsLog(args) ? kWholeLog : kNoLog;
+  options.asksForAppearance = false;
   options.information = {{"CFBundleName", "tarnvale"},
                          {"CFBundleShortVersionString", TARNVALE_VERSION},
                          {"CFBundleVersion", TARNVALE_VERSION}};

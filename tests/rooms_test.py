@@ -10,7 +10,7 @@ import sys
 
 TOP = pathlib.Path(__file__).resolve().parent.parent
 ROOMS = ["platform", "core", "extensions", "system", "device", "kinds", "ramdisk", "menu", "app",
-         "cli"]
+         "settings", "cli"]
 # A port, and the rooms and ports that it may include besides itself.
 PORTS = {
     "platform/posix": ["platform", "core", "extensions"],
@@ -19,7 +19,7 @@ PORTS = {
     "platform/mac": ["platform", "core", "extensions", "platform/posix"],
 }
 # Rooms that know nothing of each other although one stands above the other.
-STRANGERS = {("kinds", "device")}
+STRANGERS = {("kinds", "device"), ("settings", "menu"), ("settings", "app")}
 TOOLKITS = {"systemd/": "platform/linux", "Q": "platform/qt", "AppKit/": "platform/mac",
             "Foundation/": "platform/mac", "sys/mount.h": "platform/linux", "linux/": "platform/linux"}
 

@@ -16,7 +16,7 @@ _tarnvale_disks() {
 
 _tarnvale() {
     local cur=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} verb='' word
-    local verbs='add set remove move list show kinds create eject remount rebuild sync backup clean recover menu-bar session-save'
+    local verbs='add set remove move list show kinds create eject remount rebuild sync backup clean recover menu menu-bar session-save'
     local common='--help --quiet --verbose'
     local settings='--kind --simulator --name --directory --size --backup --backup-dir
 --post-command --index --format --at-login --no-at-login --measure --no-measure'
@@ -36,6 +36,8 @@ _tarnvale() {
         --index) _tarnvale_words $'unchanged\non\noff'; return ;;
         --format) _tarnvale_words $'hfs+\ncase-sensitive'; return ;;
         --directory | --backup-dir) compopt -o filenames; COMPREPLY=($(compgen -d -- "$cur")); return ;;
+        --png) compopt -o filenames; COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        --open) _tarnvale_disks; return ;;
         --simulator | --name | --size | --post-command) return ;;
     esac
     if [[ $cur == -* ]]; then
@@ -50,6 +52,7 @@ _tarnvale() {
             eject | rebuild) options='--all --force' ;;
             create | remount | sync | backup) options='--all' ;;
             recover) options='--all --dry-run --json' ;;
+            menu) options='--open --png --dark --json' ;;
             menu-bar) options='--at-login --no-at-login' ;;
         esac
         options="$options $common"
@@ -59,7 +62,7 @@ _tarnvale() {
     case $verb in
         add) compopt -o filenames; COMPREPLY=($(compgen -d -- "$cur")) ;;
         menu-bar | session-save) _tarnvale_words $'on\noff' ;;
-        list | kinds) ;;
+        list | kinds | menu) ;;
         *) _tarnvale_disks ;;
     esac
 }

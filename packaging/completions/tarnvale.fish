@@ -1,6 +1,6 @@
 # Completion of tarnvale for fish.
 
-set -l verbs add set remove move list show kinds create eject remount rebuild sync backup clean recover menu-bar session-save
+set -l verbs add set remove move list show kinds create eject remount rebuild sync backup clean recover menu menu-bar session-save
 set -l actions create eject remount rebuild sync backup clean recover
 
 complete -c tarnvale -f
@@ -25,6 +25,7 @@ complete -c tarnvale -n $first -a sync -d 'Save for the directory that the disk 
 complete -c tarnvale -n $first -a backup -d 'Save to the backup folder'
 complete -c tarnvale -n $first -a clean -d 'Delete the contents of mounted disks'
 complete -c tarnvale -n $first -a recover -d 'Put right what cut-off actions have left'
+complete -c tarnvale -n $first -a menu -d 'Show what the menu-bar companion shows'
 complete -c tarnvale -n $first -a menu-bar -d 'Show the disks in the menu bar'
 complete -c tarnvale -n $first -a session-save -d 'Save mounted disks when the session ends'
 
@@ -32,11 +33,14 @@ complete -c tarnvale -n "__fish_seen_subcommand_from set remove move show $actio
 complete -c tarnvale -n '__fish_seen_subcommand_from add' -a '(__fish_complete_directories)'
 complete -c tarnvale -n '__fish_seen_subcommand_from menu-bar session-save' -a 'on off'
 complete -c tarnvale -n "__fish_seen_subcommand_from show $actions" -l all -d 'Every disk'
-complete -c tarnvale -n '__fish_seen_subcommand_from list show kinds recover' -l json -d 'Write JSON'
+complete -c tarnvale -n '__fish_seen_subcommand_from list show kinds recover menu' -l json -d 'Write JSON'
 complete -c tarnvale -n '__fish_seen_subcommand_from list' -l names -d 'Write the names only'
 complete -c tarnvale -n '__fish_seen_subcommand_from eject rebuild' -l force -d 'Also when programs use the disk'
 complete -c tarnvale -n '__fish_seen_subcommand_from recover' -l dry-run -d 'Only say what would be done'
 complete -c tarnvale -n '__fish_seen_subcommand_from remove clean' -l yes -d 'Do not ask'
+complete -c tarnvale -n '__fish_seen_subcommand_from menu' -l open -x -a '(tarnvale list --names 2>/dev/null)' -d 'With what can be done to this disk'
+complete -c tarnvale -n '__fish_seen_subcommand_from menu' -l png -r -F -d 'Draw it into this file'
+complete -c tarnvale -n '__fish_seen_subcommand_from menu' -l dark -d 'As on a dark desktop'
 complete -c tarnvale -n '__fish_seen_subcommand_from add set menu-bar' -l at-login -d 'At login too'
 complete -c tarnvale -n '__fish_seen_subcommand_from add set menu-bar' -l no-at-login -d 'Not at login'
 

@@ -43,7 +43,9 @@ void AppDelegate::makeMenuIfWanted() {
   const bool wanted = options_.menu && !options_.service && ramDiskEntries_->showInMenuBar();
   if (!wanted || !menuFactory_) return;
   statusMenuController_ = menuFactory_();
-  if (statusMenuController_) keeper_.startWith(statusMenuController_->ramDiskEntries());
+  if (!statusMenuController_) return;
+  keeper_.startWith(statusMenuController_->ramDiskEntries(),
+                    [menu = statusMenuController_] { return menu->isBusy(); });
 }
 
 void AppDelegate::stay() {

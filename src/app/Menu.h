@@ -15,7 +15,12 @@ class Menu {
   // The menu's own registry, which all its actions run on.
   virtual std::shared_ptr<QVRamDiskEntries> ramDiskEntries() = 0;
 
-  // The program is about to end: waits for running actions, at most 30 seconds.
+  // An action of its registry runs, or has ended and is not saved yet: the registry must not be
+  // read anew.
+  virtual bool isBusy() const { return false; }
+
+  // The program is about to end: waits for running actions, at most 30 seconds, and saves what
+  // they did.
   virtual void wantTerminate() = 0;
 };
 

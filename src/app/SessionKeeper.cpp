@@ -46,8 +46,10 @@ void SessionKeeper::start() {
   startWith(std::move(entries));
 }
 
-void SessionKeeper::startWith(std::shared_ptr<QVRamDiskEntries> entries) {
+void SessionKeeper::startWith(std::shared_ptr<QVRamDiskEntries> entries,
+                              std::function<bool()> ownerIsBusy) {
   entries_ = std::move(entries);
+  ownerIsBusy_ = std::move(ownerIsBusy);
   observer_ = services().notifications->observe(
       QVRamDiskEntriesDidChangeToAllNotification, [this](const auto& notification) {
         n_ramDiskEntriesDidChangeToAllNotification(notification);
@@ -65,8 +67,12 @@ void SessionKeeper::n_ramDiskEntriesDidChangeToAllNotification(
   readAgain();
 }
 
+bool SessionKeeper::mayRead() const {
+  return !entries_->hasRunningAction() && !(ownerIsBusy_ && ownerIsBusy_());
+}
+
 void SessionKeeper::readAgain() {
-  changedMeanwhile_ = save_ || entries_->hasRunningAction();
+  changedMeanwhile_ = save_ || !mayRead();
   if (changedMeanwhile_) return;
   entries_->readRamDisksFromDefaultLocation();
   QVLogInfo(kClass, "The list was read again: {} disks", entries_->ramDisks().size());
@@ -113,8 +119,7 @@ void SessionKeeper::saveEnded() {
     holdingAgain_.reset();
     decideHold();
   });
-  if (changedMeanwhile_ && !entries_->hasRunningAction())
-    entries_->readRamDisksFromDefaultLocation();
+  if (changedMeanwhile_ && mayRead()) entries_->readRamDisksFromDefaultLocation();
 }
 
 void SessionKeeper::saveAndWait() {

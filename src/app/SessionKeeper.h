@@ -22,8 +22,9 @@ class SessionKeeper {
 
   // Reads a registry of its own and follows the file.
   void start();
-  // The same on a registry that its owner keeps in step.
-  void startWith(std::shared_ptr<QVRamDiskEntries> entries);
+  // The same on a registry that its owner keeps in step; it is not read anew while that is busy
+  // with it.
+  void startWith(std::shared_ptr<QVRamDiskEntries> entries, std::function<bool()> ownerIsBusy = {});
   bool isStarted() const { return entries_ != nullptr; }
 
   // Reads the registry anew; not while an action runs on one of its records.
@@ -44,8 +45,10 @@ class SessionKeeper {
   bool saveStep();  // YES when there is nothing more to do
   void saveEnded();
   bool mayStart();
+  bool mayRead() const;
 
   std::function<bool()> isBusy_;
+  std::function<bool()> ownerIsBusy_;
   std::shared_ptr<QVRamDiskEntries> entries_;
   bool entriesAreOwn_ = false;
   std::optional<platform::Notifications::ObserverId> observer_;

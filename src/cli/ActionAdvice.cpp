@@ -42,9 +42,8 @@ std::string adviceFor(const QVError& error, const QVRamDisk& disk, QVRamDiskActi
            "saving, and try again";
   if (const auto aside = disk.savedBasePath(); aside && disk.status() != QVRamDiskStatus_mounted &&
                                                services().files->kind(*aside) != FileKind::Missing)
-    return "the directory's own contents lie in " + *aside +
-           "; 'tarnvale recover " +
-           name + "' puts them back";
+    return "the directory's own contents lie in " + *aside + "; 'tarnvale recover " + name +
+           "' puts them back";
   return {};
 }
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "cli/Columns.h"
-#include "cli/SizeText.h"
+#include "settings/SizeText.h"
 
 namespace cli {
 namespace {
@@ -55,11 +55,12 @@ std::string bar(std::uint64_t percent, std::size_t width) {
 std::string progressLine(const std::string& stage, const QVRamDiskProgress& copied,
                          std::size_t room) {
   const std::string items = fmt::format(", {} items", copied.entries);
-  if (copied.totalBytes == 0) return stage + " " + sizeText(copied.bytes) + items;
+  if (copied.totalBytes == 0) return stage + " " + settings::sizeText(copied.bytes) + items;
   const auto percent = percentOf(copied);
   const Layout layout = layoutFor(room, columns(stage));
   return fitted(stage, layout.stage) + fmt::format(" {:3} %", percent) + bar(percent, layout.bar) +
-         fmt::format(" {} of {}", sizeText(copied.bytes), sizeText(copied.totalBytes)) +
+         fmt::format(" {} of {}", settings::sizeText(copied.bytes),
+                     settings::sizeText(copied.totalBytes)) +
          (layout.items ? items : "");
 }
 

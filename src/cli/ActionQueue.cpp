@@ -5,10 +5,11 @@
 #include "cli/ActionAdvice.h"
 #include "cli/Columns.h"
 #include "cli/DiskNames.h"
-#include "cli/DiskState.h"
+#include "cli/ErrorText.h"
 #include "cli/VolumeUsers.h"
 #include "kinds/QVRamDiskManager.h"
 #include "platform/Services.h"
+#include "settings/DiskState.h"
 
 namespace cli {
 namespace {
@@ -109,7 +110,7 @@ void ActionQueue::startNext() {
 }
 
 std::optional<Refusal> ActionQueue::refusalOf(const QVRamDisk& disk) const {
-  DiskState state(registry_.disks());
+  settings::DiskState state(registry_.disks());
   if (auto refusal = verb_.refusal(disk, state.status(disk))) return refusal;
   return verb_.unmounts && !forced_ ? refuseWhileInUse(disk) : std::nullopt;
 }

@@ -5,9 +5,9 @@
 #include "cli/ActionQueue.h"
 #include "cli/DiskNames.h"
 #include "cli/DiskRecovery.h"
-#include "cli/DiskState.h"
 #include "cli/Registry.h"
-#include "cli/SizeText.h"
+#include "settings/DiskState.h"
+#include "settings/SizeText.h"
 
 namespace cli {
 namespace {
@@ -15,7 +15,7 @@ namespace {
 // The disks that a confirmation is about; the others are refused when their turn comes.
 std::string namesToConfirm(const ActionVerb& verb, const std::vector<QVRamDiskPtr>& disks,
                            const std::vector<QVRamDiskPtr>& all) {
-  DiskState state(all);
+  settings::DiskState state(all);
   std::string names;
   for (const auto& disk : disks)
     if (!verb.refusal(*disk, state.status(*disk)))
@@ -50,7 +50,7 @@ int runAction(Context& context, const ActionVerb& verb, const ActionRequest& req
 
 std::string mountedText(const QVRamDisk& disk) {
   return fmt::format("mounted at {} ({}, {} % used)", disk.path().value_or(""),
-                     sizeText(disk.volSize()), usedPercent(disk));
+                     settings::sizeText(disk.volSize()), settings::usedPercent(disk));
 }
 
 std::optional<Refusal> unlessMounted(const QVRamDisk& disk, QVRamDiskStatus status) {

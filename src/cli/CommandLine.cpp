@@ -17,10 +17,11 @@ constexpr char kFooter[] =
     "Exit status: 0 done, 1 the action failed, 2 wrong usage, 3 no such disk,\n"
     "4 refused by validation or because the disk is in use.";
 
-constexpr auto kVerbs = {
-    verbs::add,    verbs::set,    verbs::remove,  verbs::move,    verbs::list,       verbs::show,
-    verbs::kinds,  verbs::create, verbs::eject,   verbs::remount, verbs::rebuild,    verbs::sync,
-    verbs::backup, verbs::clean,  verbs::recover, verbs::menuBar, verbs::sessionSave};
+constexpr auto kVerbs = {verbs::add,     verbs::set,        verbs::remove,  verbs::move,
+                         verbs::list,    verbs::show,       verbs::kinds,   verbs::create,
+                         verbs::eject,   verbs::remount,    verbs::rebuild, verbs::sync,
+                         verbs::backup,  verbs::clean,      verbs::recover, verbs::menuText,
+                         verbs::menuBar, verbs::sessionSave};
 
 void describe(CLI::App& app, Context& context, Invocation& invocation) {
   app.footer(kFooter);

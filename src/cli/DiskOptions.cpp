@@ -3,9 +3,14 @@
 #include <CLI/CLI.hpp>
 
 #include "cli/Words.h"
+#include "settings/CommandText.h"
+#include "settings/SizeText.h"
 
 namespace cli {
 namespace {
+
+constexpr char kSizeForms[] =
+    "sizes look like 512M, 1.5G, 800MB (decimal), 2GiB (binary) or plain bytes";
 
 // An option whose words are a closed set.
 template <class Enumeration>
@@ -20,7 +25,31 @@ void addSwitch(CLI::App& verb, const std::string& name, std::optional<bool>& val
       name, [&value, whenGiven] { value = whenGiven; }, help);
 }
 
+// The word was checked when the command line was read.
+template <class Enumeration>
+std::optional<Enumeration> valueOf(const DiskOptions::Text& word, const Words<Enumeration>& words) {
+  return word ? words.value(*word) : std::nullopt;
+}
+
 }  // namespace
+
+std::optional<Refusal> readOptions(const DiskOptions& options, settings::Change& change) {
+  change.kind = valueOf(options.kind, kindWords());
+  change.simulator = options.simulator;
+  change.name = options.name;
+  change.directory = options.directory;
+  change.backup = valueOf(options.backup, backupWords());
+  change.backupDir = options.backupDir;
+  if (options.postCommand) change.postCommand = settings::wordsOfCommand(*options.postCommand);
+  change.index = valueOf(options.index, indexWords());
+  change.format = valueOf(options.format, formatWords());
+  change.atLogin = options.atLogin;
+  change.measure = options.measure;
+  if (options.size) change.size = settings::bytesFromText(*options.size);
+  if (!options.size || change.size) return std::nullopt;
+  return Refusal{kWrongUsage, "\"" + *options.size + "\" is not a size of a disk",
+                 std::string(kSizeForms) + ", from 128M to 128G"};
+}
 
 void addDiskOptions(CLI::App& verb, DiskOptions& options) {
   addChoice(verb, "--kind", options.kind, kindWords(),

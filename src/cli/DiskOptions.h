@@ -3,6 +3,9 @@
 #include <optional>
 #include <string>
 
+#include "cli/ExitStatus.h"
+#include "settings/Change.h"
+
 namespace CLI {
 class App;
 }
@@ -25,13 +28,10 @@ struct DiskOptions {
   Text format;
   std::optional<bool> atLogin;
   std::optional<bool> measure;
-
-  // Whether the disk is to have another place, or keep its contents otherwise.
-  bool changesPlace() const { return kind || simulator || name || directory; }
-  bool changesBackup() const { return backup || backupDir; }
-  // Whether something is to change that only a disk without a device can take on.
-  bool changesVolume() const { return changesPlace() || size || format; }
 };
+
+// The change that the options ask for, with what speaks against their words alone.
+std::optional<Refusal> readOptions(const DiskOptions& options, settings::Change& change);
 
 // Gives a verb the options of a disk. `options` must live as long as the verb.
 void addDiskOptions(CLI::App& verb, DiskOptions& options);

@@ -1,15 +1,16 @@
 #include "cli/DiskRecovery.h"
 
 #include "cli/DiskNames.h"
-#include "cli/DiskState.h"
+#include "cli/ErrorText.h"
 #include "cli/Interruption.h"
+#include "settings/DiskState.h"
 
 namespace cli {
 namespace {
 
 bool isLeftToTheAction(const ActionVerb& verb, const QVRamDisk& disk, const Registry& registry) {
   if (verb.action != QVRamDiskActionRemount && verb.action != QVRamDiskActionEject) return false;
-  return DiskState(registry.disks()).status(disk) == QVRamDiskStatus_created;
+  return settings::DiskState(registry.disks()).status(disk) == QVRamDiskStatus_created;
 }
 
 // That a volume is there after all is nothing to be warned of.

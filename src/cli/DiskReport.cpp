@@ -4,8 +4,9 @@
 
 #include "cli/Columns.h"
 #include "cli/DiskNames.h"
-#include "cli/SizeText.h"
+#include "cli/ErrorText.h"
 #include "cli/Words.h"
+#include "settings/SizeText.h"
 
 namespace cli {
 namespace {
@@ -80,19 +81,20 @@ void writeDisk(JsonWriter& json, const QVRamDisk& disk, QVRamDiskStatus status) 
 
 }  // namespace
 
-std::string tableOf(const std::vector<QVRamDiskPtr>& disks, DiskState& state) {
+std::string tableOf(const std::vector<QVRamDiskPtr>& disks, settings::DiskState& state) {
   Table table({"NAME", "KIND", "SIZE", "STATUS", "USED", "MOUNTED ON"});
   for (const auto& disk : disks) {
     const auto status = state.status(*disk);
     const bool mounted = status == QVRamDiskStatus_mounted;
-    table.add({nameOf(*disk), kindWords().of(disk->type()), sizeText(disk->size()),
-               statusText(status), mounted ? fmt::format("{} %", usedPercent(*disk)) : "-",
+    table.add({nameOf(*disk), kindWords().of(disk->type()), settings::sizeText(disk->size()),
+               statusText(status),
+               mounted ? fmt::format("{} %", settings::usedPercent(*disk)) : "-",
                mountPointOf(*disk, status).value_or("-")});
   }
   return table.text();
 }
 
-std::string factsOf(const QVRamDisk& disk, DiskState& state) {
+std::string factsOf(const QVRamDisk& disk, settings::DiskState& state) {
   const auto status = state.status(disk);
   std::string text;
   const auto fact = [&](const char* label, const Text& value) {
@@ -104,14 +106,14 @@ std::string factsOf(const QVRamDisk& disk, DiskState& state) {
   fact("Identifier", disk.identifier());
   fact("Kind", kindWords().of(disk.type()));
   fact("Simulator", disk.simId());
-  fact("Size", fmt::format("{} ({} bytes)", sizeText(disk.size()), disk.size()));
+  fact("Size", fmt::format("{} ({} bytes)", settings::sizeText(disk.size()), disk.size()));
   fact("Status", statusText(status));
   fact("Device", deviceOf(disk, status));
   fact("Mounted on", mountPointOf(disk, status));
   if (status == QVRamDiskStatus_mounted)
-    fact("Free", fmt::format("{} of {}, {} % used", sizeText(disk.volFree()),
-                             sizeText(disk.volSize()), usedPercent(disk)));
-  fact("Place", mountPathOf(disk));
+    fact("Free", fmt::format("{} of {}, {} % used", settings::sizeText(disk.volFree()),
+                             settings::sizeText(disk.volSize()), settings::usedPercent(disk)));
+  fact("Place", settings::mountPathOf(disk));
   fact("Backup", backupText(disk));
   fact("At login", disk.createAtLogin() ? "created" : "not created");
   fact("Format", formatWords().of(disk.format()));
@@ -122,7 +124,8 @@ std::string factsOf(const QVRamDisk& disk, DiskState& state) {
   return text;
 }
 
-void writeJson(std::ostream& out, const std::vector<QVRamDiskPtr>& disks, DiskState& state) {
+void writeJson(std::ostream& out, const std::vector<QVRamDiskPtr>& disks,
+               settings::DiskState& state) {
   JsonWriter json(out);
   json.beginArray();
   for (const auto& disk : disks) writeDisk(json, *disk, state.status(*disk));

@@ -2,38 +2,32 @@
 
 #include <memory>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "cli/Context.h"
-#include "ramdisk/QVRamDiskEntries.h"
+#include "settings/Registry.h"
 
 namespace cli {
 
-// The registry as a command uses it: an unreadable file stops the command instead of counting as
-// an empty list. Main thread only.
+// The registry as a command uses it: an unreadable file stops the command. Main thread only.
 class Registry {
  public:
-  explicit Registry(std::shared_ptr<QVRamDiskEntriesDelegate> delegate = nullptr);
+  explicit Registry(std::shared_ptr<QVRamDiskEntriesDelegate> delegate = nullptr)
+      : registry_(std::move(delegate)) {}
 
-  // Reads the file anew and brings every disk in line with the system. A missing file is an empty
-  // list. Warns of records that could not be read, once.
+  // Reads the file anew. Warns of records that could not be read, once.
   std::optional<Refusal> load(Context& context);
 
-  QVRamDiskEntries& entries() { return *entries_; }
-  const std::vector<QVRamDiskPtr>& disks() const { return entries_->ramDisks(); }
-  bool isFull() const { return disks().size() >= QVRamDiskEntries::kMostRamDisks; }
+  QVRamDiskEntries& entries() { return registry_.entries(); }
+  const std::vector<QVRamDiskPtr>& disks() const { return registry_.disks(); }
 
   // Writes the list and tells the user's other programs.
   std::optional<Refusal> save();
-  // The same for one disk whose action may have taken long: of the others, what the file says now
-  // is kept.
+  // The same for one disk whose action may have taken long.
   std::optional<Refusal> saveDisk(const QVRamDiskPtr& disk);
 
  private:
-  std::optional<Refusal> saved(bool written) const;
-
-  std::shared_ptr<QVRamDiskEntries> entries_;
+  settings::Registry registry_;
   bool warned_ = false;
 };
 

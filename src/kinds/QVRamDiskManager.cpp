@@ -8,6 +8,7 @@
 #include "kinds/DirectoryRules.h"
 #include "kinds/FoundFolders.h"
 #include "kinds/KindCatalogue.h"
+#include "kinds/KindIcons.h"
 #include "kinds/PresetChecks.h"
 #include "platform/Services.h"
 
@@ -101,4 +102,5 @@ void QVRamDiskManager::forgetCachedAnswers() {
   kinds::forgetTable();
   kinds::forgetDirectoryRules();
   foundFolders().forget();
+  kinds::forgetIcons();
 }

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "core/QVRamDiskTypes.h"
+#include "platform/Canvas.h"
 
 // What a kind of RAM disk takes on this machine. The texts and the size are there only with status
 // 1 and, but for the plain kind, always then.
@@ -51,9 +52,21 @@ class QVRamDiskManager {
   static bool canUseMountDirectory(const std::optional<std::string>& directory,
                                    const std::optional<std::string>& name, QVRamDiskType type,
                                    Message& message);
+  // Bytes of the machine's memory that no RAM disk may take.
+  static std::uint64_t memoryReserve();
   // The text of an action in progress; nullopt for none.
   static std::optional<std::string> displayStringFromAction(QVRamDiskAction action,
                                                             QVRamDiskActionInfo info);
+
+  // --- Icons (QVRamDiskManager_Icons.cpp), looked up once
+
+  // The picture of RAM disks for 16 or 128 points; null for any other size.
+  static platform::ImagePtr ramDiskIcon(double size);
+  // The icon of a kind's application, whatever the size, null where that is not installed; the
+  // picture of RAM disks for kinds without one.
+  static platform::ImagePtr imageOfType(QVRamDiskType type, double size);
+  // The same, for kinds that stand for an application only.
+  static platform::ImagePtr specificIconFromType(QVRamDiskType type, double size);
 
   // Forgets what is kept for the life of the process, for tests that change the machine.
   static void forgetCachedAnswers();

@@ -30,9 +30,7 @@ bool refused(std::string_view key, Message& message) {
 }
 
 bool fitsInMemory(std::uint64_t size) {
-  const std::uint64_t memory = QVMacInfo::physicalMemory();
-  const std::uint64_t reserve = memory <= kSmallMachine ? kSmallReserve : kReserve;
-  return size + reserve <= memory;
+  return size + QVRamDiskManager::memoryReserve() <= QVMacInfo::physicalMemory();
 }
 
 bool isOnLocalVolume(const std::string& directory) {
@@ -115,6 +113,10 @@ std::optional<std::string_view> keyOfAction(QVRamDiskAction action, QVRamDiskAct
 }
 
 }  // namespace
+
+std::uint64_t QVRamDiskManager::memoryReserve() {
+  return QVMacInfo::physicalMemory() <= kSmallMachine ? kSmallReserve : kReserve;
+}
 
 bool QVRamDiskManager::canCreateWithName(const OptionalText& name, std::uint64_t size,
                                          QVRamDiskType type, const OptionalText& mountDirectory,

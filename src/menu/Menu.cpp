@@ -29,11 +29,22 @@ MenuItemPtr MenuItem::qv_menuItem(std::string title, Action action, std::any rep
 // The action may rebuild the menu that the item is in.
 void MenuItem::click() {
   if (!isEnabled || !action) return;
+  const auto self = weak_from_this().lock();
   const auto perform = action.perform;
   perform(*this);
 }
 
-void Menu::addItem(MenuItemPtr item) { items_.push_back(std::move(item)); }
+MenuItemPtr MenuItem::copy() const {
+  auto copied = std::make_shared<MenuItem>(*this);
+  copied->view = nullptr;
+  copied->isHighlighted = false;
+  return copied;
+}
+
+void Menu::addItem(MenuItemPtr item) {
+  item->menu = weak_from_this();
+  items_.push_back(std::move(item));
+}
 
 void Menu::needsUpdate() {
   if (const auto told = delegate()) told->menuNeedsUpdate(*this);

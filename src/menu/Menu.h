@@ -48,8 +48,8 @@ Action action(const std::shared_ptr<Target>& target, std::string name,
           }};
 }
 
-// One line of a menu.
-class MenuItem {
+// One line of a menu. Held by a shared pointer.
+class MenuItem : public std::enable_shared_from_this<MenuItem> {
  public:
   virtual ~MenuItem() = default;
 
@@ -61,6 +61,10 @@ class MenuItem {
 
   // What a click does; nothing for a disabled item.
   void click();
+
+  // An item of the same class and values for another menu. It has no view, which belongs to one
+  // item, and shares its submenu.
+  virtual MenuItemPtr copy() const;
 
   // The represented object as a T, a default-made T where it is another thing.
   template <class T>
@@ -78,8 +82,9 @@ class MenuItem {
   std::optional<std::string> toolTip;
   platform::ImagePtr image;  // 16 points
   int indentationLevel = 0;
-  ViewPtr view;     // drawn in place of title and image
-  MenuPtr submenu;  // filled when it is about to open
+  ViewPtr view;              // drawn in place of title and image
+  MenuPtr submenu;           // filled when it is about to open
+  std::weak_ptr<Menu> menu;  // that it was added to last
   // The shell's to set: under the pointer, or reached by the keyboard. Views draw accordingly.
   bool isHighlighted = false;
 };

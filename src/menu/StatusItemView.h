@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <string>
 
 #include "menu/View.h"
 #include "platform/Canvas.h"
@@ -22,7 +23,7 @@ class StatusItemViewDelegate {
 class StatusItemView : public View {
  public:
   static std::shared_ptr<StatusItemView> initWithDelegate(
-      std::shared_ptr<StatusItemViewDelegate> delegate);
+      const std::shared_ptr<StatusItemViewDelegate>& delegate);
 
   void updateStatusImages();
   void setBadgeStyle(std::int64_t style);  // 1 and 2 are plain, all others in colour
@@ -31,6 +32,8 @@ class StatusItemView : public View {
   bool isPressed() const { return isPressed_; }
   void setIsWarn(bool warn);
   bool isWarn() const { return isWarn_; }
+
+  std::string accessibleName() const override;
 
   void mouseDown() override;
   void rightMouseDown() override;

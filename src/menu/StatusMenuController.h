@@ -1,21 +1,26 @@
 #pragma once
 
+#include <functional>
+#include <map>
 #include <memory>
 #include <optional>
+#include <string>
+#include <string_view>
 
+#include "menu/FailureAlerts.h"
+#include "menu/FileIcons.h"
 #include "menu/Menu.h"
 #include "menu/StatusBar.h"
 #include "menu/StatusItemView.h"
 #include "platform/Notifications.h"
+#include "ramdisk/ActionLock.h"
 #include "ramdisk/QVRamDiskEntries.h"
 
 // The status menu: what it shows and what its items do. It owns the item in the status bar and a
-// registry of its own, on which all its actions run. Main thread only, but for the reports of
-// running actions. Held by a shared pointer.
+// registry of its own, on which all its actions run. Main thread only; reports of running actions
+// are brought there. Held by a shared pointer, which neither menus nor running actions keep.
 class StatusMenuController : public menu::MenuDelegate,
                              public menu::StatusItemViewDelegate,
-                             public QVRamDiskEntriesDelegate,
-                             public QVRamDiskDelegate,
                              public std::enable_shared_from_this<StatusMenuController> {
  public:
   // Installs the item, reads the registry and follows it.
@@ -27,17 +32,20 @@ class StatusMenuController : public menu::MenuDelegate,
   const std::shared_ptr<QVRamDiskEntries>& ramDiskEntries() const { return ramDiskEntries_; }
   const menu::MenuPtr& statusMenu() const { return statusMenu_; }
 
+  // Blocks while an action runs, at most 30 seconds, and saves what those did that ended.
   void wantTerminate();
   void synchronizeRamDiskEntries();
   void updateDiskWarning();
+  // An action runs, or has ended and is not saved yet: the list must not be read anew.
+  bool isBusy() const;
 
-  // --- Reports
+  // --- Reports (StatusMenuController_Following.cpp)
 
   void statusItemViewPressed(menu::StatusItemView& view) override;
-  void ramDiskDidUpdated(const QVRamDiskPtr& ramDisk) override;
-  void ramDiskEntries(QVRamDiskEntries& entries, const QVRamDiskPtr& ramDiskDidUpdated) override;
-  void ramDiskEntriesUpdator(QVRamDiskEntries& entries,
-                             const QVRamDiskPtr& ramDiskUpdated) override;
+  // A stage of the record's action began, or the action ended.
+  void mt_ramDiskDidUpdated(const QVRamDiskPtr& ramDisk);
+  void n_ramDiskEntriesDidChangeToAllNotification(const platform::Notification& notification);
+  void n_preferencesStatusItemIconStyleDidChange(const platform::Notification& notification);
 
   // --- Building (StatusMenuController_List.cpp, _Disk.cpp, _Directory.cpp)
 
@@ -48,7 +56,7 @@ class StatusMenuController : public menu::MenuDelegate,
   void loadDirectoryMenu(menu::Menu& menu);
   menu::MenuItemPtr fileMenuItemWithPath(const std::string& path);
 
-  // --- What items do (StatusMenuController_Actions.cpp)
+  // --- What items do (StatusMenuController_Actions.cpp, _Acting.cpp)
 
   void mi_openRamDiskApp(menu::MenuItem& sender);
   void mi_openRamDisk(menu::MenuItem& sender);
@@ -66,11 +74,54 @@ class StatusMenuController : public menu::MenuDelegate,
   void mi_quitHelper(menu::MenuItem& sender);
 
  private:
+  class Reports;
+  using Method = void (StatusMenuController::*)(menu::MenuItem&);
+
+  StatusMenuController() = default;
+  static std::shared_ptr<StatusMenuController> make();
+  void installStatusItem(std::shared_ptr<menu::StatusBar> statusBar);
+  void observeNotifications();
+  void saveStateOf(const QVRamDiskPtr& ramDisk);
+  void tellFailure(const QVRamDisk& ramDisk, const QVErrorPtr& error);
+  void activate() const;
+  void updateRowsForDisplay(bool shown) const;
+
+  // The record that the list has for this disk now; null when the disk is no longer listed.
+  QVRamDiskPtr present(const QVRamDiskPtr& ramDisk) const;
+  QVRamDiskPtr recordOf(const menu::MenuItem& item) const;
+  std::optional<ActionLock> lockForActing(const QVRamDiskPtr& ramDisk);
+  bool isStillAsShown(QVRamDiskAction action, const QVRamDiskPtr& ramDisk);
+  bool isStillShown(const std::string& folder);
+  bool noteActing(QVRamDiskAction action, const QVRamDiskPtr& ramDisk);
+  void start(QVRamDiskAction action, const QVRamDiskPtr& ramDisk);
+  void cleanUp(const QVRamDiskPtr& ramDisk);
+  void startAll(QVRamDiskAction action, const std::function<bool(const QVRamDisk&)>& concerns);
+
+  menu::Action action(const char* name, Method method);
+  menu::MenuItemPtr commandItem(std::string title, menu::Action action, const QVRamDiskPtr& ramDisk,
+                                std::string_view icon);
+  void addMemoryStatistics(menu::Menu& menu);
+  void addPurging(menu::Menu& menu);
+  void addCommandsOnAll(menu::Menu& menu);
+  void addRamDisks(menu::Menu& menu);
+  menu::MenuItemPtr ramDiskItem(const QVRamDiskPtr& ramDisk);
+  void loadCommandsOf(const QVRamDiskPtr& ramDisk, menu::Menu& menu);
+  void addMount(const QVRamDiskPtr& ramDisk, menu::Menu& menu);
+  void addCreate(const QVRamDiskPtr& ramDisk, menu::Menu& menu);
+  void addCommandsOfMounted(const QVRamDiskPtr& ramDisk, menu::Menu& menu);
+  void addSaving(const QVRamDiskPtr& ramDisk, menu::Menu& menu);
+  void listFolder(const std::string& folder, bool isVolumeRoot, menu::Menu& menu);
+  menu::MenuItemPtr fileMenuItem(const std::string& path, platform::FileKind kind);
+
   std::shared_ptr<menu::StatusBar> statusBar_;  // null for a look alone
   std::shared_ptr<menu::StatusItem> statusItem_;
   std::shared_ptr<menu::StatusItemView> statusItemView_;
   menu::MenuPtr statusMenu_;
   std::shared_ptr<QVRamDiskEntries> ramDiskEntries_;
+  std::shared_ptr<Reports> reports_;
+  std::map<QVRamDiskPtr, ActionLock> acting_;  // started here, and their end not dealt with yet
+  std::shared_ptr<menu::FailureAlerts> failures_ = std::make_shared<menu::FailureAlerts>();
+  menu::FileIcons fileIcons_;
   std::optional<platform::Notifications::ObserverId> entriesObserver_;
   std::optional<platform::Notifications::ObserverId> styleObserver_;
 };

@@ -38,6 +38,8 @@ class View {
   }
   std::function<void()> needsDisplay;  // the shell's to set
 
+  const std::vector<std::shared_ptr<View>>& subviews() const { return subviews_; }
+
   virtual void mouseDown() {}
   virtual void rightMouseDown() {}
 
@@ -50,7 +52,6 @@ class View {
  protected:
   virtual void drawRect(platform::Canvas& canvas) = 0;
   void addSubview(std::shared_ptr<View> view) { subviews_.push_back(std::move(view)); }
-  const std::vector<std::shared_ptr<View>>& subviews() const { return subviews_; }
 
  private:
   platform::Rect frame_;

@@ -36,7 +36,13 @@ void Path::curveTo(Point control1, Point control2, Point point) {
   elements_.push_back({Element::Kind::Curve, point, control1, control2});
 }
 
-void Path::close() { elements_.push_back({Element::Kind::Close, {}, {}, {}}); }
+// What follows a closed path begins where that one began.
+void Path::close() {
+  Point start{};
+  for (const Element& element : elements_)
+    if (element.kind == Element::Kind::Move) start = element.to;
+  elements_.push_back({Element::Kind::Close, start, {}, {}});
+}
 
 // One cubic for every quarter turn at most, which stays within 0.03 % of the circle.
 void Path::appendArc(Point centre, double radius, double startAngle, double endAngle,

@@ -41,7 +41,7 @@ class Path {
   struct Element {
     enum class Kind : std::uint8_t { Move, Line, Curve, Close };
     Kind kind = Kind::Move;
-    Point to{};
+    Point to{};        // the present point from here on; of a Close, where its path began
     Point control1{};  // of curves
     Point control2{};
 

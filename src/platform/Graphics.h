@@ -22,9 +22,9 @@ class Graphics {
 
   // A new image that shows what `drawing` draws, which is called when it is wanted, once for every
   // scale that it is wanted at, and must hold all it needs.
-  virtual ImagePtr makeImage(Size /*size*/, Drawing /*drawing*/) const { return nullptr; }
+  virtual ImagePtr makeImage(Size /*size*/, const Drawing& /*drawing*/) const { return nullptr; }
 
-  // The same picture in another size. Null for null.
+  // A new image of the same picture, in another size or the same. Null for null.
   virtual ImagePtr resized(const ImagePtr& /*image*/, Size /*size*/) const { return nullptr; }
 
   // --- What the desktop shows for files
@@ -32,6 +32,13 @@ class Graphics {
   // The icon of an item: of a folder, an application, a volume with an icon of its own, or of a
   // file's type. The item need not exist.
   virtual ImagePtr iconForFile(const std::string& /*path*/) const { return nullptr; }
+
+  // Of an installed application. Where the desktop has none for it: the program's picture of that
+  // name.
+  virtual ImagePtr iconForApplication(const std::string& path, std::string_view otherwise) const {
+    ImagePtr icon = iconForFile(path);
+    return icon ? icon : imageNamed(otherwise);
+  }
 
   // By a content type ("text/plain") or an extension ("txt").
   virtual ImagePtr iconForFileType(std::string_view /*type*/) const { return nullptr; }

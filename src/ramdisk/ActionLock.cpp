@@ -33,11 +33,14 @@ HeldLocks& heldLocks() {
   return held;
 }
 
-Lock sharedLockFor(const std::string& folder, const std::string& identifier) {
+Lock takenHere(const std::string& folder, const std::string& identifier, bool shared) {
   auto& held = heldLocks();
   const std::lock_guard guard(held.mutex);
   auto& known = held.locks[appendingPathComponent(folder, identifier)];
-  if (auto lock = known.lock()) return lock;
+  if (auto lock = known.lock()) {
+    if (shared) return lock;
+    return platform::SystemError{"POSIX", EWOULDBLOCK, identifier + ": acted on already"};
+  }
   auto lock = lockFor(folder, identifier);
   if (lock) known = *lock;
   return lock;
@@ -52,7 +55,7 @@ std::optional<std::string> lockFolder() {
 
 ActionLock ActionLock::take(const std::optional<std::string>& identifier, QVErrorPtr& error) {
   std::optional<platform::SystemError> reason;
-  auto lock = takeOrTell(identifier, reason);
+  auto lock = takeOrTell(identifier, true, reason);
   if (reason)
     error = QVError::errorWithMessage(QVLocalized("Another program is working on this RamDisk"),
                                       "lock", *reason);
@@ -61,15 +64,15 @@ ActionLock ActionLock::take(const std::optional<std::string>& identifier, QVErro
 
 std::optional<ActionLock> ActionLock::takeIfFree(const std::optional<std::string>& identifier) {
   std::optional<platform::SystemError> reason;
-  auto lock = takeOrTell(identifier, reason);
+  auto lock = takeOrTell(identifier, false, reason);
   return reason ? std::nullopt : std::optional(std::move(lock));
 }
 
-ActionLock ActionLock::takeOrTell(const std::optional<std::string>& identifier,
+ActionLock ActionLock::takeOrTell(const std::optional<std::string>& identifier, bool shared,
                                   std::optional<platform::SystemError>& reason) {
   const auto folder = lockFolder();
   if (!folder || !identifier) return ActionLock(nullptr);
-  const auto lock = sharedLockFor(*folder, *identifier);
+  const auto lock = takenHere(*folder, *identifier, shared);
   if (lock) return ActionLock(*lock);
   if (lock.error().code == EWOULDBLOCK)
     reason = lock.error();
@@ -83,6 +86,6 @@ bool ActionLock::isTaken(const std::optional<std::string>& identifier) {
   if (!folder || !identifier) return false;
   const std::string path = appendingPathComponent(*folder, *identifier);
   if (services().files->kind(path) == platform::FileKind::Missing) return false;
-  const auto lock = sharedLockFor(*folder, *identifier);
+  const auto lock = takenHere(*folder, *identifier, true);
   return !lock && lock.error().code == EWOULDBLOCK;
 }

@@ -16,15 +16,16 @@ class ActionLock {
   // logged and done without.
   static ActionLock take(const std::optional<std::string>& identifier, QVErrorPtr& error);
 
-  // The same for who can wait: nullopt when somebody else holds it, which is no error here.
+  // The same for who can wait and must be alone: nullopt when anybody holds it, be it this program
+  // for another record of the disk, which is no error here.
   static std::optional<ActionLock> takeIfFree(const std::optional<std::string>& identifier);
 
   // Whether another program holds it. Leaves nothing behind.
   static bool isTaken(const std::optional<std::string>& identifier);
 
  private:
-  // `reason` is set when somebody else holds it.
-  static ActionLock takeOrTell(const std::optional<std::string>& identifier,
+  // `reason` is set when somebody else holds it, or, where it is not shared, anybody.
+  static ActionLock takeOrTell(const std::optional<std::string>& identifier, bool shared,
                                std::optional<platform::SystemError>& reason);
 
   explicit ActionLock(std::shared_ptr<void> held) : held_(std::move(held)) {}

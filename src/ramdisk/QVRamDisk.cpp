@@ -106,6 +106,11 @@ std::string QVRamDisk::displayStatus() const {
 
 void QVRamDisk::changeToType(QVRamDiskType type, std::uint64_t options) {
   simDevice_.set(nullptr);
+  takeOnType(type, options);
+  forgetDisplayIcons();
+}
+
+void QVRamDisk::takeOnType(QVRamDiskType type, std::uint64_t options) {
   const bool keepSettings = (options & QVRamDiskChangeTypeKeepSettings) != 0;
   const auto infos = QVRamDiskManager::creationInfosOfRamDiskType(type, simId());
   if (type != QVRamDiskType_Default && infos && infos->status == 1) {

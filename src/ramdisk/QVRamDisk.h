@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -12,6 +13,7 @@
 #include "extensions/KeyedArchiver.h"
 #include "extensions/KeyedUnarchiver.h"
 #include "kinds/QVSimDevice.h"
+#include "platform/Canvas.h"
 #include "ramdisk/QVRamDiskBackup.h"
 #include "ramdisk/QVRamDiskDelegate.h"
 
@@ -116,6 +118,9 @@ class QVRamDisk : public extensions::KeyedArchivable,
   QVComparableValues comparableValues() const;
   Text displayName() const;
   std::string displayStatus() const;
+  // For 32, 48 or 128 points; null, a critical exception, for any other size. Main thread.
+  // (QVRamDisk_Icon.cpp)
+  platform::ImagePtr displayIcon(double size) const;
   // Takes on a kind's name and directory, and its size unless the settings are kept. A kind that
   // is not available makes a plain disk of the record, unless the settings are kept.
   void changeToType(QVRamDiskType type, std::uint64_t options);
@@ -169,6 +174,10 @@ class QVRamDisk : public extensions::KeyedArchivable,
 
  private:
   Text simulatorName() const;
+  platform::ImagePtr baseIcon() const;
+  platform::ImagePtr volumeIcon(const std::string& path) const;
+  void forgetDisplayIcons();
+  void takeOnType(QVRamDiskType type, std::uint64_t options);
   virtual bool isOfClassOf(const QVRamDisk& other) const;
   using Operation = void (QVRamDisk::*)(const QVRamDiskDelegatePtr&);
   void dispatch(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate, bool threaded);
@@ -192,6 +201,12 @@ class QVRamDisk : public extensions::KeyedArchivable,
   AtomicProperty<Text> mountDirectory_;
   AtomicProperty<Text> simId_;
   mutable AtomicProperty<std::shared_ptr<const QVSimDevice>> simDevice_;  // last one shown
+  struct VolumeIcon {
+    platform::ImagePtr image;
+    double modified = 0;  // of its file, seconds since 1970
+  };
+  mutable AtomicProperty<VolumeIcon> volumeIcon_;
+  mutable std::array<AtomicProperty<platform::ImagePtr>, 3> displayIcons_;  // one per size
   AtomicProperty<bool> preferWired_;
   AtomicProperty<bool> createAtLogin_;
   AtomicProperty<bool> doNotCalculateBaseSize_;

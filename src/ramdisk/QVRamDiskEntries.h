@@ -107,7 +107,8 @@ class QVRamDiskEntries : public QVRamDiskDelegate,
 
  private:
   QVRamDiskEntries() = default;
-  void replaceList(const std::vector<QVRamDiskPtr>& records);
+  void replaceList(const std::vector<QVRamDiskPtr>& records,
+                   const std::vector<QVRamDiskPtr>& observed);
 
   std::vector<QVRamDiskPtr> ramDisks_;
   std::shared_ptr<QVRamDiskEntriesDelegate> delegate_;

@@ -53,7 +53,9 @@ void takeOnState(QVRamDisk& record, const QVRamDisk& observed) {
 
 }  // namespace
 
-void QVRamDiskEntries::replaceList(const std::vector<QVRamDiskPtr>& records) {
+// What is known of a disk is taken on before the look at the system, which builds on it.
+void QVRamDiskEntries::replaceList(const std::vector<QVRamDiskPtr>& records,
+                                   const std::vector<QVRamDiskPtr>& observed) {
   ramDisks_.clear();
   std::optional<Devices> devices;  // asked for once, and only when a record needs it
   for (const auto& record : records) {
@@ -62,26 +64,26 @@ void QVRamDiskEntries::replaceList(const std::vector<QVRamDiskPtr>& records) {
     if (!devices) devices = presentDevices();
     findVolume(record, *devices);
   }
+  for (const auto& known : observed)
+    if (const auto record = ramDiskWithIdentifier(known->identifier()))
+      takeOnState(*record, *known);
   for (const auto& ramDisk : ramDisks_) ramDisk->update();
 }
 
 bool QVRamDiskEntries::readRamDisksFromDefaultLocation() {
-  const auto path = RegistryFile::defaultPath();
-  auto contents = path ? RegistryFile(*path).read() : std::nullopt;
-  if (!contents) return false;
-  replaceList(contents->ramDisks);
-  showInMenuBar_ = contents->showInMenuBar;
-  showInMenuBarAtLogin_ = contents->showInMenuBarAtLogin;
-  saveAtSessionEnd_ = contents->saveAtSessionEnd;
-  newSaveAtSessionEnd_.reset();
+  readAgainKeepingStatesOf({});
   return false;
 }
 
 void QVRamDiskEntries::readAgainKeepingStatesOf(const std::vector<QVRamDiskPtr>& observed) {
-  readRamDisksFromDefaultLocation();
-  for (const auto& known : observed)
-    if (const auto record = ramDiskWithIdentifier(known->identifier()); record && record != known)
-      takeOnState(*record, *known);
+  const auto path = RegistryFile::defaultPath();
+  auto contents = path ? RegistryFile(*path).read() : std::nullopt;
+  if (!contents) return;
+  replaceList(contents->ramDisks, observed);
+  showInMenuBar_ = contents->showInMenuBar;
+  showInMenuBarAtLogin_ = contents->showInMenuBarAtLogin;
+  saveAtSessionEnd_ = contents->saveAtSessionEnd;
+  newSaveAtSessionEnd_.reset();
 }
 
 bool QVRamDiskEntries::writeRamDisksToDefaultLocation() {

@@ -71,10 +71,13 @@ void QVRamDisk::performAction(QVRamDiskAction action, const QVRamDiskDelegatePtr
   dispatch(action, delegate, threaded == 1);
 }
 
+// A disk counts as busy from here on, not only once its thread runs: nobody is to replace its
+// record, begin something else or end the program meanwhile.
 void QVRamDisk::dispatch(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate,
                          bool threaded) {
   const auto start = [&](Operation operation, bool onThread) {
     if (!onThread) return runAlone(operation, delegate);
+    setAction(action);
     std::thread([disk = shared_from_this(), operation, delegate] {
       disk->runAlone(operation, delegate);
     }).detach();
@@ -162,9 +165,9 @@ bool QVRamDisk::update() {
 }
 
 double QVRamDisk::diskUsage() const {
-  const auto size = volSize();
+  const auto size = static_cast<double>(volSize());
   if (size == 0) return 0.0;
-  return static_cast<double>(size - volFree()) / static_cast<double>(size);
+  return (size - static_cast<double>(volFree())) / size;
 }
 
 std::int64_t QVRamDisk::hasContents() const {

@@ -36,14 +36,6 @@ bool QVFinderTools::displayFinderGetInfoOfPath(const Text& path) {
   return false;
 }
 
-std::vector<QVFinderLabel> QVFinderTools::finderLabels() {
-  std::vector<QVFinderLabel> labels;
-  for (const auto& [name, colour] : platform::services().workspace->fileLabels())
-    labels.push_back({name, colour});
-  if (!labels.empty()) labels.erase(labels.begin());
-  return labels;
-}
-
 bool QVFinderTools::isFinderFolderAtFileURL(const Text& url) {
   const auto path = url ? extensions::pathOfFileUrl(*url) : std::nullopt;
   const auto& workspace = platform::services().workspace;

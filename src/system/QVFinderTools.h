@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-// A label of the file manager, with the colour of its badge as 0xRRGGBB.
-struct QVFinderLabel {
-  std::string label;
-  std::uint32_t colour = 0;
+#include "platform/Canvas.h"
 
-  bool operator==(const QVFinderLabel&) const = default;
+// A label of the file manager.
+struct QVFinderLabel {
+  std::string label;         // its name
+  platform::ImagePtr badge;  // a spot of its colour, 16 points
 };
 
 // Files as the desktop's file manager sees them. Paths are absolute. Any thread.
@@ -33,8 +33,12 @@ class QVFinderTools {
   // logged.
   static bool displayFinderGetInfoOfPath(const Text& path);
 
-  // The labels in their order, without the one that stands for none.
-  static std::vector<QVFinderLabel> finderLabels();
+  // The labels in their order, without the one that stands for none. (QVFinderTools_Pictures.cpp)
+  static std::vector<QVFinderLabel> finderLabelsAsNameAndBadges();
+
+  // The icon of a content type or an extension with the alias badge over it, 16 points. The badge
+  // is kept. (QVFinderTools_Pictures.cpp)
+  static platform::ImagePtr iconWithAliasMaskForType(const Text& type);
 
   // Of the item itself, not of what a link leads to.
   static bool isFinderFolderAtFileURL(const Text& url);

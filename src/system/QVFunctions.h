@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/Canvas.h"
 #include "platform/Result.h"
 
 class QVFunctions {
@@ -83,4 +84,8 @@ class QVFunctions {
   // Seconds since 1970 of the build, read as local time.
   static std::optional<double> dateCompiled();
   static bool isSandboxedApp();
+
+  // The desktop's icon of a classic four-character type, in points. Null where it has none.
+  // (QVFunctions_Icons.cpp)
+  static platform::ImagePtr wsIconForFileHFSType(std::string_view type, double size);
 };

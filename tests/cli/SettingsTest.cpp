@@ -390,6 +390,7 @@ TEST(Registry, ThatCannotBeReadStopsEveryCommand) {
                                              {"remove", "x"},
                                              {"move", "x", "1"},
                                              {"create", "--all"},
+                                             {"menu"},
                                              {"menu-bar", "on"},
                                              {"session-save", "off"}})
     cases.push_back({args, 1, problem});

@@ -73,6 +73,7 @@ class FaultyFiles : public platform::Files {
     return real_->names(path);
   }
   platform::Result<platform::FileTimes> times(const std::string& path) const override {
+    if (plan_->strikes("times")) return FaultPlan::error();
     return real_->times(path);
   }
   platform::Failure remove(const std::string& path) override {

@@ -22,7 +22,11 @@ class TurningLoop : public platform::MainLoop {
     changed_.notify_all();
   }
   void postAndWait(Task task) override { task(); }
-  TimerId after(std::chrono::milliseconds, Task) override { return 0; }
+  // Only what is due at once ever fires.
+  TimerId after(std::chrono::milliseconds delay, Task task) override {
+    if (delay == std::chrono::milliseconds(0)) post(std::move(task));
+    return 0;
+  }
   TimerId every(std::chrono::milliseconds, Task) override { return 0; }
   void cancel(TimerId) override {}
   void run() override {}

@@ -19,11 +19,9 @@ class Desktop : public platform::LinuxWorkspace {
     shown.push_back(path);
     return answer;
   }
-  std::vector<platform::FileLabel> fileLabels() const override { return labels; }
 
   std::vector<std::string> shown;
   platform::Failure answer;
-  std::vector<platform::FileLabel> labels;
 };
 
 class FinderToolsTest : public SystemTest {
@@ -127,13 +125,6 @@ TEST_F(FinderToolsTest, HasTheInformationWindowShown) {
   desktop->answer = platform::SystemError{"POSIX", 2, "no file manager"};
   EXPECT_FALSE(QVFinderTools::displayFinderGetInfoOfPath(file));
   EXPECT_EQ(log->count("aed==nil errorInfo:"), 1U);
-}
-
-TEST_F(FinderToolsTest, ListsLabelsWithoutTheOneForNone) {
-  EXPECT_TRUE(QVFinderTools::finderLabels().empty());
-  desktop->labels = {{"Without", 0}, {"Red", 0xFF0000}, {"Blue", 0x0000FF}};
-  const std::vector<QVFinderLabel> expected = {{"Red", 0xFF0000}, {"Blue", 0x0000FF}};
-  EXPECT_EQ(QVFinderTools::finderLabels(), expected);
 }
 
 TEST_F(FinderToolsTest, TellsFoldersAndVolumesFromFiles) {

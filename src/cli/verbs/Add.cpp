@@ -2,14 +2,17 @@
 
 #include "cli/Columns.h"
 #include "cli/DiskNames.h"
-#include "cli/DiskState.h"
+#include "cli/DiskOptions.h"
+#include "cli/Refusals.h"
 #include "cli/Registry.h"
-#include "cli/Settings.h"
-#include "cli/SizeText.h"
 #include "cli/Words.h"
 #include "cli/verbs/Verbs.h"
 #include "extensions/PathExtension.h"
 #include "platform/Services.h"
+#include "settings/DiskState.h"
+#include "settings/PathText.h"
+#include "settings/SizeText.h"
+#include "settings/Validation.h"
 
 namespace cli::verbs {
 namespace {
@@ -28,7 +31,7 @@ std::optional<Refusal> usePath(Options& options) {
   if (disk.name || disk.directory)
     return Refusal{kWrongUsage, "a path stands for both --name and --directory",
                    "leave these or the path out"};
-  const std::string path = absolutePath(options.path);
+  const std::string path = settings::absolutePath(options.path);
   const FileKind kind = platform::services().files->kind(path);
   if (kind == FileKind::Missing)
     return Refusal{kRefused, "there is no directory " + path, "make it first or choose another"};
@@ -44,14 +47,16 @@ std::optional<Refusal> usePath(Options& options) {
 
 std::optional<Refusal> configure(QVRamDisk& disk, const Options& options,
                                  const std::vector<QVRamDiskPtr>& all) {
-  if (auto problem = applyOptions(disk, options.disk)) return problem;
-  if (auto problem = validatePlace(disk, all)) return problem;
-  return validateBackup(disk);
+  settings::Change change;
+  if (auto refusal = readOptions(options.disk, change)) return refusal;
+  if (const auto problem = settings::apply(disk, change)) return refusalOf(*problem);
+  if (const auto problem = settings::problemOfPlace(disk, all)) return refusalOf(*problem);
+  return refusalOf(settings::problemOfBackup(disk));
 }
 
 std::string describe(const QVRamDisk& disk) {
-  return printable(nameOf(disk)) + ": added, " + sizeText(disk.size()) + ", to be mounted at " +
-         printable(mountPathOf(disk));
+  return printable(nameOf(disk)) + ": added, " + settings::sizeText(disk.size()) +
+         ", to be mounted at " + printable(settings::mountPathOf(disk));
 }
 
 int add(Context& context, Options& options) {
@@ -60,9 +65,7 @@ int add(Context& context, Options& options) {
   if (!registry) return status;
   if (const auto problem = usePath(options)) return context.refuse(*problem);
   const auto disk = registry->entries().addRamDisk();
-  if (!disk)
-    return context.refuse(kRefused, "there are 15 disks already, the most there can be",
-                          "remove one first with 'tarnvale remove'");
+  if (!disk) return context.refuse(refusalOf(settings::Problem{.reason = settings::Reason::Full}));
   if (const auto problem = configure(*disk, options, registry->disks()))
     return context.refuse(*problem);
   if (const auto problem = registry->save()) return context.refuse(*problem);

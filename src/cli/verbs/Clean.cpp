@@ -3,16 +3,16 @@
 #include <algorithm>
 
 #include "cli/DiskNames.h"
-#include "cli/DiskState.h"
 #include "cli/verbs/Verbs.h"
 #include "platform/Services.h"
 #include "ramdisk/QVRamDiskBackup.h"
+#include "settings/DiskState.h"
 
 namespace cli::verbs {
 namespace {
 
 std::string result(const QVRamDisk& disk) {
-  return fmt::format("emptied ({} % used)", usedPercent(disk));
+  return fmt::format("emptied ({} % used)", settings::usedPercent(disk));
 }
 
 // The engine only logs what it could not delete.

@@ -1,6 +1,7 @@
 #include "cli/DiskNames.h"
-#include "cli/Settings.h"
+#include "cli/Refusals.h"
 #include "cli/verbs/Verbs.h"
+#include "settings/Validation.h"
 
 namespace cli::verbs {
 namespace {
@@ -13,7 +14,7 @@ std::optional<Refusal> refusal(const QVRamDisk& disk, QVRamDiskStatus status) {
   if (status == QVRamDiskStatus_created)
     return Refusal{kActionFailed, nameOf(disk) + " is created already and only not mounted",
                    "'tarnvale remount' mounts it with its contents"};
-  return validateCreation(disk);
+  return refusalOf(settings::problemOfCreation(disk));
 }
 
 }  // namespace

@@ -1,12 +1,14 @@
 #include "cli/DiskNames.h"
-#include "cli/DiskState.h"
 #include "cli/verbs/Verbs.h"
+#include "settings/DiskState.h"
 
 namespace cli::verbs {
 namespace {
 
 // The contents are saved from where the volume is mounted.
-bool savesContents(const QVRamDisk& disk) { return isKeptInBase(disk) || disk.backupDirPath(); }
+bool savesContents(const QVRamDisk& disk) {
+  return settings::isKeptInBase(disk) || disk.backupDirPath();
+}
 
 std::optional<Refusal> refusal(const QVRamDisk& disk, QVRamDiskStatus status) {
   if (status == QVRamDiskStatus_mounted) return std::nullopt;

@@ -2,49 +2,44 @@
 
 #include "cli/Columns.h"
 #include "cli/JsonWriter.h"
-#include "cli/SizeText.h"
 #include "cli/Words.h"
 #include "cli/verbs/Verbs.h"
-#include "kinds/QVRamDiskManager.h"
+#include "settings/KindChoices.h"
+#include "settings/SizeText.h"
 
 namespace cli::verbs {
 namespace {
 
-struct Kind {
-  std::string word;
-  QVCreationInfos infos;
-  std::optional<std::string> reason;  // why it cannot be used, or not at this moment
+using settings::KindChoice;
 
-  const char* availability() const {
-    if (infos.status == 1) return "available";
-    return infos.status == 0 ? "unusable" : "notInstalled";
-  }
-};
+std::string wordOf(const KindChoice& kind) { return kindWords().of(kind.type); }
 
-std::optional<std::string> reasonOf(QVRamDiskType type, std::int64_t status) {
-  if (status < 0) return "its application is not installed, or its version is not supported";
-  if (status == 0)
-    return "its directory is missing or not writable, or the application's version is not suitable";
-  QVRamDiskManager::Message running;
-  return QVRamDiskManager::hasRunningAppForType(type, &running) ? running : std::nullopt;
+const char* availability(const KindChoice& kind) {
+  if (kind.state == KindChoice::State::Available) return "available";
+  return kind.state == KindChoice::State::Unusable ? "unusable" : "notInstalled";
 }
 
-std::vector<Kind> allKinds() {
-  std::vector<Kind> kinds;
-  for (const auto& [type, word] : kindWords().entries) {
-    const auto infos = QVRamDiskManager::creationInfosOfRamDiskType(type, std::nullopt);
-    if (infos) kinds.push_back({word, *infos, reasonOf(type, infos->status)});
+// Why it cannot be used, or not at this moment.
+std::optional<std::string> reasonOf(const KindChoice& kind) {
+  switch (kind.state) {
+    case KindChoice::State::NotInstalled:
+      return "its application is not installed, or its version is not supported";
+    case KindChoice::State::Unusable:
+      return "its directory is missing or not writable, or the application's version is not "
+             "suitable";
+    default:
+      return kind.running;
   }
-  return kinds;
 }
 
 void writeTable(std::ostream& out) {
   Table table({"KIND", "STATE", "NAME", "SIZE", "DIRECTORY", "REMARK"});
-  for (const auto& kind : allKinds()) {
-    const bool missing = kind.infos.status < 0;
-    table.add({kind.word, missing ? "not installed" : kind.availability(),
-               kind.infos.name.value_or("-"), kind.infos.size ? sizeText(*kind.infos.size) : "-",
-               kind.infos.mountDirectory.value_or("-"), kind.reason.value_or("")});
+  for (const auto& kind : settings::kindChoices()) {
+    const bool missing = kind.state == KindChoice::State::NotInstalled;
+    table.add({wordOf(kind), missing ? "not installed" : availability(kind),
+               kind.infos.name.value_or("-"),
+               kind.infos.size ? settings::sizeText(*kind.infos.size) : "-",
+               kind.infos.mountDirectory.value_or("-"), reasonOf(kind).value_or("")});
   }
   out << table.text();
 }
@@ -52,16 +47,16 @@ void writeTable(std::ostream& out) {
 void writeJson(std::ostream& out) {
   JsonWriter json(out);
   json.beginArray();
-  for (const auto& kind : allKinds()) {
+  for (const auto& kind : settings::kindChoices()) {
     json.beginObject();
-    json.member("type", std::optional(kind.word));
+    json.member("type", std::optional(wordOf(kind)));
     json.flag("available", kind.infos.status == 1);
-    json.member("status", std::optional<std::string>(kind.availability()));
+    json.member("status", std::optional<std::string>(availability(kind)));
     json.member("name", kind.infos.name);
     json.member("mountDirectory", kind.infos.mountDirectory);
     json.key("size");
     kind.infos.size ? json.number(*kind.infos.size) : json.null();
-    json.member("reason", kind.reason);
+    json.member("reason", reasonOf(kind));
     json.endObject();
   }
   json.endArray();

@@ -19,7 +19,7 @@ int list(Context& context, const Options& options) {
   auto registry = openRegistry(context, status);
   if (!registry) return status;
   auto& out = context.streams.out;
-  DiskState state(registry->disks());
+  settings::DiskState state(registry->disks());
   if (options.json) {
     writeJson(out, registry->disks(), state);
   } else if (options.names) {

@@ -2,40 +2,27 @@
 
 #include "cli/Columns.h"
 #include "cli/DiskNames.h"
-#include "cli/DiskState.h"
+#include "cli/Refusals.h"
 #include "cli/Registry.h"
-#include "cli/Settings.h"
 #include "cli/verbs/Verbs.h"
-#include "platform/Services.h"
+#include "settings/Edits.h"
+#include "settings/Validation.h"
 
 namespace cli::verbs {
 namespace {
 
-// The backup in the program's own folder goes with its record, whatever the record's mode is now.
-bool hasBackup(QVRamDisk& disk) {
-  const auto mode = disk.backupMode();
-  disk.setBackupMode(QVRamDiskBackupMode_AppSupport);
-  const auto folder = disk.backupDirPath();
-  disk.setBackupMode(mode);
-  return folder && platform::services().files->kind(*folder) != platform::FileKind::Missing;
-}
-
 std::optional<Refusal> refusal(const std::vector<QVRamDiskPtr>& disks,
                                const std::vector<QVRamDiskPtr>& all) {
-  DiskState state(all);
-  for (const auto& disk : disks) {
-    if (state.status(*disk) != QVRamDiskStatus_notCreated)
-      return Refusal{kRefused, nameOf(*disk) + " is created",
-                     "eject it first with 'tarnvale eject'"};
-    if (auto aside = refuseWhileBaseIsAside(*disk)) return aside;
-  }
+  settings::DiskState state(all);
+  for (const auto& disk : disks)
+    if (const auto problem = settings::problemOfRemoving(*disk, state)) return refusalOf(*problem);
   return std::nullopt;
 }
 
 std::string namesWithBackup(const std::vector<QVRamDiskPtr>& disks) {
   std::string names;
   for (const auto& disk : disks)
-    if (hasBackup(*disk)) names += (names.empty() ? "" : ", ") + nameOf(*disk);
+    if (settings::backupLostByRemoving(*disk)) names += (names.empty() ? "" : ", ") + nameOf(*disk);
   return names;
 }
 

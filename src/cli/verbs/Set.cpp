@@ -2,11 +2,11 @@
 
 #include "cli/Columns.h"
 #include "cli/DiskNames.h"
-#include "cli/DiskState.h"
+#include "cli/DiskOptions.h"
+#include "cli/Refusals.h"
 #include "cli/Registry.h"
-#include "cli/Settings.h"
-#include "cli/Words.h"
 #include "cli/verbs/Verbs.h"
+#include "settings/Validation.h"
 
 namespace cli::verbs {
 namespace {
@@ -16,33 +16,21 @@ struct Options {
   DiskOptions changes;
 };
 
-bool entersOrLeavesBase(const QVRamDisk& disk, const DiskOptions& changes) {
-  const bool enters = changes.backup == backupWords().of(QVRamDiskBackupMode_Base);
-  return changes.changesBackup() && enters != (disk.backupMode() == QVRamDiskBackupMode_Base);
+std::optional<Refusal> refusalOf(const settings::Problem& problem) {
+  if (problem.reason != settings::Reason::Created) return cli::refusalOf(problem);
+  return Refusal{kRefused,
+                 problem.subject +
+                     " is created; its kind, name, directory, size and format, and "
+                     "whether it is kept in its base, cannot change now",
+                 "eject it first with 'tarnvale eject'"};
 }
 
-// What the eject of a created disk relies on stays as it was when the disk was created.
-std::optional<Refusal> refuseWhileCreated(const QVRamDisk& disk, const DiskOptions& changes,
-                                          DiskState& state) {
-  const bool movesBase = entersOrLeavesBase(disk, changes);
-  if ((changes.changesVolume() || movesBase) && state.status(disk) != QVRamDiskStatus_notCreated)
-    return Refusal{kRefused,
-                   nameOf(disk) +
-                       " is created; its kind, name, directory, size and format, and "
-                       "whether it is kept in its base, cannot change now",
-                   "eject it first with 'tarnvale eject'"};
-  return changes.changesPlace() || movesBase ? refuseWhileBaseIsAside(disk) : std::nullopt;
-}
-
-std::optional<Refusal> change(QVRamDisk& disk, const DiskOptions& changes,
+std::optional<Refusal> change(QVRamDisk& disk, const DiskOptions& options,
                               const std::vector<QVRamDiskPtr>& all) {
-  DiskState state(all);
-  if (auto problem = refuseWhileCreated(disk, changes, state)) return problem;
-  if (auto problem = applyOptions(disk, changes)) return problem;
-  if (changes.changesVolume())
-    if (auto problem = validatePlace(disk, all)) return problem;
-  if (changes.changesBackup() || changes.changesPlace()) return validateBackup(disk);
-  return std::nullopt;
+  settings::Change change;
+  if (auto refusal = readOptions(options, change)) return refusal;
+  const auto problem = settings::change(disk, change, all);
+  return problem ? refusalOf(*problem) : std::nullopt;
 }
 
 int set(Context& context, const Options& options) {

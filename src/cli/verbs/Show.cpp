@@ -14,7 +14,8 @@ struct Options {
   bool json = false;
 };
 
-void writeFacts(std::ostream& out, const std::vector<QVRamDiskPtr>& disks, DiskState& state) {
+void writeFacts(std::ostream& out, const std::vector<QVRamDiskPtr>& disks,
+                settings::DiskState& state) {
   const char* between = "";
   for (const auto& disk : disks) {
     out << between << factsOf(*disk, state);
@@ -31,7 +32,7 @@ int show(Context& context, const Options& options) {
   auto selection = selectDisks(registry->disks(), options.names);
   if (selection.refusal) return context.refuse(*selection.refusal);
   if (options.all) selection.disks = registry->disks();
-  DiskState state(registry->disks());
+  settings::DiskState state(registry->disks());
   if (options.json) {
     writeJson(context.streams.out, selection.disks, state);
   } else {

@@ -1,12 +1,12 @@
 #include "cli/DiskNames.h"
-#include "cli/DiskState.h"
 #include "cli/verbs/Verbs.h"
+#include "settings/DiskState.h"
 
 namespace cli::verbs {
 namespace {
 
 std::optional<Refusal> refusal(const QVRamDisk& disk, QVRamDiskStatus status) {
-  if (!isKeptInBase(disk))
+  if (!settings::isKeptInBase(disk))
     return Refusal{kActionFailed, nameOf(disk) + " is not kept in the directory that it replaces",
                    "'tarnvale set " + nameOf(disk) + " --backup base' keeps it there"};
   return unlessMounted(disk, status);

@@ -34,6 +34,7 @@ void sync(CLI::App& app, Invocation& invocation);
 void backup(CLI::App& app, Invocation& invocation);
 void clean(CLI::App& app, Invocation& invocation);
 void recover(CLI::App& app, Invocation& invocation);
+void menuText(CLI::App& app, Invocation& invocation);
 void menuBar(CLI::App& app, Invocation& invocation);
 void sessionSave(CLI::App& app, Invocation& invocation);
 

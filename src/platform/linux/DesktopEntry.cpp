@@ -55,7 +55,8 @@ std::optional<DesktopEntry> parseDesktopEntry(std::string_view text) {
   const auto value = [&](std::string_view key) {
     return std::string(valueOfLine(group, key, '=').value_or(std::string_view()));
   };
-  DesktopEntry entry{value("Name"), programOfCommand(value("Exec")), value("TryExec")};
+  DesktopEntry entry{value("Name"), programOfCommand(value("Exec")), value("TryExec"),
+                     value("Icon")};
   const std::string type = value("Type");
   if (entry.executable.empty() || value("Hidden") == "true") return std::nullopt;
   if (!type.empty() && type != "Application") return std::nullopt;

@@ -11,6 +11,7 @@ struct DesktopEntry {
   std::string name;
   std::string executable;  // the program of the command line, a path or a name to look for in PATH
   std::string tried;       // without it the entry counts as not installed; empty for no such rule
+  std::string icon;        // a name in the icon theme or an absolute path; empty for none
 };
 
 // nullopt when the text is no entry of an application, or one that its user has hidden.

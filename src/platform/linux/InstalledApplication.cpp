@@ -46,7 +46,7 @@ std::optional<InstalledApplication> applicationOfEntry(const std::string& entrie
                               : isSnap(*program) ? Packaging::Snap
                                                  : Packaging::System;
   if (wanted != Packaging::Anyone && wanted != packaging) return std::nullopt;
-  return InstalledApplication{entry->name, *program};
+  return InstalledApplication{entry->name, *program, entry->icon};
 }
 
 // Folders that programs share. Anything else beside an executable most likely belongs to it.

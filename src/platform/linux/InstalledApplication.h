@@ -12,6 +12,7 @@ namespace platform {
 struct InstalledApplication {
   std::string name;        // for people
   std::string executable;  // absolute, links not resolved
+  std::string iconName{};  // in the icon theme, or an absolute path; empty for none
 };
 
 // Where applications are looked for, as LinuxDirectories gives it.

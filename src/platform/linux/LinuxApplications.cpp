@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 
@@ -47,9 +48,9 @@ bool isOfFlatpak(const Process& process, const std::string& name) {
 
 std::function<bool(const Process&)> matcher(std::string_view bundleIdentifier,
                                             const InstalledApplication& application) {
-  if (ownProgram(bundleIdentifier))
-    return [executable = application.executable](const Process& process) {
-      return process.executable == executable;
+  if (auto files = ownExecutables(bundleIdentifier); !files.empty())
+    return [own = std::move(files)](const Process& process) {
+      return std::find(own.begin(), own.end(), process.executable) != own.end();
     };
   const std::filesystem::path executable(application.executable);
   if (executable.parent_path().parent_path().filename() == "exports")

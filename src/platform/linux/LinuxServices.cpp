@@ -14,6 +14,7 @@
 #include "platform/linux/LinuxVolumes.h"
 #include "platform/linux/LinuxWorkspace.h"
 #include "platform/linux/LogindSessionEnd.h"
+#include "platform/linux/OwnPrograms.h"
 #include "platform/posix/PosixBundle.h"
 #include "platform/posix/PosixFileCopying.h"
 #include "platform/posix/PosixFiles.h"
@@ -28,15 +29,13 @@ std::shared_ptr<Bundle> linuxBundle(const LinuxOptions& options, const Environme
   facts.identifier = options.identifier;
   facts.executablePath = runningExecutable();
   facts.information = options.information;
-  facts.resources =
-      options.resourcesDirectory.value_or(besideExecutable(facts.executablePath, "share/tarnvale"));
+  facts.resources = options.resourcesDirectory.value_or(installedPath("share/tarnvale"));
   facts.languages = preferredLanguages(environment);
   return std::make_shared<PosixBundle>(std::move(facts));
 }
 
 std::string toolsDirectory(const LinuxOptions& options) {
-  return options.libexecDirectory.value_or(
-      besideExecutable(runningExecutable(), "libexec/tarnvale"));
+  return options.libexecDirectory.value_or(installedPath("libexec/tarnvale"));
 }
 
 AutostartFolders autostartFolders(const LinuxDirectories& directories) {
@@ -57,13 +56,13 @@ Services linuxServices(const LinuxOptions& options) {
   Services services;
   services.systemLog =
       std::make_shared<LinuxLog>(options.identifier, options.standardErrorSeverity);
-  services.mainLoop = std::make_shared<PosixMainLoop>();
+  services.mainLoop = options.mainLoop ? options.mainLoop : std::make_shared<PosixMainLoop>();
   services.alerts = std::make_shared<StandardErrorAlerts>();
   services.bundle = linuxBundle(options, environment);
   services.defaults = std::make_shared<LinuxDefaults>(
       FileDefaults(directories.configuration + "/" + options.identifier + ".plist",
                    directories.configuration + "/.GlobalPreferences.plist"),
-      sessionBusAddress(environment));
+      options.asksForAppearance ? sessionBusAddress(environment) : "");
   services.applications = std::make_shared<LinuxApplications>(
       ApplicationFolders{directories.applications, directories.executables});
   services.workspace = std::make_shared<LinuxWorkspace>(

@@ -1,13 +1,11 @@
 #pragma once
 
 #include <condition_variable>
-#include <deque>
-#include <map>
-#include <memory>
 #include <mutex>
 #include <thread>
 
 #include "platform/MainLoop.h"
+#include "platform/posix/LoopTasks.h"
 
 namespace platform {
 
@@ -23,35 +21,19 @@ class PosixMainLoop : public MainLoop {
   void postAndWait(Task task) override;
   TimerId after(std::chrono::milliseconds delay, Task task) override;
   TimerId every(std::chrono::milliseconds interval, Task task) override;
-  void cancel(TimerId timer) override;
+  void cancel(TimerId timer) override { tasks_.cancel(timer); }
   void run() override;
   void stop() override;
 
  private:
-  using Clock = std::chrono::steady_clock;
-  using TaskPtr = std::shared_ptr<const Task>;
-  struct Timer {
-    Clock::time_point due;
-    std::chrono::milliseconds interval{0};  // 0 for one that fires once
-    TaskPtr task;
-  };
-  using Timers = std::map<TimerId, Timer>;
-
-  TimerId add(std::chrono::milliseconds delay, std::chrono::milliseconds interval, Task task);
-  TaskPtr next();  // waits for it; null once the loop was stopped
-  Timers::iterator earliestTimer();
-  TaskPtr fired(Timers::iterator timer, Clock::time_point now);
-  TaskPtr firstPosted();
-  void await(std::unique_lock<std::mutex>& lock, Timers::iterator earliest);
+  void await();
+  void wake();
 
   const std::thread::id main_ = std::this_thread::get_id();
+  LoopTasks tasks_;
   std::mutex mutex_;  // guards what follows
   std::condition_variable changed_;
-  std::deque<TaskPtr> posted_;
-  Timers timers_;
-  TimerId lastTimer_ = 0;
-  bool timersTurn_ = true;
-  bool stopped_ = false;
+  bool isAwake_ = true;  // something changed since it last went to sleep
 };
 
 }  // namespace platform

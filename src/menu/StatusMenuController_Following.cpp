@@ -1,0 +1,98 @@
+#include <algorithm>
+#include <charconv>
+
+#include "core/QVError.h"
+#include "core/QVLog.h"
+#include "menu/StatusMenuController.h"
+#include "ramdisk/QVRamDiskPreferences.h"
+#include "ramdisk/RegistryFile.h"
+
+namespace {
+
+constexpr std::string_view kClass = "StatusMenuController";
+constexpr double kNearlyFull = 0.8;  // of a volume
+
+// 0 for a text that begins with no number.
+std::int64_t integerValue(const std::map<std::string, std::string>& texts, const char* key) {
+  const auto found = texts.find(key);
+  std::int64_t value = 0;
+  if (found != texts.end())
+    std::from_chars(found->second.data(), found->second.data() + found->second.size(), value);
+  return value;
+}
+
+bool isNearlyFull(const QVRamDiskPtr& ramDisk) {
+  return ramDisk->action() == QVRamDiskActionNone && ramDisk->status() == QVRamDiskStatus_mounted &&
+         ramDisk->diskUsage() > kNearlyFull;
+}
+
+// An action that did not begin, because another program acts on the disk, knows nothing of its
+// state.
+bool didBegin(const QVRamDisk& ramDisk) {
+  const auto error = ramDisk.lastError();
+  return !error || error->reason() != "lock";
+}
+
+}  // namespace
+
+void StatusMenuController::synchronizeRamDiskEntries() {
+  ramDiskEntries_->writeRamDisksToDefaultLocation();
+}
+
+void StatusMenuController::updateDiskWarning() {
+  if (!statusItemView_) return;
+  const auto& ramDisks = ramDiskEntries_->ramDisks();
+  statusItemView_->setIsWarn(std::any_of(ramDisks.begin(), ramDisks.end(), isNearlyFull));
+}
+
+bool StatusMenuController::isBusy() const {
+  return !acting_.empty() || ramDiskEntries_->hasRunningAction();
+}
+
+void StatusMenuController::n_ramDiskEntriesDidChangeToAllNotification(
+    const platform::Notification& notification) {
+  if (notification.object != kSenderApp) return;
+  if (isBusy()) return QVLogError(kClass, "hasRunningAction==YES");
+  ramDiskEntries_->readRamDisksFromDefaultLocation();
+  updateDiskWarning();
+}
+
+void StatusMenuController::n_preferencesStatusItemIconStyleDidChange(
+    const platform::Notification& notification) {
+  QVLog::logDebug(fmt::format("notification:{}", notification.name));
+  if (!statusItemView_) return;
+  statusItemView_->setBadgeStyle(integerValue(notification.userInfo, kStatusItemIconStyleKey));
+}
+
+void StatusMenuController::mt_ramDiskDidUpdated(const QVRamDiskPtr& ramDisk) {
+  if (ramDisk->action() != QVRamDiskActionNone) return;
+  const auto started = acting_.extract(ramDisk);
+  saveStateOf(ramDisk);
+  QVRamDiskEntries::postDidChangeToAllNotificationWithSender(kSenderHelper);
+  updateDiskWarning();
+  const auto error = ramDisk->lastError();
+  if (!started.empty() && error) tellFailure(*ramDisk, error);
+}
+
+// Others may have changed the file since it was read; only what the action did goes into it. While
+// further actions run their records must stay, so the file is changed by way of another list.
+void StatusMenuController::saveStateOf(const QVRamDiskPtr& ramDisk) {
+  std::vector<QVRamDiskPtr> observed;
+  if (didBegin(*ramDisk)) observed.push_back(ramDisk);
+  if (!isBusy()) {
+    ramDiskEntries_->readAgainKeepingStatesOf(observed);
+    return synchronizeRamDiskEntries();
+  }
+  const auto path = RegistryFile::defaultPath();
+  if (!path || !RegistryFile(*path).read()) return synchronizeRamDiskEntries();
+  const auto present = QVRamDiskEntries::init();
+  present->readAgainKeepingStatesOf(observed);
+  present->writeRamDisksToDefaultLocation();
+}
+
+// Nobody waits for what was started from a menu, and the menu is closed when it fails.
+void StatusMenuController::tellFailure(const QVRamDisk& ramDisk, const QVErrorPtr& error) {
+  const std::string name = ramDisk.displayName().value_or("");
+  QVLogError(kClass, "{} error:{}", name, QVDescription(error));
+  failures_->tell(name, error);
+}

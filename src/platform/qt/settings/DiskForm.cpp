@@ -1,0 +1,152 @@
+#include "platform/qt/settings/DiskForm.h"
+
+#include <utility>
+
+#include "core/QVLocalized.h"
+#include "kinds/QVSimDeviceList.h"
+#include "platform/Services.h"
+#include "platform/qt/settings/Texts.h"
+#include "settings/CommandText.h"
+#include "settings/PostCommand.h"
+#include "settings/ProblemText.h"
+
+namespace platform::qt {
+
+using settings::Field;
+using settings::KindChoice;
+
+DiskForm::DiskForm(QWidget* parent) : QWidget(parent) {
+  makeFields();
+  layOut();
+  connectAll();
+}
+
+void DiskForm::connectAll() {
+  const auto tell = [this] {
+    if (!loading_ && edited) edited();
+  };
+  const auto tellKind = [this] {
+    if (!loading_ && kindChosen) kindChosen();
+  };
+  for (auto* edit :
+       {name_, size_->number(), directory_->edit(), backupDirectory_->edit(), command_})
+    QObject::connect(edit, &QLineEdit::textChanged, this, tell);
+  for (QComboBox* box : {size_->unit(), static_cast<QComboBox*>(format_),
+                         static_cast<QComboBox*>(backup_), static_cast<QComboBox*>(index_)})
+    QObject::connect(box, &QComboBox::currentIndexChanged, this, tell);
+  for (auto* box : {atLogin_, leaveOut_}) QObject::connect(box, &QCheckBox::toggled, this, tell);
+  for (QComboBox* box : {static_cast<QComboBox*>(kind_), simulator_})
+    QObject::connect(box, &QComboBox::currentIndexChanged, this, tellKind);
+  QObject::connect(backup_, &QComboBox::currentIndexChanged, this, [this] { showFittingRows(); });
+}
+
+std::optional<std::string> DiskForm::simulator() const {
+  if (simulator_->currentIndex() < 0) return std::nullopt;
+  return plainText(simulator_->currentData().toString());
+}
+
+void DiskForm::setKinds(const std::vector<KindChoice>& kinds) {
+  kinds_ = kinds;
+  const bool before = std::exchange(loading_, true);
+  const auto shown = kind_->value();
+  kind_->clear();
+  for (const auto& kind : kinds) {
+    kind_->add(qtText(settings::nameOfKind(kind.type)), kind.type);
+    kind_->setEnabled(kind.type, kind.state == KindChoice::State::Available,
+                      qtText(settings::reasonTextOf(kind)));
+  }
+  kind_->setValue(shown);
+  loading_ = before;
+}
+
+void DiskForm::load(const QVRamDisk& disk, bool isOther) {
+  const bool before = std::exchange(loading_, true);
+  loadChoices(disk);
+  loadSimulators(disk);
+  loadTexts(disk, isOther);
+  showFittingRows();
+  loading_ = before;
+}
+
+void DiskForm::loadTexts(const QVRamDisk& disk, bool isOther) {
+  if (isOther || name_->text() != qtText(disk.name())) name_->setText(qtText(disk.name()));
+  if (isOther || size_->bytes() != disk.size()) size_->setBytes(disk.size());
+  if (isOther) directory_->edit()->clear();
+  directory_->setPath(disk.mountDirectory());
+  if (isOther) backupDirectory_->edit()->clear();
+  backupDirectory_->setPath(disk.backupDir());
+  const auto words = settings::postCommandOf(disk);
+  if (isOther || settings::wordsOfCommand(plainText(command_->text())) != words)
+    command_->setText(qtText(settings::commandText(words)));
+}
+
+// A kind that this platform does not have is shown by its number's name all the same.
+void DiskForm::loadChoices(const QVRamDisk& disk) {
+  kind_->setValue(disk.type());
+  if (kind_->currentIndex() < 0) {
+    kind_->add(qtText(settings::nameOfKind(disk.type())), disk.type());
+    kind_->setValue(disk.type());
+  }
+  format_->setValue(disk.format());
+  backup_->setValue(disk.backupMode());
+  index_->setValue(disk.mdIndexMode());
+  atLogin_->setChecked(disk.createAtLogin());
+  leaveOut_->setChecked(disk.doNotCalculateBaseSize());
+}
+
+void DiskForm::loadSimulators(const QVRamDisk& disk) {
+  simulator_->clear();
+  if (disk.type() != QVRamDiskType_CoreSimulator) return;
+  for (const auto& device : *QVSimDeviceList::sharedInstance().devices())
+    simulator_->addItem(qtText(device->displayName()), qtText(device->dirId()));
+  const QString own = qtText(disk.simId());
+  if (disk.simId() && simulator_->findData(own) < 0) simulator_->addItem(own, own);
+  simulator_->setCurrentIndex(simulator_->findData(own));
+}
+
+void DiskForm::store(QVRamDisk& disk) const {
+  if (disk.type() == QVRamDiskType_Default) {
+    disk.setName(plainText(name_->text()));
+    disk.setMountDirectory(directory_->path());
+  }
+  disk.setSize(size_->bytes());
+  disk.setFormat(static_cast<QVRamDiskFormat>(format_->value()));
+  disk.setBackupMode(static_cast<QVRamDiskBackupMode>(backup_->value()));
+  disk.setBackupDir(backupDirectory_->path());
+  disk.setMdIndexMode(static_cast<QVRamDiskMdIndexMode>(index_->value()));
+  disk.setCreateAtLogin(atLogin_->isChecked());
+  disk.setDoNotCalculateBaseSize(leaveOut_->isChecked());
+  auto words = settings::wordsOfCommand(plainText(command_->text()));
+  if (words == settings::postCommandOf(disk)) return;
+  disk.setPostCmd(words.empty() ? std::nullopt : std::optional(words.front()));
+  if (!words.empty()) words.erase(words.begin());
+  disk.setPostCmdArgs(disk.postCmd() ? std::optional(words) : std::nullopt);
+}
+
+void DiskForm::focusName() {
+  name_->setFocus();
+  name_->selectAll();
+}
+
+void DiskForm::setLocks(const QVRamDisk& disk, const FormLocks& locks) {
+  const bool isPlain = disk.type() == QVRamDiskType_Default;
+  const bool placeIsFixed = locks.volume || locks.place;
+  static_cast<QWidget*>(kind_)->setEnabled(!placeIsFixed);
+  simulator_->setEnabled(!placeIsFixed);
+  name_->setEnabled(!placeIsFixed && isPlain);
+  directory_->setEnabled(!placeIsFixed && isPlain);
+  size_->setEnabled(!locks.volume);
+  static_cast<QWidget*>(format_)->setEnabled(!locks.volume);
+  const bool isInBase = disk.backupMode() == QVRamDiskBackupMode_Base;
+  static_cast<QWidget*>(backup_)->setEnabled(!(locks.base && isInBase));
+  backup_->setEnabled(QVRamDiskBackupMode_Base, !locks.base);
+}
+
+void DiskForm::setProblems(const std::vector<settings::Problem>& problems) {
+  std::map<Field, QString> texts;
+  for (const auto& problem : problems)
+    texts.emplace(problem.field, qtText(settings::textOf(problem)));
+  for (const auto& [field, box] : boxes_) box->setProblem(texts[field]);
+}
+
+}  // namespace platform::qt

@@ -1,0 +1,129 @@
+#include "platform/qt/settings/SettingsWindow.h"
+
+#include <QCloseEvent>
+#include <QShortcut>
+#include <QTabWidget>
+#include <QVBoxLayout>
+
+#include "core/QVLocalized.h"
+#include "platform/Services.h"
+#include "platform/qt/settings/Confirmation.h"
+#include "platform/qt/settings/Texts.h"
+#include "settings/ProblemText.h"
+
+namespace platform::qt {
+
+// Hears of disks whose state changed.
+class SettingsWindow::Refresh : public QVRamDiskEntriesDelegate {
+ public:
+  explicit Refresh(SettingsWindow& window) : window_(window) {}
+  void ramDiskEntries(QVRamDiskEntries&, const QVRamDiskPtr&) override {}
+  void ramDiskEntriesUpdator(QVRamDiskEntries&, const QVRamDiskPtr&) override { window_.refresh(); }
+
+ private:
+  SettingsWindow& window_;
+};
+
+SettingsWindow::SettingsWindow() : refresh_(std::make_shared<Refresh>(*this)), registry_(refresh_) {
+  layOut();
+  reloadsSoon_.setSingleShot(true);
+  QObject::connect(&reloadsSoon_, &QTimer::timeout, this, [this] { reload(); });
+  // Several notifications at once, the program's own among them, lead to one reading, when whatever
+  // runs now has ended.
+  observer_ = services().notifications->observe(QVRamDiskEntriesDidChangeToAllNotification,
+                                                [this](const auto&) { reloadsSoon_.start(0); });
+  reload();
+}
+
+SettingsWindow::~SettingsWindow() {
+  services().notifications->remove(observer_);
+  registry_.entries().setUpdator(0);
+}
+
+void SettingsWindow::layOut() {
+  constexpr int kWidth = 780;
+  constexpr int kHeight = 600;
+  setWindowTitle(QStringLiteral("Tarnvale"));
+  setObjectName("settings");
+  resize(kWidth, kHeight);
+  banner_ = new QLabel(this);
+  banner_->setObjectName("banner");
+  banner_->setWordWrap(true);
+  makePanel(*banner_, problemColor(palette()));
+  const auto told = [this](const auto& problem) { tell(problem); };
+  tabs_ = new QTabWidget(this);
+  disks_ = new DisksPage(registry_, told, tabs_);
+  general_ = new GeneralPage(registry_, told, tabs_);
+  tabs_->setObjectName("tabs");
+  tabs_->setDocumentMode(true);
+  tabs_->addTab(disks_, qtText(QVLocalized("RAM Disks")));
+  tabs_->addTab(general_, qtText(QVLocalized("General")));
+  auto* rows = new QVBoxLayout(this);
+  rows->setContentsMargins(0, 0, 0, 0);
+  rows->setSpacing(0);
+  auto* top = new QVBoxLayout;
+  top->addWidget(banner_);
+  rows->addLayout(top);
+  rows->addWidget(tabs_, 1);
+  banner_->hide();
+  QObject::connect(new QShortcut(QKeySequence::Close, this), &QShortcut::activated, this,
+                   [this] { close(); });
+}
+
+void SettingsWindow::reload() {
+  const auto problem = registry_.load();
+  disks_->refreshKinds();
+  refresh();
+  tabs_->setEnabled(!problem);
+  if (problem || registry_.isPartlyDamaged() || unreadable_) tell(problem);
+  unreadable_ = problem.has_value();
+}
+
+void SettingsWindow::refresh() {
+  disks_->refresh();
+  general_->refresh();
+}
+
+void SettingsWindow::tell(const std::optional<settings::Problem>& problem) {
+  QString text = problem ? qtText(settings::textOf(*problem)) : QString();
+  if (!problem && registry_.isPartlyDamaged())
+    text =
+        qtText(QVLocalized("Part of the list of RamDisks can not be read. It is kept as a copy "
+                           "before it is changed."));
+  banner_->setText(text);
+  banner_->setVisible(!text.isEmpty());
+  general_->refresh();
+}
+
+void SettingsWindow::bringForward() {
+  showNormal();
+  raise();
+  activateWindow();
+}
+
+void SettingsWindow::showEvent(QShowEvent* event) {
+  QWidget::showEvent(event);
+  registry_.entries().setUpdator(1);
+}
+
+void SettingsWindow::hideEvent(QHideEvent* event) {
+  QWidget::hideEvent(event);
+  registry_.entries().setUpdator(0);
+}
+
+void SettingsWindow::closeEvent(QCloseEvent* event) {
+  const auto names = disks_->changedNames();
+  if (names.isEmpty() || discards_) return event->accept();
+  event->ignore();
+  askAboutEdits(
+      *this, names,
+      [this] {
+        if (disks_->applyAll()) close();
+      },
+      [this] {
+        discards_ = true;
+        close();
+      });
+}
+
+}  // namespace platform::qt

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <QLabel>
+#include <QTimer>
+#include <QWidget>
+#include <memory>
+#include <optional>
+
+#include "platform/Notifications.h"
+#include "platform/qt/settings/DisksPage.h"
+#include "platform/qt/settings/GeneralPage.h"
+#include "settings/Registry.h"
+
+class QTabWidget;
+
+namespace platform::qt {
+
+// The window in which RAM disks are configured. It follows what other programs change and what
+// becomes of the disks while it is shown.
+class SettingsWindow : public QWidget {
+ public:
+  SettingsWindow();
+  ~SettingsWindow() override;
+
+  void reload();        // reads the registry anew
+  void bringForward();  // shows it above others
+
+ protected:
+  void showEvent(QShowEvent* event) override;
+  void hideEvent(QHideEvent* event) override;
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  class Refresh;
+
+  void layOut();
+  void refresh();
+  void tell(const std::optional<settings::Problem>& problem);
+
+  std::shared_ptr<Refresh> refresh_;
+  settings::Registry registry_;
+  Notifications::ObserverId observer_ = 0;
+  QLabel* banner_ = nullptr;
+  QTabWidget* tabs_ = nullptr;
+  DisksPage* disks_ = nullptr;
+  GeneralPage* general_ = nullptr;
+  QTimer reloadsSoon_;
+  bool unreadable_ = false;  // the registry, when it was read last
+  bool discards_ = false;
+};
+
+}  // namespace platform::qt

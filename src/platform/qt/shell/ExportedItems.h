@@ -1,0 +1,61 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <vector>
+
+#include "menu/Menu.h"
+#include "platform/qt/shell/BusTypes.h"
+#include "platform/qt/shell/Pictures.h"
+
+namespace platform::qt {
+
+// The items of a menu under the numbers that they have on the bus, as far as they were looked into.
+// Items that were replaced have numbers of their own: a late click on one goes nowhere.
+class ExportedItems {
+ public:
+  static constexpr int kRoot = 0;
+  // Longer menus go out without pictures, which a desktop would choke on.
+  static constexpr std::size_t kMostPictures = 500;
+
+  // `filled` hears the number of each item below which all was replaced.
+  ExportedItems(menu::MenuPtr menu, std::function<void(int)> filled);
+
+  bool has(int id) const { return nodes_.count(id) != 0; }
+  // The number of every item.
+  QList<int> all() const;
+  menu::MenuItemPtr item(int id) const;  // null for the root
+
+  // Fills what opens there and says that it is shown. false where nothing opens.
+  bool show(int id);
+  bool isShown(int id) const { return nodes_.at(id).isOpen; }
+  // It and all below are shown no longer.
+  void hide(int id);
+
+  // With `names`, those properties only.
+  QVariantMap properties(int id, const QStringList& names);
+  // The item with as many levels below it, -1 for all.
+  BusLayout layout(int id, int depth, const QStringList& names);
+
+ private:
+  struct Node {
+    menu::MenuItemPtr item;  // null for the root
+    menu::MenuPtr menu;      // what opens there
+    std::vector<int> children{};
+    bool isFilled = false;
+    bool isOpen = false;
+    bool hasPicture = true;
+  };
+
+  void fill(int id);
+  void forget(const std::vector<int>& ids);
+  BusLayout layoutOf(int id, int depth, const QStringList& names);
+  QByteArray pictureOfItem(const menu::MenuItem& item);
+
+  const std::function<void(int)> filled_;
+  std::map<int, Node> nodes_;
+  std::map<ImagePtr, QByteArray> pictures_;  // of the images of the menus that are filled
+  int lastId_ = kRoot;
+};
+
+}  // namespace platform::qt

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QWidget>
+#include <memory>
+
+#include "platform/qt/shell/PopupMenu.h"
+
+namespace platform::qt {
+
+// The menu as a small window, for desktops without a tray. Closing it ends nothing. What it shows
+// is brought up to date whenever the user comes to it and after every choice.
+class MenuWindow : public QWidget {
+ public:
+  explicit MenuWindow(const menu::MenuPtr& menu);
+
+  void showIcon(const QIcon& icon) { setWindowIcon(icon); }
+  PopupMenu& menu() { return *menu_; }
+
+ protected:
+  bool event(QEvent* event) override;
+
+ private:
+  void refresh();
+
+  std::unique_ptr<PopupMenu> menu_;
+};
+
+}  // namespace platform::qt

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QPainter>
+
+#include "menu/View.h"
+
+namespace platform::qt {
+
+// Draws the view with its top left corner at the painter's origin. Scale: pixels for a point.
+void paintView(QPainter& painter, menu::View& view, double scale);
+
+}  // namespace platform::qt

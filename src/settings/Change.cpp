@@ -1,0 +1,112 @@
+#include "settings/Change.h"
+
+#include "kinds/QVRamDiskManager.h"
+#include "settings/PathText.h"
+#include "settings/PostCommand.h"
+
+namespace settings {
+namespace {
+
+using Found = std::optional<Problem>;
+
+QVRamDiskType kindAfter(const QVRamDisk& disk, const Change& change) {
+  return change.kind.value_or(disk.type());
+}
+
+Found refuseKind(const QVRamDisk& disk, const Change& change) {
+  if (!change.kind && !change.simulator) return std::nullopt;
+  const auto kind = kindAfter(disk, change);
+  if (change.simulator && kind != QVRamDiskType_CoreSimulator)
+    return Problem{.reason = Reason::SimulatorOfOtherKind, .field = Field::Simulator};
+  const auto device = change.simulator ? change.simulator : disk.simId();
+  const auto infos = QVRamDiskManager::creationInfosOfRamDiskType(kind, device);
+  if (infos && infos->status == 1) return std::nullopt;
+  const bool installed = infos && infos->status == 0;
+  return Problem{.reason = installed ? Reason::KindUnusable : Reason::KindNotInstalled,
+                 .field = Field::Kind,
+                 .kind = kind};
+}
+
+Found refusePlace(const QVRamDisk& disk, const Change& change) {
+  const auto kind = kindAfter(disk, change);
+  if ((!change.name && !change.directory) || kind == QVRamDiskType_Default) return std::nullopt;
+  return Problem{.reason = Reason::PlaceOfPreset, .field = Field::Name, .kind = kind};
+}
+
+Found refuseBackup(const QVRamDisk&, const Change& change) {
+  if (!change.backupDir ||
+      change.backup.value_or(QVRamDiskBackupMode_Directory) == QVRamDiskBackupMode_Directory)
+    return std::nullopt;
+  return Problem{.reason = Reason::BackupDirectoryUnused, .field = Field::BackupDirectory};
+}
+
+Found refusePostCommand(const QVRamDisk&, const Change& change) {
+  return change.postCommand ? problemOfPostCommand(*change.postCommand) : std::nullopt;
+}
+
+void assignKind(QVRamDisk& disk, const Change& change) {
+  if (change.simulator) disk.setSimId(change.simulator);
+  if (change.kind || change.simulator) disk.changeToType(kindAfter(disk, change), 0);
+}
+
+void assignPlace(QVRamDisk& disk, const Change& change) {
+  if (change.name) disk.setName(change.name);
+  if (!change.directory) return;
+  if (change.directory->empty()) {
+    disk.setMountDirectory(std::nullopt);
+  } else {
+    disk.setMountDirectory(absolutePath(expandedPath(*change.directory)));
+  }
+}
+
+void assignBackup(QVRamDisk& disk, const Change& change) {
+  if (change.backup) disk.setBackupMode(*change.backup);
+  if (!change.backupDir) return;
+  disk.setBackupMode(QVRamDiskBackupMode_Directory);
+  disk.setBackupDir(absolutePath(expandedPath(*change.backupDir)));
+}
+
+void assignPostCommand(QVRamDisk& disk, const Change& change) {
+  if (!change.postCommand) return;
+  auto words = *change.postCommand;
+  if (words.empty()) {
+    disk.setPostCmd(std::nullopt);
+    disk.setPostCmdArgs(std::nullopt);
+    return;
+  }
+  disk.setPostCmd(completedCommand(words.front()));
+  words.erase(words.begin());
+  disk.setPostCmdArgs(std::move(words));
+}
+
+void assignSwitches(QVRamDisk& disk, const Change& change) {
+  if (change.index) disk.setMdIndexMode(*change.index);
+  if (change.format) disk.setFormat(*change.format);
+  if (change.atLogin) disk.setCreateAtLogin(*change.atLogin);
+  if (change.measure) disk.setDoNotCalculateBaseSize(!*change.measure);
+}
+
+}  // namespace
+
+std::optional<Problem> problemOfApplying(const QVRamDisk& disk, const Change& change) {
+  for (const auto check : {refuseKind, refusePlace, refuseBackup, refusePostCommand})
+    if (auto problem = check(disk, change)) return problem;
+  return std::nullopt;
+}
+
+std::optional<Problem> apply(QVRamDisk& disk, const Change& change) {
+  if (auto problem = problemOfApplying(disk, change)) return problem;
+  assign(disk, change);
+  return std::nullopt;
+}
+
+void assign(QVRamDisk& disk, const Change& change) {
+  assignKind(disk, change);
+  assignPlace(disk, change);
+  if (change.size) disk.setSize(*change.size);
+  assignBackup(disk, change);
+  assignPostCommand(disk, change);
+  assignSwitches(disk, change);
+}
+
+}  // namespace settings

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ramdisk/QVRamDisk.h"
+#include "settings/Problem.h"
+
+namespace settings {
+
+// The settings of a disk that are to change; what is absent stays.
+struct Change {
+  using Text = std::optional<std::string>;
+
+  std::optional<QVRamDiskType> kind{};
+  Text simulator{};  // identifier of a simulator device
+  Text name{};
+  Text directory{};                     // empty for none; may begin with a tilde
+  std::optional<std::uint64_t> size{};  // bytes
+  std::optional<QVRamDiskBackupMode> backup{};
+  Text backupDir{};  // as directory; stands for the mode that uses it
+  // The command and its arguments; none takes it away.
+  std::optional<std::vector<std::string>> postCommand{};
+  std::optional<QVRamDiskMdIndexMode> index{};
+  std::optional<QVRamDiskFormat> format{};
+  std::optional<bool> atLogin{};
+  std::optional<bool> measure{};
+
+  // Whether the disk is to have another place, or keep its contents otherwise.
+  bool changesPlace() const { return kind || simulator || name || directory; }
+  bool changesBackup() const { return backup || backupDir; }
+  // Whether something is to change that only a disk without a device can take on.
+  bool changesVolume() const { return changesPlace() || size || format; }
+  bool isEmpty() const {
+    return !changesVolume() && !changesBackup() && !postCommand && !index && !atLogin && !measure;
+  }
+};
+
+// What turns the settings of one record into those of the other. Another kind brings its own size
+// and backup along, so that these then are always told.
+Change changeBetween(const QVRamDisk& before, const QVRamDisk& after);
+
+// Takes the change over into a record that is saved only when nothing is refused: of kind and
+// post-command it is checked that they can be had.
+std::optional<Problem> apply(QVRamDisk& disk, const Change& change);
+// What apply() would refuse.
+std::optional<Problem> problemOfApplying(const QVRamDisk& disk, const Change& change);
+
+// Takes it over as it stands, for a record that is being edited.
+void assign(QVRamDisk& disk, const Change& change);
+
+// A record of its own with the same identity, settings and last known state. Null only for want of
+// memory.
+QVRamDiskPtr copyOf(const QVRamDisk& disk);
+
+}  // namespace settings

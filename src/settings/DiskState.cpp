@@ -1,0 +1,58 @@
+#include "settings/DiskState.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "device/QVRamDiskDevice.h"
+#include "extensions/PathExtension.h"
+#include "platform/Services.h"
+
+namespace settings {
+namespace {
+
+std::set<std::string> waitingDevices() {
+  QVErrorPtr error;
+  const auto devices = QVRamDiskDevice::deviceList(false, error);
+  std::set<std::string> nodes;
+  if (!devices) return nodes;
+  for (const auto& device : *devices)
+    if (!device.mountPoint) nodes.insert(device.devNode);
+  return nodes;
+}
+
+}  // namespace
+
+bool DiskState::hasWaitingDevice(const QVRamDisk& disk) {
+  const auto node = disk.deviceNode();
+  if (!node) return false;
+  const bool isClaimed = std::any_of(all_.begin(), all_.end(), [&](const auto& other) {
+    return other.get() != &disk && other->deviceNode() == node;
+  });
+  if (isClaimed) return false;
+  if (!waiting_) waiting_ = waitingDevices();
+  return waiting_->contains(*node);
+}
+
+QVRamDiskStatus DiskState::status(const QVRamDisk& disk) {
+  const auto observed = disk.status();
+  if (observed != QVRamDiskStatus_notCreated) return observed;
+  return hasWaitingDevice(disk) ? QVRamDiskStatus_created : observed;
+}
+
+int usedPercent(const QVRamDisk& disk) {
+  constexpr double kPercent = 100;
+  return static_cast<int>(std::lround(disk.diskUsage() * kPercent));
+}
+
+std::string mountPathOf(const QVRamDisk& disk) {
+  const auto parent =
+      disk.mountDirectory().value_or(platform::services().places->volumesDirectory());
+  return extensions::appendingPathComponent(parent, disk.name().value_or(""));
+}
+
+bool isKeptInBase(const QVRamDisk& disk) {
+  return disk.type() == QVRamDiskType_CoreSimulator ||
+         (disk.mountDirectory() && disk.backupMode() == QVRamDiskBackupMode_Base);
+}
+
+}  // namespace settings

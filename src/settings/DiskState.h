@@ -1,0 +1,39 @@
+#pragma once
+
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "core/QVRamDiskTypes.h"
+#include "ramdisk/QVRamDisk.h"
+
+namespace settings {
+
+// What is known of the disks at one moment, with the devices that wait without a mounted volume. A
+// disk whose volume was unmounted by somebody else counts as not created for the engine as soon as
+// its directory shows again; here it is told from one whose memory is gone. Main thread only.
+class DiskState {
+ public:
+  explicit DiskState(const std::vector<QVRamDiskPtr>& all) : all_(all) {}
+
+  // Asks the attacher for its devices at most once, and only for a disk that remembers one.
+  QVRamDiskStatus status(const QVRamDisk& disk);
+
+ private:
+  bool hasWaitingDevice(const QVRamDisk& disk);
+
+  const std::vector<QVRamDiskPtr>& all_;
+  std::optional<std::set<std::string>> waiting_;  // nodes of devices without a mounted volume
+};
+
+// The used part of the disk's volume in whole per cent.
+int usedPercent(const QVRamDisk& disk);
+
+// Where the disk's volume goes.
+std::string mountPathOf(const QVRamDisk& disk);
+
+// Whether the contents are written back into the directory that the disk replaces.
+bool isKeptInBase(const QVRamDisk& disk);
+
+}  // namespace settings

@@ -1,0 +1,32 @@
+#pragma once
+// Changes of the registry, each in one go: the file is read anew, changed, written, and the user's
+// other programs are told, so that what others changed meanwhile stays. Main thread only.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "settings/Change.h"
+#include "settings/Registry.h"
+
+namespace settings {
+
+using Identifier = std::optional<std::string>;
+
+// Adds a plain disk with a name of its own. `added` is its identifier.
+std::optional<Problem> addDisk(Registry& registry, Identifier& added);
+
+std::optional<Problem> changeDisk(Registry& registry, const Identifier& disk, const Change& change);
+
+// Removes a disk and deletes what the program's own folder keeps of its contents. `next` is the
+// disk to select then, nullopt when none is left.
+std::optional<Problem> removeDisk(Registry& registry, const Identifier& disk, Identifier& next);
+
+// `gap` as of QVRamDiskEntries::setPositionIndex: 0 before the first disk, count after the last.
+std::optional<Problem> moveDisk(Registry& registry, const Identifier& disk, std::int64_t gap);
+
+// The folder of the program's own that a removal would delete with the record, whatever the
+// record's mode is now; nullopt when there is none.
+std::optional<std::string> backupLostByRemoving(const QVRamDisk& disk);
+
+}  // namespace settings

@@ -1,0 +1,43 @@
+#pragma once
+// The checks before settings are saved. Any problem means that nothing is to be saved.
+
+#include <optional>
+#include <vector>
+
+#include "ramdisk/QVRamDisk.h"
+#include "settings/Change.h"
+#include "settings/DiskState.h"
+#include "settings/Problem.h"
+
+namespace settings {
+
+using Disks = std::vector<QVRamDiskPtr>;
+
+// Name, size and place of a disk as for its creation, but for a running application, and that no
+// other of `all` has its place.
+std::optional<Problem> problemOfPlace(const QVRamDisk& disk, const Disks& all);
+// Whether the contents can be kept where the backup mode says.
+std::optional<Problem> problemOfBackup(const QVRamDisk& disk);
+// All that the creation will check.
+std::optional<Problem> problemOfCreation(const QVRamDisk& disk);
+
+// Every problem of a record that is being edited, at most one a field, for what differs from how
+// it is saved; the whole of name, size and place is checked when any of them does.
+std::vector<Problem> problemsOfDraft(const QVRamDisk& draft, const Change& change,
+                                     const Disks& all);
+
+// The directory's own contents still lie aside, from a disk that was never ejected; what would
+// lose their place is refused.
+std::optional<Problem> problemOfBaseAside(const QVRamDisk& disk);
+
+// What the eject of a created disk relies on stays as it was when the disk was created.
+std::optional<Problem> problemOfChanging(const QVRamDisk& disk, const Change& change,
+                                         DiskState& state);
+// A created disk, and one whose base lies aside, stays in the list.
+std::optional<Problem> problemOfRemoving(const QVRamDisk& disk, DiskState& state);
+
+// Makes the change to a record of `all` when nothing is refused: the rules above, what apply()
+// checks, and place and backup where they change.
+std::optional<Problem> change(QVRamDisk& disk, const Change& change, const Disks& all);
+
+}  // namespace settings

@@ -1,0 +1,343 @@
+#include <sys/mount.h>
+
+#include <filesystem>
+
+#include "core/QVError.h"
+#include "kinds/QVRamDiskManager.h"
+#include "ramdisk/ActionLock.h"
+#include "tests/menu/MenuTest.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// What the menu's items do to real disks.
+class ActionsTest : public MenuTest {
+ protected:
+  void startWith(const std::vector<std::string>& names,
+                 QVRamDiskBackupMode mode = QVRamDiskBackupMode_Base) {
+    writeList(names, mode);
+    start();
+  }
+  void choose(const std::string& title) {
+    click(open(), title);
+    waitForEnd();
+  }
+  void choose(const std::string& name, const std::string& title) {
+    open();
+    click(openDisk(name), title);
+    waitForEnd();
+  }
+  std::size_t mountedCount() {
+    const auto& all = controller->ramDiskEntries()->ramDisks();
+    return static_cast<std::size_t>(std::count_if(
+        all.begin(), all.end(), [this](const auto& each) { return isMounted(*each->path()); }));
+  }
+};
+
+TEST_F(ActionsTest, ADisksWholeLife) {
+  startWith({"cache"});
+  choose("cache", "Create");
+  EXPECT_EQ(notifications->posted.size(), 1U) << "of its many stages only the end is told";
+  EXPECT_TRUE(isMounted(folder("cache")));
+  EXPECT_EQ(saved()->path(), folder("cache"));
+  scratch.file("home/desk/cache/new", "new");
+  choose("cache", "Synchronise Now");
+  EXPECT_EQ(readFile(savedBase("cache") + "/new"), "new");
+  choose("cache", "Rebuild");
+  EXPECT_EQ(readFile(folder("cache") + "/new"), "new");
+  open();
+  click(openDisk("cache"), "Delete All Files");
+  EXPECT_FALSE(fs::exists(folder("cache") + "/new"));
+  EXPECT_EQ(bar->activations, 1);
+  choose("cache", "Eject");
+  EXPECT_FALSE(isMounted(folder("cache")));
+  EXPECT_EQ(saved()->status(), QVRamDiskStatus_notCreated);
+  EXPECT_TRUE(alerts->shown.empty());
+}
+
+TEST_F(ActionsTest, AnUnmountedDeviceIsMountedAgain) {
+  startWith({"cache"});
+  choose("cache", "Create");
+  scratch.file("home/desk/cache/new", "new");
+  ASSERT_EQ(umount2(folder("cache").c_str(), MNT_DETACH), 0);
+  fs::remove_all(folder("cache"));
+  open();
+  disk()->changeToType(QVRamDiskType_Firefox, QVRamDiskChangeTypeKeepSettings);
+  disk()->setName("cache");
+  disk()->setMountDirectory(work);
+  runApplication("test.browser", "Browser");
+  click(openDisk("cache"), "Mount");
+  waitForEnd();
+  EXPECT_EQ(readFile(folder("cache") + "/new"), "new");
+  EXPECT_EQ(saved()->path(), folder("cache"));
+}
+
+TEST_F(ActionsTest, TheRefreshSeesADiskFillUpAndEmpty) {
+  startWith({"cache"});
+  choose("cache", "Create");
+  const auto warnsAfterRefresh = [this] {
+    controller->ramDiskEntries()->updatorAction();
+    return bar->item->view->isWarn();
+  };
+  EXPECT_FALSE(warnsAfterRefresh());
+  scratch.file("home/desk/cache/large", std::string(kSize / 20 * 17, 'x'));
+  EXPECT_TRUE(warnsAfterRefresh());
+  fs::remove(folder("cache") + "/large");
+  EXPECT_FALSE(warnsAfterRefresh());
+}
+
+TEST_F(ActionsTest, AMountedDiskIsOpenedAndListed) {
+  startWith({"cache"});
+  choose("cache", "Create");
+  scratch.file("home/desk/cache/sub/file");
+  click(open(), "cache");
+  EXPECT_EQ(workspace->opened, Lines{folder("cache")});
+  const auto& shown = openDisk("cache");
+  const auto below = openFolder(shown, "sub");
+  ASSERT_TRUE(below);
+  EXPECT_EQ(lines(*below), (Lines{"Remove this Folder [mi_cleanFolder:] = ~/cache/sub", "---",
+                                  "file [mi_openFile:] {icon of file} = ~/cache/sub/file"}));
+  click(*below, "Remove this Folder");
+  EXPECT_FALSE(fs::exists(folder("cache") + "/sub"));
+}
+
+TEST_F(ActionsTest, CommandsOnAllDisks) {
+  startWith({"one", "two", "three"});
+  choose("Create All");
+  EXPECT_EQ(mountedCount(), 3U);
+  for (const char* name : {"one", "two", "three"})
+    scratch.file("home/desk/" + std::string(name) + "/new", name);
+  choose("Synchronise All");
+  for (const char* name : {"one", "two", "three"})
+    EXPECT_EQ(readFile(savedBase(name) + "/new"), name);
+  choose("Eject All");
+  EXPECT_EQ(deviceCount(), 0U);
+  EXPECT_EQ(saved(2)->status(), QVRamDiskStatus_notCreated);
+}
+
+TEST_F(ActionsTest, BackupsOfOneAndOfAll) {
+  startWith({"one", "two"}, QVRamDiskBackupMode_AppSupport);
+  choose("Create All");
+  scratch.file("home/desk/one/new", "new");
+  const auto isSaved = [&](std::size_t index) { return fs::exists(*disk(index)->backupDirPath()); };
+  choose("one", "Backup Now");
+  EXPECT_TRUE(isSaved(0));
+  EXPECT_FALSE(isSaved(1));
+  choose("Backup All");
+  EXPECT_TRUE(isSaved(1));
+}
+
+// A disk whose application runs is passed over; one that only waits to be mounted enables "Eject
+// All" and is not ejected.
+TEST_F(ActionsTest, WhatCommandsOnAllDisksPassOver) {
+  start();
+  record("browser", QVRamDiskStatus_notCreated, QVRamDiskBackupMode_None, QVRamDiskType_Firefox);
+  record("mounted browser", QVRamDiskStatus_mounted, QVRamDiskBackupMode_None,
+         QVRamDiskType_Firefox);
+  record("waiting", QVRamDiskStatus_created, QVRamDiskBackupMode_Base);
+  record("busy", QVRamDiskStatus_mounted, QVRamDiskBackupMode_Base)
+      ->setAction(QVRamDiskActionRemount);
+  runApplication("test.browser", "Browser");
+  auto& shown = open();
+  for (const char* title : {"Create All", "Eject All"}) click(shown, title);
+  const auto item = itemOf(shown, "Eject All");
+  for (const std::int64_t tag : {0, 3, 4, 5}) {
+    item->tag = tag;
+    item->click();
+  }
+  EXPECT_EQ(log->count("no longer listed"), 0U);
+  EXPECT_EQ(log->count("busy is busy; nothing is done"), 1U) << "by Eject All";
+  for (const auto& each : controller->ramDiskEntries()->ramDisks())
+    EXPECT_EQ(each->lastActionInfo(), QVRamDiskActionInfo_none) << *each->name();
+}
+
+// The eligibility that shows "Backup All" leaves simulators' disks out, the command does not.
+TEST_F(ActionsTest, BackupAllIncludesDisksOfSimulators) {
+  startWith({"phone"}, QVRamDiskBackupMode_AppSupport);
+  choose("phone", "Create");
+  open();
+  const auto simulator = disk();
+  simulator->changeToType(QVRamDiskType_CoreSimulator, QVRamDiskChangeTypeKeepSettings);
+  menu::MenuItem all;
+  all.tag = 4;
+  controller->mi_performAllAction(all);
+  waitForEnd();
+  EXPECT_EQ(simulator->lastActionInfo(), QVRamDiskActionInfo_backuping);
+}
+
+TEST_F(ActionsTest, TagsThatMeanNothingDoNothing) {
+  startWith({"cache"});
+  open();
+  const auto create = itemOf(openDisk("cache"), "Create");
+  create->tag = 1;
+  create->click();
+  menu::MenuItem stray;
+  stray.representedObject = disk();
+  for (const std::int64_t tag : {0, 3}) {
+    stray.tag = tag;
+    controller->mi_backupNow(stray);
+  }
+  EXPECT_FALSE(controller->isBusy());
+}
+
+TEST_F(ActionsTest, CleaningUpNothingIsAnImpossibleState) {
+  start();
+  menu::MenuItem stray;
+  controller->mi_cleanUp(stray);
+  EXPECT_EQ(log->count("ramDisk==nil"), 1U);
+  EXPECT_EQ(alerts->shown.size(), 1U);
+  EXPECT_EQ(bar->activations, 1);
+}
+
+TEST_F(ActionsTest, AFailureIsToldOnceAndByName) {
+  startWith({"cache"});
+  replaceTool(platform::Tool::Formatter, "exit 3");
+  choose("cache", "Create");
+  turning->runUntil([this] { return !alerts->shown.empty(); });
+  ASSERT_EQ(alerts->shown.size(), 1U);
+  EXPECT_EQ(alerts->shown[0].title, "cache.");
+  EXPECT_FALSE(alerts->shown[0].text.empty());
+  EXPECT_EQ(saved()->status(), QVRamDiskStatus_notCreated);
+}
+
+// Alerts wait for each other, and other work goes on behind them.
+TEST_F(ActionsTest, FailuresAreToldOneAfterTheOther) {
+  struct Turning : doubles::RecordingAlerts {
+    std::size_t runModal(const platform::Alert& alert) override {
+      deepest = std::max(deepest, ++depth);
+      whileShown();
+      --depth;
+      return RecordingAlerts::runModal(alert);
+    }
+    std::function<void()> whileShown;
+    int depth = 0;
+    int deepest = 0;
+  };
+  const auto turningAlerts = std::make_shared<Turning>();
+  turningAlerts->whileShown = [this] { waitForEnd(); };
+  auto services = platform::services();
+  services.alerts = turningAlerts;
+  platform::install(services);
+  startWith({"one", "two", "three"});
+  replaceTool(platform::Tool::Formatter, "exit 3");
+  click(open(), "Create All");
+  turning->runUntil([&] { return turningAlerts->shown.size() == 3; });
+  EXPECT_EQ(turningAlerts->deepest, 1);
+  EXPECT_FALSE(controller->isBusy());
+}
+
+TEST_F(ActionsTest, WhatIsBeingDoneElsewhereIsNotDisturbed) {
+  startWith({"cache"});
+  choose("cache", "Create");
+  scratch.file("home/desk/cache/file");
+  open();
+  QVErrorPtr none;
+  {
+    // As another record of this program has it, such as one of the helper's start.
+    const auto elsewhere = ActionLock::take(disk()->identifier(), none);
+    for (const char* title : {"Eject", "Delete All Files", "Synchronise Now"})
+      click(openDisk("cache"), title);
+    EXPECT_FALSE(controller->isBusy());
+  }
+  turning->runUntil([this] { return alerts->shown.size() == 3; });
+  EXPECT_EQ(alerts->shown[0].text, "Another program is working on this RamDisk.");
+  EXPECT_TRUE(fs::exists(folder("cache") + "/file"));
+}
+
+TEST_F(ActionsTest, WhatAnotherProgramIsDoingIsNotDisturbed) {
+  startWith({"cache"});
+  choose("cache", "Create");
+  scratch.file("home/desk/cache/file");
+  std::optional<std::shared_ptr<void>> theirs;
+  turning->runUntil([&] {
+    auto lock = files->lock(*QVRamDiskManager::appSupportPath() + "/Locks/" +
+                            disk()->identifier().value_or(""));
+    if (lock) theirs = *lock;
+    return theirs.has_value();
+  });
+  choose("cache", "Eject");
+  choose("cache", "Delete All Files");
+  turning->runUntil([this] { return alerts->shown.size() == 2; });
+  for (const auto& shown : alerts->shown)
+    EXPECT_EQ(shown.text, "Another program is working on this RamDisk.");
+  EXPECT_TRUE(isMounted(folder("cache")));
+  EXPECT_TRUE(fs::exists(folder("cache") + "/file"));
+}
+
+TEST_F(ActionsTest, ADiskThatWentElsewhereWhileItsMenuWasOpen) {
+  startWith({"cache"});
+  choose("cache", "Create");
+  open();
+  const auto items = openDisk("cache").items();
+  const auto theirs = QVRamDiskEntries::init();
+  theirs->readRamDisksFromDefaultLocation();
+  theirs->eject(theirs->ramDisks()[0], 0);
+  theirs->writeRamDisksToDefaultLocation();
+  announceChange(kSenderApp);
+  for (const auto& item : items) {
+    item->click();
+    waitForEnd();
+  }
+  EXPECT_EQ(open().items().size(), 8U);
+  EXPECT_EQ(openDisk("cache").items()[0]->title, "Create");
+}
+
+// Until the list hears of it, a record shows the directory that the user's own files are back in.
+TEST_F(ActionsTest, ADiskThatWasEjectedUnheardIsLeftAlone) {
+  startWith({"cache"});
+  scratch.file("home/desk/cache/sub/own", "own");
+  choose("cache", "Create");
+  open();
+  auto items = openDisk("cache").items();
+  const auto below = openFolder(openDisk("cache"), "sub");
+  items.push_back(itemOf(*below, "Remove this Folder"));
+  const auto theirs = QVRamDiskEntries::init();
+  theirs->readRamDisksFromDefaultLocation();
+  theirs->eject(theirs->ramDisks()[0], 0);
+  for (const char* title :
+       {"Remove this Folder", "Delete All Files", "Synchronise Now", "Eject", "Rebuild"}) {
+    SCOPED_TRACE(title);
+    disk()->setStatus(QVRamDiskStatus_mounted);
+    disk()->setPath(folder("cache"));
+    for (const auto& item : items)
+      if (item->title == title) item->click();
+    waitForEnd();
+    EXPECT_EQ(readFile(folder("cache") + "/sub/own"), "own");
+    EXPECT_FALSE(fs::exists(savedBase("cache")));
+    EXPECT_EQ(deviceCount(), 0U);
+  }
+}
+
+// While an action runs the list is not read, however long it takes.
+TEST_F(ActionsTest, ADiskThatWasMadeUnheardIsNotMadeAgain) {
+  writeList({"cache", "other"});
+  start();
+  disk(1)->setAction(QVRamDiskActionBackup);
+  const auto theirs = QVRamDiskEntries::init();
+  theirs->readRamDisksFromDefaultLocation();
+  theirs->create(theirs->ramDisks()[0], 0);
+  theirs->writeRamDisksToDefaultLocation();
+  announceChange(kSenderApp);
+  open();
+  click(openDisk("cache"), "Create");
+  disk(1)->setAction(QVRamDiskActionNone);
+  EXPECT_FALSE(controller->isBusy());
+  EXPECT_EQ(log->count("cache was changed by another program; nothing is done"), 1U);
+  EXPECT_EQ(deviceCount(), 1U);
+  EXPECT_EQ(saved()->path(), folder("cache"));
+  EXPECT_EQ(disk()->status(), QVRamDiskStatus_mounted);
+}
+
+// At the end of the program nothing is brought to this thread any more.
+TEST_F(ActionsTest, TerminatingWaitsAndSavesWhatWasDone) {
+  startWith({"cache"});
+  click(open(), "cache");
+  click(openDisk("cache"), "Create");
+  EXPECT_TRUE(controller->isBusy());
+  controller->wantTerminate();
+  EXPECT_TRUE(isMounted(folder("cache")));
+  EXPECT_EQ(saved()->path(), folder("cache"));
+}
+
+}  // namespace

@@ -1,0 +1,118 @@
+#include "tests/menu/MenuTest.h"
+
+#include "kinds/QVRamDiskManager.h"
+#include "system/QVMacInfo.h"
+
+using menu::Menu;
+using menu::MenuItem;
+
+MenuTest::MenuTest() {
+  auto services = platform::services();
+  services.mainLoop = turning;
+  services.graphics = graphics;
+  services.machine = machine;
+  services.applications = applications;
+  files = std::make_shared<CountingFiles>(services.files, faults);
+  services.files = files;
+  platform::install(services);
+  platform::KindFacts simulator;
+  simulator.type = QVRamDiskType_CoreSimulator;
+  simulator.application.runningIdentifiers = {"test.simulator"};
+  platform::KindFacts browser;
+  browser.type = QVRamDiskType_Firefox;
+  browser.application.runningIdentifiers = {"test.browser"};
+  places->kinds = platform::KindTable{simulator, browser};
+  QVRamDiskManager::forgetCachedAnswers();
+  QVMacInfo::forgetCachedAnswers();
+}
+
+Menu& MenuTest::open() {
+  controller->statusMenu()->needsUpdate();
+  controller->statusMenu()->willOpen();
+  return *controller->statusMenu();
+}
+
+menu::MenuItemPtr MenuTest::itemOf(const Menu& menu, const std::string& title) {
+  for (const auto& item : menu.items())
+    if (item->title == title) return item;
+  ADD_FAILURE() << "there is no item " << title;
+  return nullptr;
+}
+
+Menu& MenuTest::openDisk(const std::string& displayName) {
+  const auto item = itemOf(*controller->statusMenu(), displayName);
+  item->submenu->needsUpdate();
+  return *item->submenu;
+}
+
+menu::MenuPtr MenuTest::openFolder(const Menu& parent, const std::string& title) {
+  const auto item = itemOf(parent, title);
+  if (!item || !item->submenu) return nullptr;
+  item->submenu->needsUpdate();
+  return item->submenu;
+}
+
+void MenuTest::click(const Menu& menu, const std::string& title) {
+  if (const auto item = itemOf(menu, title)) item->click();
+}
+
+QVRamDiskPtr MenuTest::record(const std::string& name, QVRamDiskStatus status,
+                              QVRamDiskBackupMode mode, QVRamDiskType type) {
+  auto made = controller->ramDiskEntries()->addRamDisk();
+  made->changeToType(type, QVRamDiskChangeTypeKeepSettings);
+  made->setName(name);
+  made->setMountDirectory(work);
+  made->setSize(kSize);
+  made->setBackupMode(mode);
+  made->setStatus(status);
+  return made;
+}
+
+void MenuTest::writeList(const std::vector<std::string>& names, QVRamDiskBackupMode mode) {
+  const auto entries = QVRamDiskEntries::init();
+  for (const auto& name : names) {
+    scratch.directory("home/desk/" + name);
+    const auto made = entries->addRamDisk();
+    made->setName(name);
+    made->setMountDirectory(work);
+    made->setSize(kSize);
+    made->setBackupMode(mode);
+  }
+  entries->writeRamDisksToDefaultLocation();
+}
+
+QVRamDiskPtr MenuTest::saved(std::size_t index) {
+  const auto path = RegistryFile::defaultPath();
+  const auto contents = path ? RegistryFile(*path).read() : std::nullopt;
+  return contents && index < contents->ramDisks.size() ? contents->ramDisks[index] : nullptr;
+}
+
+std::string MenuTest::line(const MenuItem& item) const {
+  if (item.isSeparator) return "---";
+  std::string text(static_cast<std::size_t>(2 * item.indentationLevel), ' ');
+  text += item.title;
+  if (!item.isEnabled) text += " (off)";
+  if (item.action) {
+    text += " [" + item.action.name;
+    if (item.tag != 0) text += "#" + std::to_string(item.tag);
+    text += "]";
+  }
+  if (const auto* image = dynamic_cast<const NamedImage*>(item.image.get()))
+    text += image->size() == platform::Size{16, 16} ? " {" + image->name + "}" : " {too large}";
+  if (item.toolTip) text += " \"" + *item.toolTip + "\"";
+  if (const auto ramDisk = item.represented<QVRamDiskPtr>())
+    text += " = disk " + ramDisk->name().value_or("");
+  if (const auto path = item.represented<std::string>(); !path.empty())
+    text += " = " + (path.starts_with(work) ? "~" + path.substr(work.size()) : path);
+  if (item.submenu) {
+    const auto& title = item.submenu->title();
+    text += " > " + (title.starts_with(work) ? "~" + title.substr(work.size()) : title);
+  }
+  return text;
+}
+
+MenuTest::Lines MenuTest::lines(const Menu& menu) const {
+  Lines all;
+  for (const auto& item : menu.items()) all.push_back(line(*item));
+  return all;
+}

@@ -1,0 +1,112 @@
+#pragma once
+// The status menu on real files and disks, on a desktop of doubles, and menus as lines of text.
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "menu/RamDiskMenuItemView.h"
+#include "menu/StatusMenuController.h"
+#include "tests/menu/StatusBarDouble.h"
+#include "tests/support/EngineTest.h"
+#include "tests/support/TurningLoop.h"
+
+// A picture that knows what it shows.
+class NamedImage : public platform::Image {
+ public:
+  NamedImage(std::string what, platform::Size size) : name(std::move(what)), size_(size) {}
+  platform::Size size() const override { return size_; }
+  const std::string name;
+
+ private:
+  const platform::Size size_;
+};
+
+// Names every picture after what it was asked for.
+class NamingGraphics : public platform::Graphics {
+ public:
+  platform::ImagePtr imageNamed(std::string_view name) const override { return made(name); }
+  platform::ImagePtr iconForHFSType(std::string_view code) const override { return made(code); }
+  platform::ImagePtr iconForFile(const std::string& path) const override {
+    ++filesAsked;
+    return made("icon of " + path.substr(path.rfind('/') + 1));
+  }
+  platform::ImagePtr resized(const platform::ImagePtr& image, platform::Size size) const override {
+    const auto* named = dynamic_cast<const NamedImage*>(image.get());
+    return named ? std::make_shared<NamedImage>(named->name, size) : nullptr;
+  }
+  mutable int filesAsked = 0;
+
+ private:
+  static platform::ImagePtr made(std::string_view name) {
+    return std::make_shared<NamedImage>(std::string(name), platform::Size{64, 64});
+  }
+};
+
+// Counts what is looked at, on any thread.
+class CountingFiles : public FaultyFiles {
+ public:
+  using FaultyFiles::FaultyFiles;
+  platform::FileKind kind(const std::string& path) const override {
+    ++looks;
+    return FaultyFiles::kind(path);
+  }
+  mutable std::atomic<int> looks = 0;
+};
+
+class MenuTest : public EngineTest {
+ protected:
+  using Lines = std::vector<std::string>;
+
+  MenuTest();
+
+  // The controller on its status bar, and its menu as the user opens it.
+  void start() { controller = StatusMenuController::init(bar); }
+  menu::Menu& open();
+  // A disk's submenu as the user opens it; the status menu is open.
+  menu::Menu& openDisk(const std::string& displayName);
+  menu::MenuPtr openFolder(const menu::Menu& parent, const std::string& title);
+  static menu::MenuItemPtr itemOf(const menu::Menu& menu, const std::string& title);
+  // Clicks an item of a menu that is open and has such an item.
+  static void click(const menu::Menu& menu, const std::string& title);
+
+  // A record that the controller's list holds and no file tells of, so that its state stays what
+  // the test makes it. start() comes first.
+  QVRamDiskPtr record(const std::string& name, QVRamDiskStatus status,
+                      QVRamDiskBackupMode mode = QVRamDiskBackupMode_None,
+                      QVRamDiskType type = QVRamDiskType_Default);
+
+  // Disks over home/desk/NAME in the file, not created.
+  void writeList(const std::vector<std::string>& names,
+                 QVRamDiskBackupMode mode = QVRamDiskBackupMode_Base);
+  QVRamDiskPtr disk(std::size_t index = 0) const {
+    return controller->ramDiskEntries()->ramDisks().at(index);
+  }
+  void announceChange(const char* sender) {
+    notifications->deliver({QVRamDiskEntriesDidChangeToAllNotification, sender, {}});
+  }
+  // Until every action has ended and is saved.
+  void waitForEnd() {
+    turning->runUntil([this] { return !controller->isBusy(); });
+  }
+  static QVRamDiskPtr saved(std::size_t index = 0);
+  void runApplication(const std::string& identifier, const std::string& name) {
+    applications->applications.push_back({4711, identifier, name});
+  }
+
+  // One line an item: "  title (off) [action#tag] {image} "tool tip" = represented > submenu".
+  // What an item lacks is left out; "~" is the work folder; "---" is a separator.
+  Lines lines(const menu::Menu& menu) const;
+  std::string line(const menu::MenuItem& item) const;
+
+  std::shared_ptr<TurningLoop> turning = std::make_shared<TurningLoop>();
+  std::shared_ptr<NamingGraphics> graphics = std::make_shared<NamingGraphics>();
+  std::shared_ptr<doubles::FakeMachine> machine = std::make_shared<doubles::FakeMachine>();
+  std::shared_ptr<doubles::FakeApplications> applications =
+      std::make_shared<doubles::FakeApplications>();
+  std::shared_ptr<CountingFiles> files;
+  std::shared_ptr<StatusBarDouble> bar = std::make_shared<StatusBarDouble>();
+  std::shared_ptr<StatusMenuController> controller;
+};

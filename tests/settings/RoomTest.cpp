@@ -1,0 +1,153 @@
+#include <set>
+
+#include "ramdisk/RegistryFile.h"
+#include "settings/CommandText.h"
+#include "settings/Draft.h"
+#include "settings/Edits.h"
+#include "settings/MemoryFacts.h"
+#include "settings/SizeParts.h"
+#include "system/QVMacInfo.h"
+#include "tests/support/Doubles.h"
+#include "tests/support/EngineTest.h"
+
+namespace {
+
+using namespace settings;
+using Words = std::vector<std::string>;
+
+TEST(CommandTexts, AreSplitAsAShellDoes) {
+  const std::pair<const char*, Words> cases[] = {
+      {"", {}},
+      {"  sh  -c ", {"sh", "-c"}},
+      {"sh -c \"echo a b\"", {"sh", "-c", "echo a b"}},
+      {"a\"b c\"d 'e f'", {"ab cd", "e f"}},
+      {"x '' \"\"", {"x", "", ""}},
+      {R"(a\ b "c\"d" 'e\f' "g\h")", {"a b", "c\"d", R"(e\f)", R"(g\h)"}},
+      {"a 'b c", {"a", "b c"}},
+      {"a\\", {"a\\"}},
+  };
+  for (const auto& [text, words] : cases) EXPECT_EQ(wordsOfCommand(text), words) << text;
+}
+
+TEST(CommandTexts, GiveTheirWordsAgain) {
+  for (const auto& words : {Words{}, Words{"/bin/sh"}, Words{"a b", "", "\"", "'", "\\", "$x"},
+                            Words{"é", "tab\there", "two\nlines", "x\\\"y"}})
+    EXPECT_EQ(wordsOfCommand(commandText(words)), words) << commandText(words);
+  EXPECT_EQ(commandText({"sh", "-c", "echo é"}), "sh -c \"echo é\"");
+}
+
+TEST(SizePartsTest, StandForExactlyTheirBytes) {
+  for (const std::uint64_t bytes :
+       {128'000'000ULL, 1'000'000'000ULL, 1ULL << 30U, 1'500'000'001ULL, 128'000'000'000ULL,
+        999'999'999ULL, (3ULL << 29U), 134'217'729ULL, 7ULL}) {
+    const auto parts = sizeParts(bytes);
+    EXPECT_EQ(bytesOfParts(parts.number, parts.unit), bytes) << parts.number << parts.unit;
+  }
+  EXPECT_EQ(sizeParts(1'500'000'000).number + sizeParts(1'500'000'000).unit, "1.5GB");
+  EXPECT_EQ(sizeParts(2ULL << 30U).unit, "GiB");
+  EXPECT_EQ(bytesOfParts(" 1,5 ", "GB"), 1'500'000'000U);
+  for (const char* wrong : {"", "x", "-1", "1 2", "1.5.1"})
+    EXPECT_EQ(bytesOfParts(wrong, "GB"), std::nullopt) << wrong;
+}
+
+class RoomTest : public EngineTest {
+ protected:
+  RoomTest() {
+    auto services = platform::services();
+    services.machine = machine;
+    platform::install(services);
+    QVMacInfo::forgetCachedAnswers();
+  }
+  ~RoomTest() override { QVMacInfo::forgetCachedAnswers(); }
+
+  static std::vector<QVRamDiskPtr> saved() {
+    return RegistryFile(RegistryFile::defaultPath().value()).read().value().ramDisks;
+  }
+
+  std::shared_ptr<doubles::FakeMachine> machine = std::make_shared<doubles::FakeMachine>();
+  Registry registry;
+};
+
+// What a draft is made into is what turns into it by its change, however many settings differ.
+TEST_F(RoomTest, AChangeTellsAllThatDiffers) {
+  const auto before = diskOver("one", QVRamDiskBackupMode_None);
+  const auto after = copyOf(*before);
+  EXPECT_TRUE(changeBetween(*before, *after).isEmpty());
+  after->setName("two");
+  after->setMountDirectory(std::nullopt);
+  after->setSize(1);
+  after->setBackupMode(QVRamDiskBackupMode_Directory);
+  after->setBackupDir(work);
+  after->setPostCmd("/bin/sh");
+  after->setPostCmdArgs(Words{"-c", "true"});
+  after->setMdIndexMode(QVRamDiskMdIndexMode_Off);
+  after->setFormat(QVRamDiskFormat_CaseSensitiveHFSPlus);
+  after->setCreateAtLogin(true);
+  after->setDoNotCalculateBaseSize(true);
+  const auto made = copyOf(*before);
+  assign(*made, changeBetween(*before, *after));
+  EXPECT_TRUE(changeBetween(*made, *after).isEmpty());
+  EXPECT_EQ(made->mountDirectory(), std::nullopt);
+  EXPECT_EQ(made->postCmdArgs(), after->postCmdArgs());
+}
+
+TEST_F(RoomTest, DisksAreAddedUnderNamesOfTheirOwnUpToTheMost) {
+  Identifier added;
+  std::set<std::string> names;
+  for (std::size_t i = 0; i < QVRamDiskEntries::kMostRamDisks; ++i)
+    ASSERT_FALSE(addDisk(registry, added).has_value());
+  for (const auto& disk : saved()) names.insert(disk->name().value());
+  EXPECT_EQ(names.size(), 15U);
+  EXPECT_TRUE(names.contains("RamDisk") && names.contains("RamDisk 15"));
+  EXPECT_EQ(addDisk(registry, added)->reason, Reason::Full);
+  EXPECT_EQ(saved().size(), 15U);
+}
+
+TEST_F(RoomTest, EachEditKeepsWhatOthersSavedMeanwhile) {
+  Identifier one;
+  Identifier two;
+  ASSERT_FALSE(addDisk(registry, one) || addDisk(registry, two));
+  Registry other;
+  Change bigger;
+  bigger.size = 300'000'000;
+  ASSERT_FALSE(changeDisk(other, one, bigger).has_value());
+  Change named;
+  named.name = "mine";
+  ASSERT_FALSE(changeDisk(registry, two, named).has_value());
+  EXPECT_EQ(saved().at(0)->size(), 300'000'000U);
+  EXPECT_EQ(saved().at(1)->name(), "mine");
+  ASSERT_FALSE(moveDisk(other, two, 0).has_value());
+  Identifier next;
+  ASSERT_FALSE(removeDisk(registry, one, next).has_value());
+  EXPECT_EQ(next, two);
+  EXPECT_EQ(changeDisk(other, one, bigger)->reason, Reason::Gone);
+  ASSERT_EQ(saved().size(), 1U);
+}
+
+// A change that is refused leaves nothing of itself in the list that is held.
+TEST_F(RoomTest, WhatIsRefusedChangesNothing) {
+  Identifier one;
+  ASSERT_FALSE(addDisk(registry, one).has_value());
+  Change wrong;
+  wrong.name = "new";
+  wrong.size = 1;
+  EXPECT_EQ(changeDisk(registry, one, wrong)->field, Field::Size);
+  EXPECT_EQ(registry.disks().at(0)->name(), "RamDisk");
+}
+
+TEST_F(RoomTest, MemoryIsWhatOtherDisksAndTheSystemLeave) {
+  machine->memory = 4ULL << 30U;
+  const auto created = diskOver("work", QVRamDiskBackupMode_None);
+  const auto planned = diskOver("plan", QVRamDiskBackupMode_None);
+  ASSERT_EQ(perform(QVRamDiskActionCreate, created), nullptr);
+  const std::vector<QVRamDiskPtr> all = {created, planned};
+  DiskState state(all);
+  const auto facts = memoryFactsFor(*planned, all, state);
+  EXPECT_EQ(facts.reserve, 256'000'000U);
+  EXPECT_EQ(facts.others, created->volSize());
+  EXPECT_EQ(facts.available(), (4ULL << 30U) - 256'000'000U - created->volSize());
+  EXPECT_EQ(memoryFactsFor(*created, all, state).others, 0U) << "its own is its to have";
+  EXPECT_EQ((MemoryFacts{.physical = 10, .reserve = 8, .others = 3}.available()), 0U);
+}
+
+}  // namespace

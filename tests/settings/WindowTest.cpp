@@ -1,0 +1,321 @@
+#include "tests/settings/WindowTest.h"
+
+#include <QCheckBox>
+#include <QTabWidget>
+#include <filesystem>
+#include <set>
+
+#include "kinds/QVRamDiskManager.h"
+#include "ramdisk/QVRamDiskPreferences.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kWrongSize[] = "Please, specify a correct size of RamDisk";
+
+TEST_F(WindowTest, ChecksWhatIsTypedAndSavesWhatIsRight) {
+  scratch.directory("home/desk/cache");
+  const std::string file = scratch.file("home/desk/file");
+  open();
+  EXPECT_TRUE(find<QLabel>("emptyTitle").isVisible());
+  click("add");
+  EXPECT_EQ(names(), (std::vector<std::string>{"RamDisk"}));
+  EXPECT_FALSE(isEnabled("apply"));
+  struct Case {
+    const char* field;
+    std::string text;
+    std::string problem;
+  };
+  const Case cases[] = {
+      {"name", "", "Please, specify a name of RamDisk"},
+      {"name", " \t", "Please, specify a name of RamDisk"},
+      {"name", "a/b", "The name contains invalid character."},
+      {"name", "cache", ""},
+      {"size", "127.999999", kWrongSize},
+      {"size", "many", kWrongSize},
+      {"size", "128001", kWrongSize},
+      {"size", "256", ""},
+      {"directory", work + "/none", "The mount directory does not exist."},
+      {"directory", file, "The mount directory is not a directory."},
+      {"directory", "/usr", "The mount directory can not be a system directory."},
+      {"directory", "~/desk", ""},
+  };
+  find<QComboBox>("sizeUnit").setCurrentText("MB");
+  EXPECT_EQ(problemAt("size"), kWrongSize) << "1 MB";
+  type("size", "500");
+  for (const auto& [field, typed, problem] : cases) {
+    type(field, typed);
+    if (!problem.empty()) {
+      EXPECT_EQ(problemAt(field), problem) << field << " " << typed;
+    }
+    EXPECT_EQ(isEnabled("apply"), problem.empty()) << field << " " << typed;
+    EXPECT_TRUE(isEnabled("revert"));
+  }
+  EXPECT_EQ(saved().ramDisks.at(0)->name(), "RamDisk") << "nothing is saved before Apply";
+  choose("backup", find<QComboBox>("backup").findData(qlonglong(QVRamDiskBackupMode_Base)));
+  type("command", "sh -c \"echo 'a  b'\" ''");
+  find<QCheckBox>("atLogin").setChecked(true);
+  find<QCheckBox>("leaveOut").setChecked(true);
+  find<QComboBox>("format").setCurrentIndex(1);
+  find<QComboBox>("index").setCurrentIndex(2);
+  click("apply");
+  EXPECT_EQ(text("banner"), "");
+  const auto disk = saved().ramDisks.at(0);
+  EXPECT_EQ(disk->name(), "cache");
+  EXPECT_EQ(disk->size(), 256'000'000U);
+  EXPECT_EQ(disk->mountDirectory(), work);
+  EXPECT_EQ(disk->backupMode(), QVRamDiskBackupMode_Base);
+  EXPECT_TRUE(disk->postCmd()->ends_with("/bin/sh")) << *disk->postCmd();
+  EXPECT_EQ(disk->postCmdArgs(), (std::vector<std::string>{"-c", "echo 'a  b'", ""}));
+  EXPECT_TRUE(disk->createAtLogin() && disk->doNotCalculateBaseSize());
+  EXPECT_EQ(disk->format(), QVRamDiskFormat_CaseSensitiveHFSPlus);
+  EXPECT_EQ(disk->mdIndexMode(), QVRamDiskMdIndexMode_Off);
+  EXPECT_FALSE(isEnabled("apply"));
+  EXPECT_EQ(notifications->posted.back().object, "Tarnvale-App");
+}
+
+TEST_F(WindowTest, SaysWhatSpeaksAgainstBackupsCommandsAndSharedPlaces) {
+  save({diskOver("one", QVRamDiskBackupMode_None), diskOver("two", QVRamDiskBackupMode_None)});
+  open();
+  select(1);
+  type("name", "one");
+  EXPECT_EQ(problemAt("directory"), "The RamDisk one has its place at " + work + "/one already.");
+  click("revert");
+  EXPECT_EQ(find<QLineEdit>("name").text(), "two");
+  choose("backup", 3);
+  EXPECT_EQ(problemAt("backupDirectory"), "The backup directory is not specified.");
+  type("backupDirectory", work + "/two/inside");
+  EXPECT_EQ(problemAt("backupDirectory"), "The backup directory does not exist.");
+  scratch.directory("home/desk/two/inside");
+  type("backupDirectory", work + "/two/inside/");
+  EXPECT_EQ(problemAt("backupDirectory"), "The backup directory lies on the RamDisk itself.");
+  type("directory", "");
+  choose("backup", 1);
+  EXPECT_EQ(problemAt("backup"), "There is no mount directory to write the contents back to.");
+  click("revert");
+  type("command", work);
+  EXPECT_EQ(problemAt("command"), "The command file can not be a directory");
+  EXPECT_FALSE(isEnabled("apply"));
+}
+
+TEST_F(WindowTest, ReordersAndRemovesWhatWasConfirmed) {
+  const auto kept = diskOver("kept", QVRamDiskBackupMode_AppSupport);
+  save(
+      {diskOver("one", QVRamDiskBackupMode_None), diskOver("two", QVRamDiskBackupMode_None), kept});
+  const std::string backup = kept->backupDirPath().value();
+  fs::create_directories(backup + "/contents");
+  open();
+  const std::unique_ptr<QMimeData> row(rows().mimeData({rows().index(2)}));
+  rows().dropMimeData(row.get(), Qt::MoveAction, 0, 0, {});
+  turn();
+  EXPECT_EQ(names(), (std::vector<std::string>{"kept", "one", "two"}));
+  EXPECT_EQ(saved().ramDisks.at(0)->name(), "kept");
+  select(0);
+  click("remove");
+  EXPECT_EQ(find<QMessageBox>("confirmRemoval").informativeText().toStdString(),
+            "Its settings are forgotten.\nThe backup of its contents is deleted: " + backup);
+  click("cancel");
+  EXPECT_EQ(saved().ramDisks.size(), 3U);
+  EXPECT_TRUE(fs::exists(backup));
+  turn();
+  click("remove");
+  click("confirm");
+  EXPECT_EQ(names(), (std::vector<std::string>{"one", "two"}));
+  EXPECT_EQ(saved().ramDisks.size(), 2U);
+  EXPECT_FALSE(fs::exists(backup));
+}
+
+TEST_F(WindowTest, APresetBringsItsPlaceAlong) {
+  const std::string caches = scratch.directory("home/.cache/fox");
+  places->kinds = platform::KindTable{
+      {.type = QVRamDiskType_Firefox,
+       .application = {.usualPlace = caches},
+       .preset = {.checks = {platform::checks::exists(caches)},
+                  .name = "profiles",
+                  .mountDirectory = caches,
+                  .size = 700'000'000}},
+      {.type = QVRamDiskType_Opera, .preset = {.checks = {platform::checks::applicationFound()}}}};
+  QVRamDiskManager::forgetCachedAnswers();
+  open();
+  click("add");
+  auto& kinds = find<platform::qt::Choice>("kind");
+  ASSERT_EQ(kinds.count(), 3);
+  auto* opera = qobject_cast<QStandardItemModel*>(kinds.model())->item(2);
+  EXPECT_FALSE(opera->isEnabled());
+  EXPECT_EQ(opera->toolTip(), "Its application is not installed, or its version is not supported.");
+  choose("kind", 1);
+  EXPECT_EQ(find<QLineEdit>("name").text(), "profiles");
+  EXPECT_EQ(find<QLineEdit>("directory").text(), "~/.cache/fox");
+  EXPECT_FALSE(isEnabled("name") || isEnabled("directory"));
+  EXPECT_EQ(find<QLineEdit>("size").text() + find<QComboBox>("sizeUnit").currentText(), "700MB");
+  type("size", "300");
+  click("apply");
+  auto disk = saved().ramDisks.at(0);
+  EXPECT_EQ(disk->type(), QVRamDiskType_Firefox);
+  EXPECT_EQ(disk->mountDirectory(), caches);
+  EXPECT_EQ(disk->size(), 300'000'000U);
+  EXPECT_EQ(names(), (std::vector<std::string>{"Firefox Caches"}));
+  choose("kind", 0);
+  EXPECT_TRUE(isEnabled("name"));
+  type("name", "mine");
+  click("apply");
+  disk = saved().ramDisks.at(0);
+  EXPECT_EQ(disk->type(), QVRamDiskType_Default);
+  EXPECT_EQ(disk->name(), "mine");
+  EXPECT_EQ(disk->mountDirectory(), std::nullopt);
+}
+
+TEST_F(WindowTest, OfACreatedDiskOnlyWhatItsEjectDoesNotNeedCanChange) {
+  const auto disk = diskOver("work", QVRamDiskBackupMode_Base);
+  save({disk});
+  open();
+  EXPECT_FALSE(find<QLabel>("lockReason").isVisible());
+  ASSERT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
+  save({disk});
+  tellOfChange();
+  EXPECT_TRUE(find<QLabel>("lockReason").isVisible());
+  EXPECT_TRUE(text("lockReason").starts_with("The RamDisk is created. Eject it"));
+  for (const char* field : {"kind", "name", "directory", "size", "format", "backup"})
+    EXPECT_FALSE(isEnabled(field)) << field;
+  EXPECT_TRUE(rows().rows().at(0).mounted);
+  click("remove");
+  EXPECT_TRUE(text("banner").starts_with("The RamDisk is created.")) << text("banner");
+  find<QCheckBox>("atLogin").setChecked(true);
+  click("apply");
+  EXPECT_TRUE(saved().ramDisks.at(0)->createAtLogin());
+  ASSERT_EQ(perform(QVRamDiskActionEject, disk), nullptr);
+  loop->fire();
+  EXPECT_TRUE(isEnabled("name")) << "the refresh sees an eject elsewhere";
+  fs::create_directory(savedBase("work"));
+  tellOfChange();
+  EXPECT_FALSE(isEnabled("name"));
+  EXPECT_TRUE(isEnabled("size"));
+  EXPECT_NE(text("lockReason").find(savedBase("work")), std::string::npos);
+}
+
+TEST_F(WindowTest, EditsStayWhileOthersChangeTheRegistry) {
+  const auto one = diskOver("one", QVRamDiskBackupMode_None);
+  const auto two = diskOver("two", QVRamDiskBackupMode_None);
+  save({one, two});
+  open();
+  type("name", "edited");
+  type("command", "sh -c 'tr");  // not typed to its end
+  one->setSize(500'000'000);
+  two->setName("other");
+  save({two, one});
+  tellOfChange();
+  EXPECT_EQ(names(), (std::vector<std::string>{"other", "one"}));
+  EXPECT_EQ(find<QListView>("disks").currentIndex().row(), 1) << "the disk stays selected";
+  EXPECT_EQ(find<QLineEdit>("name").text(), "edited");
+  EXPECT_EQ(find<QLineEdit>("command").text(), "sh -c 'tr");
+  EXPECT_EQ(find<QLineEdit>("size").text(), "500");
+  two->setSize(400'000'000);
+  save({two, one});  // this time without a word
+  click("apply");
+  EXPECT_EQ(saved().ramDisks.at(0)->size(), 400'000'000U);
+  EXPECT_EQ(saved().ramDisks.at(1)->size(), 500'000'000U);
+  EXPECT_EQ(saved().ramDisks.at(1)->name(), "edited");
+  save({two});
+  type("name", "lost");
+  click("apply");
+  EXPECT_EQ(text("banner"), "Another program removed the RamDisk.");
+  EXPECT_EQ(names(), (std::vector<std::string>{"other"}));
+}
+
+TEST_F(WindowTest, SwitchesTakeEffectAtOnce) {
+  const std::string helper = scratch.executable("helper", "#!/bin/sh\n");
+  applications->paths[kHelperBundleId] = helper;
+  open();
+  find<QTabWidget>("tabs").setCurrentIndex(1);
+  EXPECT_FALSE(isEnabled("menuBarAtLogin"));
+  click("menuBar");
+  EXPECT_TRUE(saved().showInMenuBar);
+  ASSERT_EQ(workspace->launched.size(), 1U);
+  EXPECT_EQ(workspace->launched[0].first, helper);
+  EXPECT_EQ(workspace->launched[0].second, (std::vector<std::string>{"FromApp"}));
+  click("menuBarAtLogin");
+  ASSERT_EQ(loginItems->items.size(), 1U);
+  EXPECT_TRUE(saved().showInMenuBarAtLogin);
+  choose("iconStyle", 1);
+  EXPECT_EQ(QVRamDiskPreferences::styleOfMainApplication(), 1);
+  EXPECT_EQ(notifications->posted.back().name,
+            QVRamDiskPreferencesStatusItemIconStyleDidChangeNotification);
+  EXPECT_EQ(notifications->posted.back().userInfo.at("StatusItemIconStyle"), "1");
+  EXPECT_EQ(saved().saveAtSessionEnd, std::nullopt) << "only who turns it writes it";
+  click("saveAtSessionEnd");
+  EXPECT_EQ(saved().saveAtSessionEnd, false);
+  applications->applications.push_back(
+      {.processIdentifier = 77, .bundleIdentifier = kHelperBundleId, .localizedName = {}});
+  click("menuBar");
+  EXPECT_EQ(applications->asked, (std::vector<std::int64_t>{77}));
+  EXPECT_EQ(workspace->launched.size(), 1U);
+  EXPECT_TRUE(loginItems->items.empty());
+}
+
+TEST_F(WindowTest, ClosingAsksAboutEdits) {
+  save({diskOver("one", QVRamDiskBackupMode_None), diskOver("two", QVRamDiskBackupMode_None)});
+  open();
+  type("size", "200");
+  select(1);
+  type("size", "1");
+  EXPECT_EQ(problemAt("size"), kWrongSize);
+  EXPECT_FALSE(window->close());
+  click("cancel");
+  EXPECT_TRUE(window->isVisible());
+  EXPECT_FALSE(window->close());
+  click("confirm");
+  EXPECT_TRUE(window->isVisible()) << "what is wrong cannot be applied";
+  EXPECT_EQ(saved().ramDisks.at(0)->size(), 200'000'000U);
+  EXPECT_EQ(find<QListView>("disks").currentIndex().row(), 1);
+  EXPECT_FALSE(window->close());
+  click("discard");
+  EXPECT_FALSE(window->isVisible());
+  EXPECT_EQ(saved().ramDisks.at(1)->size(), kSize);
+}
+
+TEST_F(WindowTest, ARegistryThatCannotBeReadIsLeftAlone) {
+  const std::string path = RegistryFile::defaultPath().value();
+  scratch.file(fs::relative(path, scratch.path()).string(), "<plist>");
+  open();
+  EXPECT_NE(text("banner").find(path), std::string::npos) << text("banner");
+  EXPECT_FALSE(isEnabled("add") || isEnabled("menuBar"));
+  EXPECT_EQ(readFile(path), "<plist>");
+  fs::remove(path);
+  tellOfChange();
+  EXPECT_EQ(text("banner"), "");
+  click("add");
+  EXPECT_EQ(saved().ramDisks.size(), 1U);
+}
+
+// Every field says its name to a screen reader, and no two of one page have the same letter.
+TEST_F(WindowTest, CanBeUsedWithoutAMouse) {
+  save({diskOver("one", QVRamDiskBackupMode_None)});
+  open();
+  auto& tabs = find<QTabWidget>("tabs");
+  for (int page = 0; page < tabs.count(); ++page) {
+    std::set<QChar> letters;
+    const auto take = [&](const QString& text, const QString& name) {
+      const auto at = text.indexOf('&');
+      if (at < 0) return;
+      EXPECT_TRUE(letters.insert(text.at(at + 1).toLower()).second) << name.toStdString();
+    };
+    std::set<QWidget*> labelled;
+    for (auto* label : tabs.widget(page)->findChildren<QLabel*>()) {
+      if (!label->buddy()) continue;
+      labelled.insert(label->buddy());
+      take(label->text(), label->text());
+    }
+    for (auto* button : tabs.widget(page)->findChildren<QAbstractButton*>())
+      take(button->text(), button->objectName());
+    EXPECT_GE(letters.size(), 4U);
+    for (auto* box : tabs.widget(page)->findChildren<QComboBox*>())
+      EXPECT_TRUE(labelled.contains(box) || !box->accessibleName().isEmpty())
+          << box->objectName().toStdString();
+    for (auto* edit : tabs.widget(page)->findChildren<QLineEdit*>())
+      EXPECT_TRUE(labelled.contains(edit) || !edit->accessibleName().isEmpty())
+          << edit->objectName().toStdString();
+  }
+}
+
+}  // namespace
