@@ -48,7 +48,7 @@ bool MenuRow::advance() {
 void MenuRow::paintEvent(QPaintEvent* /*event*/) {
   item_->isHighlighted = isHighlighted_();
   QPainter painter(this);
-  paintView(painter, *view_, devicePixelRatioF());
+  paintView(painter, *view_);
 }
 
 void MenuRow::resizeEvent(QResizeEvent* /*event*/) {

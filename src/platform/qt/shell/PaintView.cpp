@@ -4,7 +4,7 @@
 
 namespace platform::qt {
 
-void paintView(QPainter& painter, menu::View& view, double /*scale*/) {
+void paintView(QPainter& painter, menu::View& view) {
   painter.setRenderHint(QPainter::Antialiasing);
   QtCanvas canvas(painter, view.frame().size());
   view.display(canvas);

@@ -6,7 +6,7 @@
 
 namespace platform::qt {
 
-// Draws the view with its top left corner at the painter's origin. Scale: pixels for a point.
-void paintView(QPainter& painter, menu::View& view, double scale);
+// Draws the view with its top left corner at the painter's origin.
+void paintView(QPainter& painter, menu::View& view);
 
 }  // namespace platform::qt

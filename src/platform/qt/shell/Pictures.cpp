@@ -38,7 +38,7 @@ QPixmap pictureOf(menu::View& view, double scale) {
   picture.setDevicePixelRatio(scale);
   picture.fill(Qt::transparent);
   QPainter painter(&picture);
-  paintView(painter, view, scale);
+  paintView(painter, view);
   return picture;
 }
 
