@@ -48,6 +48,11 @@ void close(xcb_connection_t* screen, xcb_window_t window) {
   xcb_send_event(screen, 0, window, 0, reinterpret_cast<const char*>(&message));
 }
 
+// A server with much to do drops what it has not read when its client leaves.
+void waitUntilDone(xcb_connection_t* screen) {
+  owned(xcb_get_input_focus_reply(screen, xcb_get_input_focus(screen), nullptr));
+}
+
 }  // namespace
 
 int closeWindows(const std::string& title) {
@@ -63,6 +68,6 @@ int closeWindows(const std::string& title) {
     close(screen.get(), window);
     ++closed;
   }
-  xcb_flush(screen.get());
+  waitUntilDone(screen.get());
   return closed;
 }
