@@ -124,6 +124,13 @@ class Menu : public std::enable_shared_from_this<Menu> {
   void willOpen();
   void didClose();
 
+  // What the menu would show is another than when it was filled last. A shell that shows it, or has
+  // handed it on, while it is not open fills it anew.
+  void setNeedsUpdate() const {
+    if (becameOutdated) becameOutdated();
+  }
+  std::function<void()> becameOutdated;  // the shell's to set
+
   bool autoenablesItems = true;
   platform::Font font{};
 

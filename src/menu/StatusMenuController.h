@@ -83,6 +83,7 @@ class StatusMenuController : public menu::MenuDelegate,
   void observeNotifications();
   void saveStateOf(const QVRamDiskPtr& ramDisk);
   void tellFailure(const QVRamDisk& ramDisk, const QVErrorPtr& error);
+  void noticeOtherRows();
   void activate() const;
   void updateRowsForDisplay(bool shown) const;
 
@@ -122,6 +123,7 @@ class StatusMenuController : public menu::MenuDelegate,
   std::map<QVRamDiskPtr, ActionLock> acting_;  // started here, and their end not dealt with yet
   std::shared_ptr<menu::FailureAlerts> failures_ = std::make_shared<menu::FailureAlerts>();
   menu::FileIcons fileIcons_;
+  std::string rows_;  // what the menu was last known to show of the disks
   std::optional<platform::Notifications::ObserverId> entriesObserver_;
   std::optional<platform::Notifications::ObserverId> styleObserver_;
 };

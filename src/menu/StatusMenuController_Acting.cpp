@@ -131,4 +131,5 @@ bool StatusMenuController::noteActing(QVRamDiskAction action, const QVRamDiskPtr
 
 void StatusMenuController::start(QVRamDiskAction action, const QVRamDiskPtr& ramDisk) {
   if (noteActing(action, ramDisk)) ramDiskEntries_->startAction(action, ramDisk, 1);
+  noticeOtherRows();
 }

@@ -43,6 +43,17 @@ void StatusMenuController::updateDiskWarning() {
   if (!statusItemView_) return;
   const auto& ramDisks = ramDiskEntries_->ramDisks();
   statusItemView_->setIsWarn(std::any_of(ramDisks.begin(), ramDisks.end(), isNearlyFull));
+  noticeOtherRows();
+}
+
+// How full the disks are changes all the time, and is told when the menu opens.
+void StatusMenuController::noticeOtherRows() {
+  std::string rows;
+  for (const auto& ramDisk : ramDiskEntries_->ramDisks())
+    rows += fmt::format("{} {} {} {}\n", ramDisk->identifier().value_or(""),
+                        ramDisk->displayName().value_or(""), std::int64_t{ramDisk->status()},
+                        std::int64_t{ramDisk->action()});
+  if (std::exchange(rows_, rows) != rows) statusMenu_->setNeedsUpdate();
 }
 
 bool StatusMenuController::isBusy() const {

@@ -94,6 +94,35 @@ TEST_F(ExportedMenuTest, TheItemAndItsMenu) {
   EXPECT_NE(later.find("my__build").text("label").find("Mounted"), std::string::npos);
 }
 
+// Some desktops do not make an open menu larger.
+TEST_F(ExportedMenuTest, IsUpToDateBeforeItIsOpened) {
+  addBuild();
+  tray.come();
+  Helper helper({"FromApp"});
+  registers();
+  const auto says = [&](const std::string& state) {
+    return tray.layout(0, 1).find("my__build").text("label").find(state) != std::string::npos;
+  };
+  EXPECT_TRUE(says("Not created"));
+  ASSERT_EQ(run("create my_build"), 0);
+  EXPECT_TRUE(comesTrue([&] { return says("Mounted"); }));
+  EXPECT_TRUE(comesTrue([&] { return tray.revision() == tray.announcedRevision(); }));
+}
+
+TEST_F(ExportedMenuTest, LongFoldersKeepThePicturesOfWhatIsSeenFirst) {
+  const std::string folder = addBuild();
+  for (int i = 0; i < 600; ++i) scratch.file("home/desk/my_build/" + std::to_string(i));
+  tray.come();
+  Helper helper({"FromApp"});
+  registers();
+  ASSERT_EQ(run("create my_build"), 0);
+  ASSERT_TRUE(comesTrue([&] { return disk().text("label").find("Mounted") != std::string::npos; }));
+  const MenuLine inside = inDisk();
+  ASSERT_GT(inside.children.size(), 600U);
+  EXPECT_EQ(inside.find("Eject").text("icon-data").substr(0, 4), kPngStart);
+  EXPECT_EQ(inside.children.back().text("icon-data"), "");
+}
+
 TEST_F(ExportedMenuTest, ADayWithADisk) {
   const std::string folder = addBuild();
   tray.come();

@@ -18,14 +18,15 @@ class TrayChangesTest : public NotifierTest {
  protected:
   // It is told to a screen reader when the user comes to it.
   bool windowShows() {
-    int moves = 0;
     return comesTrue(
         [&] {
-          desktop.moveTo(60 + ++moves % 9, 180);
+          desktop.moveTo(60 + ++moves_ % 9, 180);
           return reader->find("my_build").has_value();
         },
         kUntilWindow);
   }
+
+  int moves_ = 0;
 };
 
 TEST_F(TrayChangesTest, TraysThatComeAndGo) {
@@ -90,6 +91,11 @@ TEST_F(TrayChangesTest, WithoutATrayTheMenuIsAWindow) {
   EXPECT_TRUE(windowShows()) << all();
   desktop.keepPicture("window");
   EXPECT_EQ(countOf("This desktop has no tray", readFile(log)), 1U) << readFile(log);
+  ASSERT_EQ(run("create my_build"), 0);
+  EXPECT_TRUE(comesTrue([&] {  // a pointer that stays in it, and on no disk
+    desktop.moveTo(60 + ++moves_ % 9, 12);
+    return reader->find("my_build, Mounted").has_value();
+  })) << all();
   tray.setHost(true);
   EXPECT_TRUE(isGone("my_build")) << "a tray came";
   EXPECT_NE(disk().id, 0);

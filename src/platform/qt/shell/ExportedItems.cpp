@@ -55,21 +55,43 @@ bool ExportedItems::show(int id) {
   return true;
 }
 
+void ExportedItems::opened(int id) {
+  if (!nodes_.at(id).isOpen) show(id);
+  isSaidOpen_ = isSaidOpen_ || id == kRoot;
+}
+
 void ExportedItems::hide(int id) {
   Node& node = nodes_.at(id);
   for (const int child : node.children) hide(child);
   if (std::exchange(node.isOpen, false)) node.menu->didClose();
+  if (id != kRoot) return;
+  isSaidOpen_ = false;
+  if (isOutdated_) fill(kRoot);
+}
+
+void ExportedItems::outdated() {
+  const Node& root = nodes_.at(kRoot);
+  if (!root.isFilled) return;
+  if (isSaidOpen_)
+    isOutdated_ = true;
+  else if (root.isOpen)
+    show(kRoot);
+  else
+    fill(kRoot);
 }
 
 void ExportedItems::fill(int id) {
   Node& node = nodes_.at(id);
-  if (id == kRoot) pictures_.clear();
+  if (id == kRoot) {
+    pictures_.clear();
+    isOutdated_ = false;
+  }
   node.menu->needsUpdate();
   forget(std::exchange(node.children, {}));
   const auto& items = node.menu->items();
   for (const auto& item : items) {
     nodes_[++lastId_] = {item, item->submenu};
-    nodes_[lastId_].hasPicture = items.size() <= kMostPictures;
+    nodes_[lastId_].hasPicture = node.children.size() < kMostPictures;
     node.children.push_back(lastId_);
   }
   node.isFilled = true;

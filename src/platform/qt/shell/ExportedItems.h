@@ -15,7 +15,7 @@ namespace platform::qt {
 class ExportedItems {
  public:
   static constexpr int kRoot = 0;
-  // Longer menus go out without pictures, which a desktop would choke on.
+  // Of a menu; what comes after goes out without, which would be more than a desktop takes.
   static constexpr std::size_t kMostPictures = 500;
 
   // `filled` hears the number of each item below which all was replaced.
@@ -28,9 +28,13 @@ class ExportedItems {
 
   // Fills what opens there and says that it is shown. false where nothing opens.
   bool show(int id);
-  bool isShown(int id) const { return nodes_.at(id).isOpen; }
+  // The desktop says that it is shown. Not every one says so, or when it is gone.
+  void opened(int id);
   // It and all below are shown no longer.
   void hide(int id);
+  // The menu would show other things now. It is filled anew, once it is not said to be shown: a
+  // desktop that has it before opens it in its new size.
+  void outdated();
 
   // With `names`, those properties only.
   QVariantMap properties(int id, const QStringList& names);
@@ -56,6 +60,8 @@ class ExportedItems {
   std::map<int, Node> nodes_;
   std::map<ImagePtr, QByteArray> pictures_;  // of the images of the menus that are filled
   int lastId_ = kRoot;
+  bool isSaidOpen_ = false;  // the root
+  bool isOutdated_ = false;
 };
 
 }  // namespace platform::qt

@@ -141,10 +141,16 @@ ExportedMenu::Answer ExportedMenu::eventGroup(const Arguments& asked) {
 
 bool ExportedMenu::happened(int id, const QString& name) {
   if (!items_.has(id)) return false;
-  if (name == QLatin1String("clicked") && items_.item(id)) clickLater(items_.item(id));
-  if (name == QLatin1String("opened") && !items_.isShown(id)) items_.show(id);
+  if (name == QLatin1String("clicked")) clicked(id);
+  if (name == QLatin1String("opened")) items_.opened(id);
   if (name == QLatin1String("closed")) items_.hide(id);
   return true;
+}
+
+// A click ends the whole menu, also where the desktop does not say so.
+void ExportedMenu::clicked(int id) {
+  if (const auto item = items_.item(id)) clickLater(item);
+  items_.hide(ExportedItems::kRoot);
 }
 
 void ExportedMenu::tellFilled(int id) {

@@ -23,6 +23,8 @@ class ExportedMenu : public QDBusVirtualObject {
   bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override;
   QString introspect(const QString& path) const override;
 
+  void outdated() { items_.outdated(); }
+
  private:
   using Arguments = QVariantList;
   using Answer = std::optional<Arguments>;  // none when it is about items that are not there
@@ -41,6 +43,7 @@ class ExportedMenu : public QDBusVirtualObject {
   Answer event(const Arguments& asked);
   Answer eventGroup(const Arguments& asked);
   bool happened(int id, const QString& name);
+  void clicked(int id);
   void tellFilled(int id);
 
   QDBusConnection bus_;

@@ -27,7 +27,6 @@ bool MenuWindow::event(QEvent* event) {
   return QWidget::event(event);
 }
 
-// Not under an open submenu.
 void MenuWindow::refresh() {
   if (!isVisible() || QApplication::activePopupWidget() != nullptr) return;
   menu_->refresh();

@@ -29,10 +29,12 @@ QtStatusItem::QtStatusItem(TrayOptions options)
 
 QtStatusItem::~QtStatusItem() {
   if (view_) view_->needsDisplay = nullptr;
+  if (menu_) menu_->becameOutdated = nullptr;
 }
 
 void QtStatusItem::setMenu(menu::MenuPtr menu) {
   menu_ = std::move(menu);
+  menu_->becameOutdated = [this] { menuOutdated(); };
   popup_ = std::make_unique<PopupMenu>(menu_);
   startWhenComplete();
 }
@@ -130,6 +132,16 @@ void QtStatusItem::viewChanged() {
   notifier_.viewChanged();
   if (way_ == TrayWay::XEmbed) trayIcon_->setIcon(icon());
   if (window_) window_->showIcon(icon());
+}
+
+// Not from within what made it so, which may be the menu's own item.
+void QtStatusItem::menuOutdated() {
+  if (std::exchange(isOutdated_, true)) return;
+  QTimer::singleShot(0, this, [this] {
+    isOutdated_ = false;
+    notifier_.menuOutdated();
+    if (window_) window_->refresh();
+  });
 }
 
 // The desktop may have become dark or light.

@@ -55,6 +55,7 @@ class QtStatusItem : public menu::StatusItem, private QObject {
   void press(bool withLeft, QPoint at);
   QPoint placeAtXTray() const;
   void viewChanged();
+  void menuOutdated();
   QIcon icon() const;
   void timerEvent(QTimerEvent* event) override;
   bool eventFilter(QObject* watched, QEvent* event) override;
@@ -72,6 +73,7 @@ class QtStatusItem : public menu::StatusItem, private QObject {
   QBasicTimer patience_;
   bool isLooking_ = false;
   bool hasSaidSo_ = false;
+  bool isOutdated_ = false;
 };
 
 }  // namespace platform::qt

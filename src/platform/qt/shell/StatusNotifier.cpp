@@ -26,6 +26,11 @@ const char kIntrospection[] = R"xml(<interface name="org.kde.StatusNotifierItem"
 <property name="Title" type="s" access="read"/><property name="Status" type="s" access="read"/>
 <property name="WindowId" type="i" access="read"/>
 <property name="IconName" type="s" access="read"/>
+<property name="IconThemePath" type="s" access="read"/>
+<property name="OverlayIconName" type="s" access="read"/>
+<property name="OverlayIconPixmap" type="a(iiay)" access="read"/>
+<property name="AttentionIconName" type="s" access="read"/>
+<property name="AttentionMovieName" type="s" access="read"/>
 <property name="IconPixmap" type="a(iiay)" access="read"/>
 <property name="AttentionIconPixmap" type="a(iiay)" access="read"/>
 <property name="ToolTip" type="(sa(iiay)ss)" access="read"/>
@@ -175,6 +180,11 @@ QVariantMap StatusNotifier::properties() const {
           {"Status", status()},
           {"WindowId", 0},
           {"IconName", QString()},
+          {"IconThemePath", QString()},
+          {"OverlayIconName", QString()},
+          {"OverlayIconPixmap", QVariant::fromValue(QList<BusPixmap>())},
+          {"AttentionIconName", QString()},
+          {"AttentionMovieName", QString()},
           {"IconPixmap", QVariant::fromValue(pictures)},
           {"AttentionIconPixmap", QVariant::fromValue(pictures)},
           {"ToolTip", QVariant::fromValue(BusToolTip{{}, {}, kTitle, warning()})},
@@ -189,6 +199,10 @@ void StatusNotifier::viewChanged() {
   if (std::exchange(toldStatus_, status()) == status()) return;
   tell(QStringLiteral("NewStatus"), {status()});
   tell(QStringLiteral("NewToolTip"));
+}
+
+void StatusNotifier::menuOutdated() {
+  if (menu_ && hasHost_) menu_->outdated();
 }
 
 void StatusNotifier::tell(const QString& signal, const QVariantList& arguments) {

@@ -33,6 +33,7 @@ class StatusNotifier : public QDBusVirtualObject {
   // Begins to offer itself. The first answer comes with hostsChanged().
   void start(const std::shared_ptr<menu::StatusItemView>& view, const menu::MenuPtr& menu);
   void viewChanged();
+  void menuOutdated();
 
   // Some tray shows the item.
   bool hasHost() const { return hasHost_; }
