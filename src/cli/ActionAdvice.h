@@ -2,11 +2,11 @@
 
 #include <string>
 
-#include "ramdisk/QVRamDisk.h"
+#include "ramdisk/Remedy.h"
 
 namespace cli {
 
-// What may help after a failed action, empty where nothing general can be said.
-std::string adviceFor(const QVError& error, const QVRamDisk& disk, QVRamDiskAction action);
+// The remedy as words and commands, empty for none.
+std::string adviceFor(Remedy remedy, const QVRamDisk& disk);
 
 }  // namespace cli

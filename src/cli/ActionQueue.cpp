@@ -5,8 +5,8 @@
 #include "cli/ActionAdvice.h"
 #include "cli/Columns.h"
 #include "cli/DiskNames.h"
-#include "cli/ErrorText.h"
 #include "cli/VolumeUsers.h"
+#include "extensions/ErrorText.h"
 #include "kinds/QVRamDiskManager.h"
 #include "platform/Services.h"
 #include "settings/DiskState.h"
@@ -147,8 +147,8 @@ void ActionQueue::finished(const QVErrorPtr& error) {
 
 void ActionQueue::sayHowItEnded(const QVErrorPtr& error) {
   if (error)
-    return refuse(
-        {kActionFailed, name_ + ": " + errorText(*error), adviceFor(*error, *disk_, verb_.action)});
+    return refuse({kActionFailed, name_ + ": " + extensions::errorText(*error),
+                   adviceFor(remedyFor(*error, *disk_, verb_.action), *disk_)});
   if (disk_->status() != verb_.statusAfterwards)
     return refuse({kActionFailed, name_ + ": the action ended, but the disk is not as it should be",
                    "'tarnvale show " + name_ + "' shows its state"});

@@ -1,8 +1,8 @@
 #include "cli/DiskRecovery.h"
 
 #include "cli/DiskNames.h"
-#include "cli/ErrorText.h"
 #include "cli/Interruption.h"
+#include "extensions/ErrorText.h"
 #include "settings/DiskState.h"
 
 namespace cli {
@@ -27,7 +27,7 @@ DiskRecovery recoverDisk(Registry& registry, const QVRamDiskPtr& disk) {
   QVErrorPtr error;
   recovery.findings = recoverCutOffActions(disk, error);
   if (error)
-    recovery.failure = Refusal{kActionFailed, nameOf(*disk) + ": " + errorText(*error),
+    recovery.failure = Refusal{kActionFailed, nameOf(*disk) + ": " + extensions::errorText(*error),
                                "what an action left that was cut off is not put right yet"};
   if (recovery.findings.empty()) return recovery;
   const auto unwritten = registry.saveDisk(disk);

@@ -4,8 +4,8 @@
 
 #include "cli/Columns.h"
 #include "cli/DiskNames.h"
-#include "cli/ErrorText.h"
 #include "cli/Words.h"
+#include "extensions/ErrorText.h"
 #include "settings/SizeText.h"
 
 namespace cli {
@@ -28,7 +28,7 @@ Text mountPointOf(const QVRamDisk& disk, QVRamDiskStatus status) {
 
 Text lastErrorOf(const QVRamDisk& disk) {
   const auto error = disk.lastError();
-  return error ? Text(errorText(*error)) : std::nullopt;
+  return error ? Text(extensions::errorText(*error)) : std::nullopt;
 }
 
 std::string commandText(const QVRamDisk& disk) {

@@ -6,10 +6,8 @@
 
 namespace menu {
 
-void FailureAlerts::tell(std::string title, const QVErrorPtr& error) {
-  if (error->isNotified()) return;
-  error->setIsNotified(true);
-  waiting_.push_back({std::move(title), error});
+void FailureAlerts::tell(platform::Alert failure) {
+  waiting_.push_back(std::move(failure));
   platform::services().mainLoop->post([self = shared_from_this()] { self->showNext(); });
 }
 
@@ -19,9 +17,9 @@ void FailureAlerts::showNext() {
   if (isShowing_) return;
   isShowing_ = true;
   while (!waiting_.empty()) {
-    const Failure next = std::move(waiting_.front());
+    const platform::Alert next = std::move(waiting_.front());
     waiting_.pop_front();
-    next.error->presentWIthTitle(next.title);
+    platform::services().alerts->runModal(next);
   }
   isShowing_ = false;
 }

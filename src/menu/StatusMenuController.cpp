@@ -76,7 +76,7 @@ void StatusMenuController::observeNotifications() {
 void StatusMenuController::wantTerminate() {
   ramDiskEntries_->waitingEndAll();
   const auto acting = acting_;
-  for (const auto& [ramDisk, lock] : acting) mt_ramDiskDidUpdated(ramDisk);
+  for (const auto& [ramDisk, what] : acting) mt_ramDiskDidUpdated(ramDisk);
 }
 
 void StatusMenuController::activate() const {

@@ -76,13 +76,17 @@ class StatusMenuController : public menu::MenuDelegate,
  private:
   class Reports;
   using Method = void (StatusMenuController::*)(menu::MenuItem&);
+  struct Acting {
+    ActionLock lock;
+    QVRamDiskAction action;
+  };
 
   StatusMenuController() = default;
   static std::shared_ptr<StatusMenuController> make();
   void installStatusItem(std::shared_ptr<menu::StatusBar> statusBar);
   void observeNotifications();
   void saveStateOf(const QVRamDiskPtr& ramDisk);
-  void tellFailure(const QVRamDisk& ramDisk, const QVErrorPtr& error);
+  void tellFailure(const QVRamDisk& ramDisk, const QVErrorPtr& error, QVRamDiskAction action);
   void noticeOtherRows();
   void activate() const;
   void updateRowsForDisplay(bool shown) const;
@@ -120,7 +124,7 @@ class StatusMenuController : public menu::MenuDelegate,
   menu::MenuPtr statusMenu_;
   std::shared_ptr<QVRamDiskEntries> ramDiskEntries_;
   std::shared_ptr<Reports> reports_;
-  std::map<QVRamDiskPtr, ActionLock> acting_;  // started here, and their end not dealt with yet
+  std::map<QVRamDiskPtr, Acting> acting_;  // started here, and their end not dealt with yet
   std::shared_ptr<menu::FailureAlerts> failures_ = std::make_shared<menu::FailureAlerts>();
   menu::FileIcons fileIcons_;
   std::string rows_;  // what the menu was last known to show of the disks

@@ -94,8 +94,10 @@ std::optional<ActionLock> StatusMenuController::lockForActing(const QVRamDiskPtr
   }
   auto lock = lockOf(*ramDisk);
   if (!lock)
-    tellFailure(*ramDisk, QVError::errorWithMessage(
-                              QVLocalized("Another program is working on this RamDisk"), "lock"));
+    tellFailure(*ramDisk,
+                QVError::errorWithMessage(QVLocalized("Another program is working on this RamDisk"),
+                                          "lock"),
+                QVRamDiskActionNone);
   return lock;
 }
 
@@ -125,7 +127,7 @@ bool StatusMenuController::isStillShown(const std::string& folder) {
 bool StatusMenuController::noteActing(QVRamDiskAction action, const QVRamDiskPtr& ramDisk) {
   auto lock = ramDisk ? lockForActing(ramDisk) : std::nullopt;
   if (!lock || !isStillAsShown(action, ramDisk)) return false;
-  acting_.insert_or_assign(ramDisk, std::move(*lock));
+  acting_.insert_or_assign(ramDisk, Acting{std::move(*lock), action});
   return true;
 }
 

@@ -3,6 +3,7 @@
 
 #include "core/QVError.h"
 #include "core/QVLog.h"
+#include "menu/FailureText.h"
 #include "menu/StatusMenuController.h"
 #include "ramdisk/QVRamDiskPreferences.h"
 #include "ramdisk/RegistryFile.h"
@@ -82,7 +83,7 @@ void StatusMenuController::mt_ramDiskDidUpdated(const QVRamDiskPtr& ramDisk) {
   QVRamDiskEntries::postDidChangeToAllNotificationWithSender(kSenderHelper);
   updateDiskWarning();
   const auto error = ramDisk->lastError();
-  if (!started.empty() && error) tellFailure(*ramDisk, error);
+  if (!started.empty() && error) tellFailure(*ramDisk, error, started.mapped().action);
 }
 
 // Others may have changed the file since it was read; only what the action did goes into it. While
@@ -102,8 +103,11 @@ void StatusMenuController::saveStateOf(const QVRamDiskPtr& ramDisk) {
 }
 
 // Nobody waits for what was started from a menu, and the menu is closed when it fails.
-void StatusMenuController::tellFailure(const QVRamDisk& ramDisk, const QVErrorPtr& error) {
+void StatusMenuController::tellFailure(const QVRamDisk& ramDisk, const QVErrorPtr& error,
+                                       QVRamDiskAction action) {
   const std::string name = ramDisk.displayName().value_or("");
   QVLogError(kClass, "{} error:{}", name, QVDescription(error));
-  failures_->tell(name, error);
+  if (error->isNotified()) return;
+  error->setIsNotified(true);
+  failures_->tell({name, menu::failureText(*error, ramDisk, action), {"Ok"}});
 }

@@ -11,6 +11,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr char kOtherAtWork[] =
+    "Another program is working on this RamDisk\nTry again when it is done.";
+
 // What the menu's items do to real disks.
 class ActionsTest : public MenuTest {
  protected:
@@ -192,13 +195,26 @@ TEST_F(ActionsTest, CleaningUpNothingIsAnImpossibleState) {
 
 TEST_F(ActionsTest, AFailureIsToldOnceAndByName) {
   startWith({"cache"});
-  replaceTool(platform::Tool::Formatter, "exit 3");
+  replaceTool(platform::Tool::Formatter, "echo no such device >&2; exit 3");
   choose("cache", "Create");
   turning->runUntil([this] { return !alerts->shown.empty(); });
   ASSERT_EQ(alerts->shown.size(), 1U);
-  EXPECT_EQ(alerts->shown[0].title, "cache.");
-  EXPECT_FALSE(alerts->shown[0].text.empty());
+  EXPECT_EQ(alerts->shown[0].title, "cache");
+  EXPECT_TRUE(alerts->shown[0].text.starts_with("Unable to create RamDisk\nno such device\n"))
+      << alerts->shown[0].text;
+  EXPECT_NE(alerts->shown[0].text.find("tarnvale recover cache"), std::string::npos);
   EXPECT_EQ(saved()->status(), QVRamDiskStatus_notCreated);
+}
+
+TEST_F(ActionsTest, AFailedEjectSaysThatNothingIsLost) {
+  startWith({"cache"});
+  choose("cache", "Create");
+  replaceTool(platform::Tool::Unmounter, "echo target is busy >&2; exit 16");
+  choose("cache", "Eject");
+  turning->runUntil([this] { return !alerts->shown.empty(); });
+  ASSERT_EQ(alerts->shown.size(), 1U);
+  EXPECT_NE(alerts->shown[0].text.find("target is busy"), std::string::npos);
+  EXPECT_NE(alerts->shown[0].text.find("still mounted with its contents"), std::string::npos);
 }
 
 // Alerts wait for each other, and other work goes on behind them.
@@ -241,7 +257,7 @@ TEST_F(ActionsTest, WhatIsBeingDoneElsewhereIsNotDisturbed) {
     EXPECT_FALSE(controller->isBusy());
   }
   turning->runUntil([this] { return alerts->shown.size() == 3; });
-  EXPECT_EQ(alerts->shown[0].text, "Another program is working on this RamDisk.");
+  EXPECT_EQ(alerts->shown[0].text, kOtherAtWork);
   EXPECT_TRUE(fs::exists(folder("cache") + "/file"));
 }
 
@@ -260,7 +276,7 @@ TEST_F(ActionsTest, WhatAnotherProgramIsDoingIsNotDisturbed) {
   choose("cache", "Delete All Files");
   turning->runUntil([this] { return alerts->shown.size() == 2; });
   for (const auto& shown : alerts->shown)
-    EXPECT_EQ(shown.text, "Another program is working on this RamDisk.");
+    EXPECT_EQ(shown.text, kOtherAtWork);
   EXPECT_TRUE(isMounted(folder("cache")));
   EXPECT_TRUE(fs::exists(folder("cache") + "/file"));
 }
