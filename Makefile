@@ -5,7 +5,7 @@ JOBS ?= $(shell nproc)
 TARGETS ?=
 ONLY ?= .
 
-.PHONY: run test soak build bench lint format sanitize mac-check clean
+.PHONY: run test desktops soak build bench lint format sanitize mac-check clean
 
 run: build
 	scripts/demo.sh build/$(PRESET)
@@ -22,6 +22,11 @@ build:
 	@scripts/packages.sh build
 	cmake --preset $(PRESET)
 	cmake --build --preset $(PRESET) -j $(JOBS) $(addprefix --target ,$(TARGETS))
+
+# The tests of the desktop with a panel that people use, too.
+desktops: build
+	@scripts/packages.sh desktops
+	ctest --preset $(PRESET) -R '^desktop$$'
 
 bench: build
 	@scripts/packages.sh bench

@@ -22,7 +22,7 @@ std::string Caller::name() const {
 Result<Caller> takePrivilege() {
   const Caller caller{getuid(), getgid()};
   if (geteuid() != 0)
-    return Problem{"needs root's rights", 0, "install the program set-user-ID root"};
+    return Problem{"needs root's rights", 0, "run it as root, or in a user namespace"};
   if (setresgid(0, 0, 0) != 0 && !caller.isRoot()) return systemProblem("cannot become root");
   if (setresuid(0, 0, 0) != 0) return systemProblem("cannot become root");
   return caller;

@@ -6,6 +6,7 @@ set -eu
 build="g++ make cmake ninja-build pkg-config ccache libfmt-dev libplist-dev libutf8proc-dev uuid-dev
   libcli11-dev libext2fs-dev libsystemd-dev dbus libgtest-dev python3 util-linux xfsprogs btrfs-progs
   desktop-file-utils qt6-base-dev librsvg2-bin xvfb xdotool trayer libxcb1-dev at-spi2-core fonts-dejavu-core"
+desktops="lxqt-panel"
 bench="rsync e2fsprogs"
 lint="clang-format clang-tidy"
 mac="npm"

@@ -104,8 +104,15 @@ TEST_F(ExportedMenuTest, IsUpToDateBeforeItIsOpened) {
     return tray.layout(0, 1).find("my__build").text("label").find(state) != std::string::npos;
   };
   EXPECT_TRUE(says("Not created"));
+  const int row = tray.layout(0, 1).find("my__build").id;
   ASSERT_EQ(run("create my_build"), 0);
   EXPECT_TRUE(comesTrue([&] { return says("Mounted"); }));
+  EXPECT_EQ(tray.layout(0, 1).find("my__build").id, row) << "a pointer may be on it";
+  EXPECT_TRUE(comesTrue([&] { return tray.told("ItemsPropertiesUpdated") > 0; }));
+  ASSERT_EQ(run("eject my_build"), 0);
+  ASSERT_EQ(run("remove my_build --yes"), 0);
+  EXPECT_TRUE(comesTrue([&] { return tray.layout(0, 1).find("my__build").id == 0; }));
+  EXPECT_NE(tray.event(row, "clicked").error, "");
   EXPECT_TRUE(comesTrue([&] { return tray.revision() == tray.announcedRevision(); }));
 }
 

@@ -275,8 +275,7 @@ TEST_F(ActionsTest, WhatAnotherProgramIsDoingIsNotDisturbed) {
   choose("cache", "Eject");
   choose("cache", "Delete All Files");
   turning->runUntil([this] { return alerts->shown.size() == 2; });
-  for (const auto& shown : alerts->shown)
-    EXPECT_EQ(shown.text, kOtherAtWork);
+  for (const auto& shown : alerts->shown) EXPECT_EQ(shown.text, kOtherAtWork);
   EXPECT_TRUE(isMounted(folder("cache")));
   EXPECT_TRUE(fs::exists(folder("cache") + "/file"));
 }

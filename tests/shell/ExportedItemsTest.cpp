@@ -9,12 +9,19 @@ namespace {
 
 class ExportedItemsTest : public DeskTest {
  protected:
-  std::size_t rows() { return static_cast<std::size_t>(items_.layout(kRoot, 1, {}).children.size()); }
+  std::size_t rows() {
+    return static_cast<std::size_t>(items_.layout(kRoot, 1, {}).children.size());
+  }
 
   static constexpr int kRoot = ExportedItems::kRoot;
   std::shared_ptr<HandBuiltMenu> menu_ = HandBuiltMenu::make();
   std::vector<int> filled_;
-  ExportedItems items_{menu_->root, [this](int id) { filled_.push_back(id); }};
+  std::vector<int> changed_;
+  ExportedItems items_{menu_->root,
+                       {[this](int id) { filled_.push_back(id); },
+                        [this](const ExportedItems::Changes& changes) {
+                          for (const auto& each : changes.set) changed_.push_back(each.id);
+                        }}};
 };
 
 TEST_F(ExportedItemsTest, AreReplacedWhenOutdatedButNotUnderThePointer) {
@@ -30,21 +37,39 @@ TEST_F(ExportedItemsTest, AreReplacedWhenOutdatedButNotUnderThePointer) {
 
   items_.show(kRoot);  // for all one knows since long gone
   filled_.clear();
+  menu_->disks = 4;
   items_.outdated();
   EXPECT_EQ(filled_, std::vector<int>{kRoot});
 
   items_.opened(kRoot);
   filled_.clear();
-  menu_->disks = 4;
+  menu_->disks = 5;
   items_.outdated();
   EXPECT_TRUE(filled_.empty()) << "it is open";
   items_.hide(kRoot);
   EXPECT_EQ(filled_, std::vector<int>{kRoot});
-  EXPECT_EQ(rows(), before + 2);
+  EXPECT_EQ(rows(), before + 3);
   items_.opened(kRoot);
   filled_.clear();
   items_.hide(kRoot);
   EXPECT_TRUE(filled_.empty()) << "as it was shown";
+}
+
+TEST_F(ExportedItemsTest, TellWhatChangedOfThoseThatStay) {
+  const auto top = [this] { return items_.layout(kRoot, 1, {}).children; };
+  const auto before = top();
+  const int disk = before[3].id;
+  items_.show(disk);
+  const int below = items_.layout(disk, 1, {}).children[0].id;
+  filled_.clear();
+
+  menu_->state = ", ejected";
+  EXPECT_FALSE(items_.show(kRoot)) << "the same as before";
+  EXPECT_EQ(top()[3].id, disk);
+  EXPECT_NE(std::find(changed_.begin(), changed_.end(), disk), changed_.end());
+  EXPECT_EQ(std::find(changed_.begin(), changed_.end(), before[0].id), changed_.end());
+  EXPECT_EQ(filled_, std::vector<int>{disk}) << "to be looked into anew";
+  EXPECT_FALSE(items_.has(below));
 }
 
 }  // namespace

@@ -11,16 +11,17 @@
 // The row of a disk: a spinner that turns while the menu is open, and a word about it.
 class RowView : public menu::View {
  public:
-  explicit RowView(std::string name)
+  RowView(std::string name, std::string state)
       : View({0, 0, 260, 40}),
         spinner(std::make_shared<menu::ProgressIndicator>(platform::Rect{6, 13, 14, 14})),
-        name_(std::move(name)) {
+        name_(std::move(name)),
+        state_(std::move(state)) {
     resizesWithWidth = true;
     addSubview(spinner);
     addSubview(std::make_shared<menu::TextField>(platform::Rect{60, 12, 180, 18}, name_,
                                                  platform::TextStyle{}));
   }
-  std::string accessibleName() const override { return name_ + ", mounted, 42 % full"; }
+  std::string accessibleName() const override { return name_ + state_; }
 
   const std::shared_ptr<menu::ProgressIndicator> spinner;
   int drawn = 0;
@@ -37,6 +38,7 @@ class RowView : public menu::View {
 
  private:
   std::string name_;
+  std::string state_;
 };
 
 // A status menu with two disks, each with a folder below, that notes what it is asked and told.
@@ -79,7 +81,7 @@ class HandBuiltMenu : public menu::MenuDelegate,
   }
   menu::MenuItemPtr disk(const std::string& name) {
     auto made = item(name);
-    row = std::make_shared<RowView>(name);
+    row = std::make_shared<RowView>(name, state);
     row->enclosingMenuItem = made;
     made->view = row;
     made->submenu = menuOf("disk " + name);
@@ -109,6 +111,7 @@ class HandBuiltMenu : public menu::MenuDelegate,
   menu::MenuPtr root;
   std::shared_ptr<RowView> row;  // of the disk made last
   int disks = 2;
+  std::string state = ", mounted, 42 % full";
   int entries = 10'000;
   std::vector<std::string> told;
   std::vector<std::string> clicked;

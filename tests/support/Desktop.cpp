@@ -103,8 +103,9 @@ void Desktop::moveTo(int x, int y) const {
   tool("mousemove " + std::to_string(x) + " " + std::to_string(y));
 }
 
-void Desktop::click(int x, int y) const {
-  tool("mousemove " + std::to_string(x) + " " + std::to_string(y) + " click 1");
+void Desktop::click(int x, int y, int button) const {
+  tool("mousemove " + std::to_string(x) + " " + std::to_string(y) + " click " +
+       std::to_string(button));
 }
 
 void Desktop::press(const std::string& key) const { tool("key " + key); }

@@ -42,7 +42,7 @@ class Desktop {
   static constexpr int kItemY = 12;
 
   void moveTo(int x, int y) const;
-  void click(int x, int y) const;
+  void click(int x, int y, int button = 1) const;
   void press(const std::string& key) const;  // such as "Escape"
 
   QImage picture() const;

@@ -261,7 +261,7 @@ BusAnswer TrayHostDouble::event(int id, const std::string& name) {
 }
 
 MenuLine TrayHostDouble::opened(int id) {
-  EXPECT_TRUE(aboutToShow(id));
+  aboutToShow(id);
   event(id, "opened");
   return layout(id);
 }

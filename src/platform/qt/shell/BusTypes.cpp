@@ -72,6 +72,20 @@ const QDBusArgument& operator>>(const QDBusArgument& in, BusProperties& value) {
   return in;
 }
 
+QDBusArgument& operator<<(QDBusArgument& out, const BusNames& value) {
+  out.beginStructure();
+  out << value.id << value.names;
+  out.endStructure();
+  return out;
+}
+
+const QDBusArgument& operator>>(const QDBusArgument& in, BusNames& value) {
+  in.beginStructure();
+  in >> value.id >> value.names;
+  in.endStructure();
+  return in;
+}
+
 QDBusArgument& operator<<(QDBusArgument& out, const BusEvent& value) {
   out.beginStructure();
   out << value.id << value.name << value.data << value.time;
@@ -93,6 +107,8 @@ void registerBusTypes() {
   qDBusRegisterMetaType<BusLayout>();
   qDBusRegisterMetaType<BusProperties>();
   qDBusRegisterMetaType<QList<BusProperties>>();
+  qDBusRegisterMetaType<BusNames>();
+  qDBusRegisterMetaType<QList<BusNames>>();
   qDBusRegisterMetaType<BusEvent>();
   qDBusRegisterMetaType<QList<BusEvent>>();
   qDBusRegisterMetaType<QList<int>>();

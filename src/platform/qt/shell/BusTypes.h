@@ -40,6 +40,12 @@ struct BusProperties {
   QVariantMap properties;
 };
 
+// (ias): properties that an item has no more.
+struct BusNames {
+  int id = 0;
+  QStringList names;
+};
+
 // (isvu)
 struct BusEvent {
   int id = 0;
@@ -56,6 +62,8 @@ QDBusArgument& operator<<(QDBusArgument& out, const BusLayout& value);
 const QDBusArgument& operator>>(const QDBusArgument& in, BusLayout& value);
 QDBusArgument& operator<<(QDBusArgument& out, const BusProperties& value);
 const QDBusArgument& operator>>(const QDBusArgument& in, BusProperties& value);
+QDBusArgument& operator<<(QDBusArgument& out, const BusNames& value);
+const QDBusArgument& operator>>(const QDBusArgument& in, BusNames& value);
 QDBusArgument& operator<<(QDBusArgument& out, const BusEvent& value);
 const QDBusArgument& operator>>(const QDBusArgument& in, BusEvent& value);
 
@@ -68,4 +76,5 @@ Q_DECLARE_METATYPE(platform::qt::BusPixmap)
 Q_DECLARE_METATYPE(platform::qt::BusToolTip)
 Q_DECLARE_METATYPE(platform::qt::BusLayout)
 Q_DECLARE_METATYPE(platform::qt::BusProperties)
+Q_DECLARE_METATYPE(platform::qt::BusNames)
 Q_DECLARE_METATYPE(platform::qt::BusEvent)

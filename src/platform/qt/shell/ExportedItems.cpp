@@ -34,8 +34,7 @@ QVariantMap plainProperties(const menu::MenuItem& item) {
 
 }  // namespace
 
-ExportedItems::ExportedItems(menu::MenuPtr menu, std::function<void(int)> filled)
-    : filled_(std::move(filled)) {
+ExportedItems::ExportedItems(menu::MenuPtr menu, Calls calls) : calls_(std::move(calls)) {
   nodes_[kRoot].menu = std::move(menu);
 }
 
@@ -49,10 +48,10 @@ menu::MenuItemPtr ExportedItems::item(int id) const { return nodes_.at(id).item;
 
 bool ExportedItems::show(int id) {
   if (!nodes_.at(id).menu) return false;
-  fill(id);
+  const bool areOthers = id == kRoot ? fillTop() : fill(id);
   nodes_.at(id).isOpen = true;
   nodes_.at(id).menu->willOpen();
-  return true;
+  return areOthers;
 }
 
 void ExportedItems::opened(int id) {
@@ -66,7 +65,7 @@ void ExportedItems::hide(int id) {
   if (std::exchange(node.isOpen, false)) node.menu->didClose();
   if (id != kRoot) return;
   isSaidOpen_ = false;
-  if (isOutdated_) fill(kRoot);
+  if (isOutdated_) fillTop();
 }
 
 void ExportedItems::outdated() {
@@ -77,15 +76,11 @@ void ExportedItems::outdated() {
   else if (root.isOpen)
     show(kRoot);
   else
-    fill(kRoot);
+    fillTop();
 }
 
-void ExportedItems::fill(int id) {
+bool ExportedItems::fill(int id) {
   Node& node = nodes_.at(id);
-  if (id == kRoot) {
-    pictures_.clear();
-    isOutdated_ = false;
-  }
   node.menu->needsUpdate();
   forget(std::exchange(node.children, {}));
   const auto& items = node.menu->items();
@@ -95,7 +90,8 @@ void ExportedItems::fill(int id) {
     node.children.push_back(lastId_);
   }
   node.isFilled = true;
-  filled_(id);
+  calls_.filled(id);
+  return true;
 }
 
 void ExportedItems::forget(const std::vector<int>& ids) {
@@ -108,7 +104,7 @@ void ExportedItems::forget(const std::vector<int>& ids) {
 
 // A desktop that shows nothing where nothing is would never ask again: the root is filled for it.
 BusLayout ExportedItems::layout(int id, int depth, const QStringList& names) {
-  if (id == kRoot && !nodes_.at(kRoot).isFilled) fill(kRoot);
+  if (id == kRoot && !nodes_.at(kRoot).isFilled) fillTop();
   return layoutOf(id, depth, names);
 }
 

@@ -44,7 +44,9 @@ const QVariantMap& ownProperties() {
 }  // namespace
 
 ExportedMenu::ExportedMenu(QDBusConnection bus, menu::MenuPtr menu)
-    : bus_(std::move(bus)), items_(std::move(menu), [this](int id) { tellFilled(id); }) {
+    : bus_(std::move(bus)),
+      items_(std::move(menu), {[this](int id) { tellFilled(id); },
+                               [this](const auto& changes) { tellChanged(changes); }}) {
   registerBusTypes();
 }
 
@@ -153,11 +155,18 @@ void ExportedMenu::clicked(int id) {
   items_.hide(ExportedItems::kRoot);
 }
 
-void ExportedMenu::tellFilled(int id) {
-  auto changed = QDBusMessage::createSignal(QLatin1String(kPath), QLatin1String(kInterface),
-                                            QStringLiteral("LayoutUpdated"));
-  changed << ++revision_ << id;
-  bus_.send(changed);
+void ExportedMenu::tellFilled(int id) { tell(QStringLiteral("LayoutUpdated"), {++revision_, id}); }
+
+void ExportedMenu::tellChanged(const ExportedItems::Changes& changes) {
+  tell(QStringLiteral("ItemsPropertiesUpdated"),
+       {QVariant::fromValue(changes.set), QVariant::fromValue(changes.unset)});
+}
+
+void ExportedMenu::tell(const QString& signal, const QVariantList& arguments) {
+  auto message =
+      QDBusMessage::createSignal(QLatin1String(kPath), QLatin1String(kInterface), signal);
+  message.setArguments(arguments);
+  bus_.send(message);
 }
 
 }  // namespace platform::qt

@@ -45,6 +45,8 @@ class ExportedMenu : public QDBusVirtualObject {
   bool happened(int id, const QString& name);
   void clicked(int id);
   void tellFilled(int id);
+  void tellChanged(const ExportedItems::Changes& changes);
+  void tell(const QString& signal, const QVariantList& arguments);
 
   QDBusConnection bus_;
   ExportedItems items_;

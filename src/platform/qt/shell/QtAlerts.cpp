@@ -12,12 +12,18 @@
 namespace platform::qt {
 namespace {
 
+// A narrow box would break a path or a tool's words into many lines.
+constexpr char kStyle[] =
+    "QLabel#qt_msgbox_label { font-weight: bold; }"
+    "QLabel#qt_msgbox_informativelabel { min-width: 360px; }";
+
 // The index of the button that ended it. The style may change the buttons' texts.
 class Box : public QMessageBox {
  public:
   Box(const Alert& alert, QWidget* parent) : QMessageBox(parent) {
     setWindowTitle(QApplication::applicationDisplayName());
     setTextFormat(Qt::PlainText);
+    setStyleSheet(QLatin1String(kStyle));
     setText(qtText(alert.title));
     setInformativeText(qtText(alert.text));
     for (const auto& text : alert.buttons)
