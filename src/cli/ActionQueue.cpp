@@ -124,8 +124,8 @@ void ActionQueue::startOn(const QVRamDiskPtr& disk) {
   name_ = nameOf(*disk);
   started_ = std::chrono::steady_clock::now();
   registry_.entries().startAction(verb_.action, disk, 1);
-  // This one runs at once and reports nothing.
-  if (verb_.action == QVRamDiskActionCleanUpFiles) finished(nullptr);
+  // This one runs at once and reports only that it was refused.
+  if (verb_.action == QVRamDiskActionCleanUpFiles && !disk->lastError()) finished(nullptr);
 }
 
 void ActionQueue::reported(const Stage& stage) {

@@ -91,7 +91,7 @@ class StatusMenuController : public menu::MenuDelegate,
   QVRamDiskPtr recordOf(const menu::MenuItem& item) const;
   std::optional<ActionLock> lockForActing(const QVRamDiskPtr& ramDisk);
   bool isStillAsShown(QVRamDiskAction action, const QVRamDiskPtr& ramDisk);
-  bool isStillShown(const std::string& folder);
+  bool isStillShown(const std::string& folder) const;
   bool noteActing(QVRamDiskAction action, const QVRamDiskPtr& ramDisk);
   void start(QVRamDiskAction action, const QVRamDiskPtr& ramDisk);
   void cleanUp(const QVRamDiskPtr& ramDisk);

@@ -117,7 +117,7 @@ void StatusMenuController::mi_openFile(MenuItem& sender) {
 
 void StatusMenuController::mi_cleanFolder(MenuItem& sender) {
   const auto path = sender.represented<std::string>();
-  if (!isStillShown(path)) return;
+  if (!isStillShown(path)) return QVLogWarning(kClass, "{} is on no disk; nothing is done", path);
   if (const auto error = services().files->remove(path))
     QVLogError(kClass, "removeItemAtPath==NO sender.representedObject:{} error:{}", path,
                QVDescription(*error));

@@ -127,6 +127,8 @@ class QVRamDisk : public extensions::KeyedArchivable,
 
   // --- Action engine (QVRamDisk_Engine.cpp)
 
+  // Every action holds the disk's ActionLock; who cannot have it is told so and nothing is done.
+
   // Starts an action. Synchronisation, backup and rebuild always run on a thread of their own,
   // clean-up always on the caller's, the others as `threaded` says, which counts only when
   // exactly 1. A second action is reported as a critical exception and started all the same.
@@ -136,9 +138,14 @@ class QVRamDisk : public extensions::KeyedArchivable,
   void inform(const QVRamDiskDelegatePtr& delegate, QVRamDiskActionInfo actionInfo,
               const QVErrorPtr& error);
 
+  // --- A look at the system (QVRamDisk_State.cpp)
+
   // Brings the observed state in line with the system. YES when the status or the volume's name,
   // size or free space changed.
   bool update();
+  // Whether the disk's own volume is mounted at `path` now, whatever was last observed: a directory
+  // that it is gone from holds the user's own files.
+  bool showsOwnVolume() const;
   double diskUsage() const;          // used fraction of the volume
   std::int64_t hasContents() const;  // 1, 0, or -1 when it cannot be told
 
@@ -166,6 +173,10 @@ class QVRamDisk : public extensions::KeyedArchivable,
   void deleteBackupDirs();
   void performBackup(const QVRamDiskDelegatePtr& delegate);
   void performSyncWithBase(const QVRamDiskDelegatePtr& delegate);
+
+  // --- Deleting all files (QVRamDisk_CleanUp.cpp)
+
+  // Touches nothing where the disk's volume is not mounted at `path` any more.
   void performCleanUpFiles();
 
  protected:
@@ -182,6 +193,11 @@ class QVRamDisk : public extensions::KeyedArchivable,
   using Operation = void (QVRamDisk::*)(const QVRamDiskDelegatePtr&);
   void dispatch(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate, bool threaded);
   void runAlone(Operation operation, const QVRamDiskDelegatePtr& delegate);
+  // Null while the disk shows its own volume, or has no path, where nothing can be found. Else the
+  // reason to leave alone what is there; the observed state is brought in line.
+  QVErrorPtr checkVolume();
+  void performCleanUp(const QVRamDiskDelegatePtr& delegate);
+  QVErrorPtr cleanUpFiles();
   QVErrorPtr saveInto(const Text& folder, const QVRamDiskDelegatePtr& delegate, SaveCare care);
   QVErrorPtr saveContents(const QVRamDiskDelegatePtr& delegate);
   QVErrorPtr saveLateChanges(const QVRamDiskDelegatePtr& delegate);

@@ -295,6 +295,9 @@ TEST_F(ActionsTest, ADiskThatWasEjectedUnheardIsLeftAlone) {
   const auto theirs = QVRamDiskEntries::init();
   theirs->readRamDisksFromDefaultLocation();
   theirs->eject(theirs->ramDisks()[0], 0);
+  disk()->setAction(QVRamDiskActionEject);
+  items.back()->click();
+  disk()->setAction(QVRamDiskActionNone);
   for (const char* title :
        {"Remove this Folder", "Delete All Files", "Synchronise Now", "Eject", "Rebuild"}) {
     SCOPED_TRACE(title);
