@@ -131,7 +131,8 @@ class QVRamDisk : public extensions::KeyedArchivable,
 
   // Starts an action. Synchronisation, backup and rebuild always run on a thread of their own,
   // clean-up always on the caller's, the others as `threaded` says, which counts only when
-  // exactly 1. A second action is reported as a critical exception and started all the same.
+  // exactly 1. Where the system has no thread to give, it runs on the caller's. A second action is
+  // reported as a critical exception and started all the same.
   void performAction(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate,
                      std::int64_t threaded);
   // Keeps the progress code and the error, then tells the delegate on this thread.

@@ -1,8 +1,7 @@
-#include <thread>
-
 #include "core/QVLog.h"
 #include "ramdisk/ActionLock.h"
 #include "ramdisk/QVRamDisk.h"
+#include "system/DetachedThread.h"
 
 void QVRamDisk::performAction(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate,
                               std::int64_t threaded) {
@@ -12,15 +11,17 @@ void QVRamDisk::performAction(QVRamDiskAction action, const QVRamDiskDelegatePtr
 }
 
 // A disk counts as busy from here on, not only once its thread runs: nobody is to replace its
-// record, begin something else or end the program meanwhile.
+// record, begin something else or end the program meanwhile. A system that gives no thread has the
+// caller wait: an eject or a save that is not done at all could cost files.
 void QVRamDisk::dispatch(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate,
                          bool threaded) {
   const auto start = [&](Operation operation, bool onThread) {
     if (!onThread) return runAlone(operation, delegate);
     setAction(action);
-    std::thread([disk = shared_from_this(), operation, delegate] {
+    const auto work = [disk = shared_from_this(), operation, delegate] {
       disk->runAlone(operation, delegate);
-    }).detach();
+    };
+    if (startDetached(work)) work();
   };
   switch (action) {
     case QVRamDiskActionCreate:
