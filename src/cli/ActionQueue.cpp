@@ -123,9 +123,11 @@ void ActionQueue::startOn(const QVRamDiskPtr& disk) {
   disk_ = disk;
   name_ = nameOf(*disk);
   started_ = std::chrono::steady_clock::now();
-  registry_.entries().startAction(verb_.action, disk, 1);
-  // This one runs at once and reports only that it was refused.
-  if (verb_.action == QVRamDiskActionCleanUpFiles && !disk->lastError()) finished(nullptr);
+  auto& entries = registry_.entries();
+  if (verb_.action == QVRamDiskActionCleanUpFiles)
+    disk->startCleanUp(entries.shared_from_this());
+  else
+    entries.startAction(verb_.action, disk, 1);
 }
 
 void ActionQueue::reported(const Stage& stage) {

@@ -94,7 +94,6 @@ class StatusMenuController : public menu::MenuDelegate,
   bool isStillShown(const std::string& folder) const;
   bool noteActing(QVRamDiskAction action, const QVRamDiskPtr& ramDisk);
   void start(QVRamDiskAction action, const QVRamDiskPtr& ramDisk);
-  void cleanUp(const QVRamDiskPtr& ramDisk);
   void startAll(QVRamDiskAction action, const std::function<bool(const QVRamDisk&)>& concerns);
 
   menu::Action action(const char* name, Method method);

@@ -179,6 +179,9 @@ class QVRamDisk : public extensions::KeyedArchivable,
 
   // Touches nothing where the disk's volume is not mounted at `path` any more.
   void performCleanUpFiles();
+  // The same for who cannot wait: on a thread of its own, with the disk marked as busy and with a
+  // first and a last report, as other actions are.
+  void startCleanUp(const QVRamDiskDelegatePtr& delegate);
 
  protected:
   QVRamDisk() = default;
@@ -193,11 +196,15 @@ class QVRamDisk : public extensions::KeyedArchivable,
   virtual bool isOfClassOf(const QVRamDisk& other) const;
   using Operation = void (QVRamDisk::*)(const QVRamDiskDelegatePtr&);
   void dispatch(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate, bool threaded);
+  void reportRunningAction() const;
+  void startOnThread(QVRamDiskAction action, Operation operation,
+                     const QVRamDiskDelegatePtr& delegate);
   void runAlone(Operation operation, const QVRamDiskDelegatePtr& delegate);
   // Null while the disk shows its own volume, or has no path, where nothing can be found. Else the
   // reason to leave alone what is there; the observed state is brought in line.
   QVErrorPtr checkVolume();
   void performCleanUp(const QVRamDiskDelegatePtr& delegate);
+  void performReportedCleanUp(const QVRamDiskDelegatePtr& delegate);
   QVErrorPtr cleanUpFiles();
   QVErrorPtr saveInto(const Text& folder, const QVRamDiskDelegatePtr& delegate, SaveCare care);
   QVErrorPtr saveContents(const QVRamDiskDelegatePtr& delegate);

@@ -35,6 +35,19 @@ void removeAll(std::vector<std::string> names, const std::string& folder) {
 
 void QVRamDisk::performCleanUpFiles() { cleanUpFiles(); }
 
+void QVRamDisk::startCleanUp(const QVRamDiskDelegatePtr& delegate) {
+  reportRunningAction();
+  startOnThread(QVRamDiskActionCleanUpFiles, &QVRamDisk::performReportedCleanUp, delegate);
+}
+
+void QVRamDisk::performReportedCleanUp(const QVRamDiskDelegatePtr& delegate) {
+  setAction(QVRamDiskActionCleanUpFiles);
+  inform(delegate, QVRamDiskActionInfo_none, nullptr);
+  const auto error = cleanUpFiles();
+  setAction(QVRamDiskActionNone);
+  inform(delegate, QVRamDiskActionInfo_none, error);
+}
+
 // Where it is done there is nothing to report, so only what was refused is.
 void QVRamDisk::performCleanUp(const QVRamDiskDelegatePtr& delegate) {
   if (const auto error = cleanUpFiles()) inform(delegate, QVRamDiskActionInfo_none, error);

@@ -5,23 +5,32 @@
 
 void QVRamDisk::performAction(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate,
                               std::int64_t threaded) {
+  reportRunningAction();
+  dispatch(action, delegate, threaded == 1);
+}
+
+void QVRamDisk::reportRunningAction() const {
   if (const std::int64_t running = this->action(); running != QVRamDiskActionNone)
     QVLogCriticalException(description(), "An other action is running:{}", running);
-  dispatch(action, delegate, threaded == 1);
 }
 
 // A disk counts as busy from here on, not only once its thread runs: nobody is to replace its
 // record, begin something else or end the program meanwhile. A system that gives no thread has the
 // caller wait: an eject or a save that is not done at all could cost files.
+void QVRamDisk::startOnThread(QVRamDiskAction action, Operation operation,
+                              const QVRamDiskDelegatePtr& delegate) {
+  setAction(action);
+  const auto work = [disk = shared_from_this(), operation, delegate] {
+    disk->runAlone(operation, delegate);
+  };
+  if (startDetached(work)) work();
+}
+
 void QVRamDisk::dispatch(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate,
                          bool threaded) {
   const auto start = [&](Operation operation, bool onThread) {
-    if (!onThread) return runAlone(operation, delegate);
-    setAction(action);
-    const auto work = [disk = shared_from_this(), operation, delegate] {
-      disk->runAlone(operation, delegate);
-    };
-    if (startDetached(work)) work();
+    if (onThread) return startOnThread(action, operation, delegate);
+    runAlone(operation, delegate);
   };
   switch (action) {
     case QVRamDiskActionCreate:
