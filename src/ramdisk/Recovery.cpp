@@ -152,7 +152,9 @@ QVErrorPtr VolumeRecovery::adopt() {
 }
 
 QVErrorPtr VolumeRecovery::undoCreation() {
+  noteAttachedDevice(disk_->identifier(), *node_);  // once unmounted nothing else leads to it
   if (auto error = QVRamDiskDevice::ejectRamDiskDeviceNode(node_, path_, false)) return error;
+  forgetAttachedDevice(disk_->identifier());
   disk_->setDeviceNode(std::nullopt);
   disk_->setPath(std::nullopt);
   disk_->update();

@@ -16,7 +16,7 @@ enum class RecoveryStep {
   FinishEject,     // the device is attached and not mounted: mount it, save it, eject it
   PutBack,         // the base is set aside and its directory is missing or empty: put it back
   KeepRescued,     // both the directory and a set-aside base hold files: keep the base by another name
-  GiveBack,        // a device was attached and nothing was put on it: detach it if that is so
+  GiveBack,        // a device was attached and never used, mounted nowhere: detach it if it is empty
   DropUnfinished,  // a save that was cut off left what the whole generation makes needless
 };
 

@@ -11,6 +11,7 @@
 #include "platform/Services.h"
 #include "ramdisk/ActionLock.h"
 #include "ramdisk/Rescue.h"
+#include "ramdisk/VolumeNotes.h"
 
 namespace {
 
@@ -67,8 +68,8 @@ std::optional<RecoveryFinding> StrayDevice::find() {
   isMounted_ = device->mountPoint == place_;  // a look that was cut off too
   if (device->mountPoint && !isMounted_) return std::nullopt;
   return RecoveryFinding{RecoveryStep::GiveBack, *node_,
-                         fmt::format("the device {} was attached by a creation that was cut off, "
-                                     "and nothing was put on it; it is given back if it is empty",
+                         fmt::format("the device {} was attached by a creation that was cut off "
+                                     "and is mounted nowhere; it is given back if it is empty",
                                      *node_)};
 }
 
@@ -94,7 +95,10 @@ bool StrayDevice::showVolume() const {
   return QVRamDiskDevice::deviceNodeFromPath(place_, error) == node_;
 }
 
+// A refill of this disk that was cut off is a copy that is never saved: what it came from is whole.
 bool StrayDevice::holdsNothing() const {
   QVRamDiskDevice::Infos infos;
-  return !QVRamDiskDevice::getExtentedRamDiskInfos(infos, place_) && !holdsUserFiles(place_);
+  if (!QVRamDiskDevice::getExtentedRamDiskInfos(infos, place_)) return !holdsUserFiles(place_);
+  const auto owner = infos.find("identifier");
+  return owner != infos.end() && identifier_ == owner->second && isRefillUnderWay(place_);
 }

@@ -1,7 +1,8 @@
 #pragma once
 // The device that a creation attached and that nothing gave back, as the program was killed before
-// its volume was mounted and labelled. A note in a file names the device from its attaching until
-// then. Nodes are given out again, so the note alone proves nothing: see StrayDevice::giveBack().
+// its volume was mounted and labelled, or while the creation was undone. A note in a file names the
+// device meanwhile. Nodes are given out again, so the note alone proves nothing: see
+// StrayDevice::giveBack().
 
 #include <optional>
 #include <string>

@@ -5,6 +5,7 @@
 #include "device/QVRamDiskDevice.h"
 #include "kinds/QVRamDiskManager.h"
 #include "ramdisk/StrayDevice.h"
+#include "ramdisk/VolumeNotes.h"
 #include "tests/support/EngineTest.h"
 
 namespace {
@@ -92,6 +93,24 @@ TEST_F(StrayDeviceTest, NothingIsGivenBackWhileAnActionRuns) {
   }
   EXPECT_EQ(recover(disk), Steps{RecoveryStep::GiveBack});
   EXPECT_EQ(deviceCount(), 0U);
+}
+
+// The recovery of a creation may be cut off in its turn, between unmounting and detaching.
+TEST_F(StrayDeviceTest, AnUndoneCreationIsUndoneToTheEnd) {
+  const auto disk = diskOver("cache", QVRamDiskBackupMode_Base);
+  scratch.file("home/desk/cache/old", "old");
+  ASSERT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
+  ASSERT_EQ(noteRefillBegun(folder("cache")), std::nullopt);
+  replaceTool(Tool::Attacher, "[ \"$1\" != detach ] || exit 3; exec '" +
+                                  places->realTool(Tool::Attacher) + "' \"$@\"");
+  QVErrorPtr error;
+  recoverCutOffActions(disk, error);
+  EXPECT_NE(error, nullptr);
+  places->replacements.clear();
+  disk->setDeviceNode(std::nullopt);
+  EXPECT_EQ(recover(disk), (Steps{RecoveryStep::GiveBack, RecoveryStep::PutBack}));
+  EXPECT_EQ(deviceCount(), 0U);
+  EXPECT_EQ(readFile(folder("cache") + "/old"), "old");
 }
 
 // A look at it was cut off as well.
