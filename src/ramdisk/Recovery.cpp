@@ -230,7 +230,7 @@ void putGenerationsBack(const QVRamDiskPtr& disk) {
 // The lock is held by who calls, so that it can be had once more here; without one nothing is done.
 std::optional<RecoveryFinding> giveBackStrayDevice(const QVRamDiskPtr& disk) {
   StrayDevice stray(disk->identifier());
-  const auto finding = stray.find();
+  auto finding = stray.find();
   if (!finding) return std::nullopt;
   QVErrorPtr error;
   const ActionLock lock = ActionLock::take(disk->identifier(), error);
