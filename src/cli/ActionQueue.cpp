@@ -94,12 +94,21 @@ QVRamDiskPtr ActionQueue::find(const Pending& pending) const {
   return nullptr;
 }
 
+// From before the list is read until what the action did is saved. That another program has it, the
+// action will find and say.
+void ActionQueue::lockFor(const Pending& pending) {
+  QVErrorPtr taken;
+  lock_ = ActionLock::take(pending.identifier, taken);
+}
+
 void ActionQueue::startNext() {
+  lock_.reset();
   if (pending_.empty()) return stop();
   if (interruption_.noted()) return stopEarly();
   const Pending next = pending_.front();
   pending_.pop_front();
-  if (const auto unreadable = registry_.load(context_)) {
+  lockFor(next);
+  if (const auto unreadable = registry_.loadSettled(context_)) {
     refuse(*unreadable);
     return stop();
   }
@@ -141,7 +150,7 @@ void ActionQueue::finished(const QVErrorPtr& error) {
   // The node of a device that is gone will soon be another's.
   if (verb_.action == QVRamDiskActionEject && !error) disk_->setDeviceNode(std::nullopt);
   sayHowItEnded(error);
-  if (const auto unwritten = registry_.saveDisk(disk_)) refuse(*unwritten);
+  if (const auto unwritten = registry_.saveStateOf(disk_)) refuse(*unwritten);
   goOn();
 }
 

@@ -30,7 +30,7 @@ DiskRecovery recoverDisk(Registry& registry, const QVRamDiskPtr& disk) {
     recovery.failure = Refusal{kActionFailed, nameOf(*disk) + ": " + errorText(*error),
                                "what an action left that was cut off is not put right yet"};
   if (recovery.findings.empty()) return recovery;
-  const auto unwritten = registry.saveDisk(disk);
+  const auto unwritten = registry.saveStateOf(disk);
   if (unwritten && !recovery.failure) recovery.failure = unwritten;
   return recovery;
 }
