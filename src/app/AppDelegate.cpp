@@ -130,10 +130,10 @@ void AppDelegate::mt_recoveredDidEnd() {
 }
 
 // What others changed in the file since it was read stays: making the disks may have taken long.
+// A failure is logged; the next start finds the disks.
 void AppDelegate::saveStartUpRegistry() {
   const std::lock_guard lock(mutex_);
-  ramDiskEntries_->readAgainKeepingStatesOf(recovered_);
-  ramDiskEntries_->writeRamDisksToDefaultLocation();
+  ramDiskEntries_->saveStatesOf(recovered_);
 }
 
 bool AppDelegate::applicationShouldTerminate() {

@@ -34,7 +34,8 @@ class StatusMenuController : public menu::MenuDelegate,
 
   // Blocks while an action runs, at most 30 seconds, and saves what those did that ended.
   void wantTerminate();
-  void synchronizeRamDiskEntries();
+  // Saves what the action did that ended.
+  void synchronizeRamDiskEntries(const QVRamDiskPtr& ramDisk);
   void updateDiskWarning();
   // An action runs, or has ended and is not saved yet: the list must not be read anew.
   bool isBusy() const;
@@ -81,7 +82,6 @@ class StatusMenuController : public menu::MenuDelegate,
   static std::shared_ptr<StatusMenuController> make();
   void installStatusItem(std::shared_ptr<menu::StatusBar> statusBar);
   void observeNotifications();
-  void saveStateOf(const QVRamDiskPtr& ramDisk);
   void tellFailure(const QVRamDisk& ramDisk, const QVErrorPtr& error);
   void activate() const;
   void updateRowsForDisplay(bool shown) const;
