@@ -30,7 +30,7 @@ void AppDelegate::applicationDidFinishLaunching() {
   ramDiskEntries_ = QVRamDiskEntries::init();
   ramDiskEntries_->readRamDisksFromDefaultLocation();
   makeMenuIfWanted();
-  QVRamDiskUtils::endOtherHelpers();
+  QVRamDiskUtils::endOtherHelpers(options_.service);
   if (options_.fromApp) {
     QVLogInfo(kClass, "Helper started from the principal app");
     stay();
