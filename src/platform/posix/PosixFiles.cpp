@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "platform/posix/DirectoryListing.h"
 #include "platform/posix/ExclusiveMove.h"
@@ -55,6 +56,19 @@ FileDescriptor openedForLocking(const std::string& path) {
   if (errno != EEXIST) return made;
   return FileDescriptor(open(path.c_str(), kOpen | O_CREAT, S_IRUSR | S_IWUSR));
 }
+
+// Closing alone would leave the lock to a program that is just being started, until that has become
+// what it is to be.
+class LockedFile {
+ public:
+  explicit LockedFile(FileDescriptor file) : file_(std::move(file)) {}
+  ~LockedFile() { flock(file_.get(), LOCK_UN); }
+  LockedFile(const LockedFile&) = delete;
+  LockedFile& operator=(const LockedFile&) = delete;
+
+ private:
+  FileDescriptor file_;
+};
 
 }  // namespace
 
@@ -123,9 +137,9 @@ Failure PosixFiles::replaceContents(const std::string& path, std::string_view by
 }
 
 Result<std::shared_ptr<void>> PosixFiles::lock(const std::string& path) {
-  auto file = std::make_shared<FileDescriptor>(openedForLocking(path));
-  if (!*file || flock(file->get(), LOCK_EX | LOCK_NB) != 0) return lastPosixError(path);
-  return std::shared_ptr<void>(std::move(file));
+  FileDescriptor file(openedForLocking(path));
+  if (!file || flock(file.get(), LOCK_EX | LOCK_NB) != 0) return lastPosixError(path);
+  return std::shared_ptr<void>(std::make_shared<LockedFile>(std::move(file)));
 }
 
 Failure PosixFiles::flush(const std::string& folder) { return flushFileSystem(folder); }
