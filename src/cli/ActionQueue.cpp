@@ -27,6 +27,9 @@ QVRamDiskAction actionOfStage(QVRamDiskActionInfo info, QVRamDiskAction running)
   return info == QVRamDiskActionInfo_remounting ? QVRamDiskActionRemount : QVRamDiskActionEject;
 }
 
+// Where another program acts on the disk, that knows its state.
+bool didBegin(const QVErrorPtr& error) { return !error || error->reason() != "lock"; }
+
 }  // namespace
 
 // A record as it was when it reported.
@@ -150,7 +153,8 @@ void ActionQueue::finished(const QVErrorPtr& error) {
   // The node of a device that is gone will soon be another's.
   if (verb_.action == QVRamDiskActionEject && !error) disk_->setDeviceNode(std::nullopt);
   sayHowItEnded(error);
-  if (const auto unwritten = registry_.saveStateOf(disk_)) refuse(*unwritten);
+  if (didBegin(error))
+    if (const auto unwritten = registry_.saveStateOf(disk_)) refuse(*unwritten);
   goOn();
 }
 

@@ -3,6 +3,7 @@
 #include "cli/DiskNames.h"
 #include "cli/ErrorText.h"
 #include "cli/Interruption.h"
+#include "ramdisk/ActionLock.h"
 #include "settings/DiskState.h"
 
 namespace cli {
@@ -25,6 +26,8 @@ void warnOf(Context& context, const DiskRecovery& recovery) {
 DiskRecovery recoverDisk(Registry& registry, const QVRamDiskPtr& disk) {
   DiskRecovery recovery{disk, {}, {}};
   QVErrorPtr error;
+  const auto lock = ActionLock::take(disk->identifier(), error);  // until what was found is saved
+  error = nullptr;                                                // the recovery says so itself
   recovery.findings = recoverCutOffActions(disk, error);
   if (error)
     recovery.failure = Refusal{kActionFailed, nameOf(*disk) + ": " + errorText(*error),
