@@ -1,5 +1,7 @@
 #include "ramdisk/RegistryLock.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdint>
 
@@ -14,7 +16,8 @@ using platform::services;
 constexpr std::chrono::milliseconds kPass(2);
 
 bool isUnsupported(std::int64_t code) {
-  return code == ENOLCK || code == ENOTSUP || code == EOPNOTSUPP || code == ENOSYS;
+  constexpr std::array kCodes = {ENOLCK, ENOTSUP, EOPNOTSUPP, ENOSYS};  // two may be the same
+  return std::find(kCodes.begin(), kCodes.end(), code) != kCodes.end();
 }
 
 }  // namespace
