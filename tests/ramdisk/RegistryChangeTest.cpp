@@ -22,7 +22,7 @@ using Reason = RegistryFailure::Reason;
 
 // Of whoever changes the file here.
 constexpr uid_t kUser = 1000;
-constexpr int kRounds = 100;
+constexpr unsigned kRounds = 100;
 
 class RegistryChangeTest : public EngineTest {
  protected:
@@ -76,7 +76,7 @@ class RegistryChangeTest : public EngineTest {
 // round before last.
 bool workAs(const std::string& path, const std::string& name) {
   std::deque<std::string> own;
-  for (int round = 0; round < kRounds; ++round) {
+  for (unsigned round = 0; round < kRounds; ++round) {
     const auto failure = RegistryFile(path).change(
         [&](auto& contents) {
           auto& disks = contents->ramDisks;
@@ -108,12 +108,12 @@ TEST_F(RegistryChangeTest, NoneIsLostThatProgramsAndThreadsMakeAtTheSameTime) {
   EXPECT_TRUE(didWork && one.ended() && two.ended());
   std::set<std::string> expected = {"shared"};
   for (const char* name : {"one ", "two ", "thread ", "main "})
-    for (const int round : {kRounds - 2, kRounds - 1})
+    for (const unsigned round : {kRounds - 2, kRounds - 1})
       expected.insert(name + std::to_string(round));
   std::set<std::string> names;
   for (const auto& disk : saved().ramDisks) names.insert(*disk->name());
   EXPECT_EQ(names, expected);
-  EXPECT_EQ(shared()->size(), before + 4 * kRounds);
+  EXPECT_EQ(shared()->size(), before + 4U * kRounds);
 }
 
 // The clock is the test's own: what is waited takes no time.
