@@ -83,7 +83,8 @@ class LinuxDefaultsTest : public testing::Test {
     EXPECT_EQ(isDark(), dark);
   }
   std::unique_ptr<LinuxDefaults> anew() const {
-    return std::make_unique<LinuxDefaults>(FileDefaults(folder.path("defaults.plist")), bus.address());
+    return std::make_unique<LinuxDefaults>(FileDefaults(folder.path("defaults.plist")),
+                                           bus.address());
   }
 
   PrivateBus bus;
