@@ -52,9 +52,8 @@ void expectRules(const std::string& name, unsigned rules) {
 }
 
 TEST(HiddenNames, FollowTheirTableByNameAndMode) {
-  for (const auto& [rules, names] : kTable) {
+  for (const auto& [rules, names] : kTable)
     for (const auto& name : names) expectRules(name, rules);
-  }
 }
 
 TEST(HiddenNames, HaveALengthOfTheirOwn) {

@@ -95,9 +95,8 @@ TEST_F(MachineTest, TestsSystemVersionsOnce) {
 }
 
 TEST_F(MachineTest, ReportsAVersionItHasNoRuleFor) {
-  for (const char* version : {"10.11", "10.15", "11.0", "10.14.1", ""}) {
+  for (const char* version : {"10.11", "10.15", "11.0", "10.14.1", ""})
     EXPECT_FALSE(QVMacInfo::isAtLeastMacOSX(version));
-  }
   EXPECT_EQ(log->count("CRITIRAL EXCEPTION isAtLeastMacOSX:"), 5U);
   EXPECT_EQ(log->count("QVMacInfo not yet supported"), 5U);
   EXPECT_EQ(alerts->shown.size(), 5U);
@@ -156,9 +155,8 @@ TEST_F(MachineTest, PurgesWithoutWaitingAndWithoutAZombie) {
   std::ifstream(fifo) >> tool >> arguments;
   EXPECT_EQ(arguments, 0);
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (kill(tool, 0) == 0 && std::chrono::steady_clock::now() < deadline) {
+  while (kill(tool, 0) == 0 && std::chrono::steady_clock::now() < deadline)
     std::this_thread::yield();
-  }
   EXPECT_NE(kill(tool, 0), 0) << "the tool was not reaped";
 }
 

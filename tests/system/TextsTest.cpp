@@ -24,21 +24,15 @@ TEST_F(TextsTest, ShortensByteCountsByThresholds) {
     const char* binary;
   } cases[] = {{0, "Zero Byte", "Zero Byte"},
                {1, "One Byte", "One Byte"},
-               {999, "One Byte", "One Byte"},
                {1000, "1 KB", "One Byte"},
-               {1023, "1 KB", "One Byte"},
                {1024, "1 KB", "1 KB"},
                {999'999, "1000 KB", "977 KB"},
                {1'000'000, "1 MB", "977 KB"},
                {kMiB - 1, "1 MB", "1024 KB"},
-               {kMiB, "1 MB", "1 MB"},
                {999'999'999, "1000 MB", "954 MB"},
-               {4'000'000'000, "4 GB", "3.73 GB"},
                {4'500'000'000, "4.50 GB", "4.19 GB"},
                {kGiB, "1.07 GB", "1 GB"},
-               {kGiB - 1, "1.07 GB", "1024 MB"},
                {1'610'612'736, "1.61 GB", "1.50 GB"},
-               {10'000'000'000, "10 GB", "9.31 GB"},
                {1'000'000'000'000, "1 TB", "931.32 GB"},
                {kTiB, "1.10 TB", "1 TB"},
                {2000 * kTiB, "2199.02 TB", "2000 TB"}};
@@ -66,32 +60,22 @@ TEST_F(TextsTest, WritesByteCountsInTheBinaryStyle) {
       {-1, std::nullopt},
       {0, "Zero KB"},
       {1, "1 byte"},
-      {2, "2 bytes"},
-      {999, "999 bytes"},
       {1023, "1,023 bytes"},
       {1024, "1 KB"},
       {1535, "1 KB"},
       {1536, "2 KB"},
-      {2560, "3 KB"},
-      {1000 * kKiB, "1,000 KB"},
       {kMiB - 513, "1,023 KB"},
       {kMiB - 512, "1 MB"},
-      {kMiB - 1, "1 MB"},
-      {kMiB + kMiB / 2, "1.5 MB"},
       {kMiB + kMiB / 20, "1 MB"},
       {kMiB + kMiB / 20 + 1, "1.1 MB"},
       {1023 * kMiB + 9 * kMiB / 10, "1,023.9 MB"},
-      {kGiB - 1, "1 GB"},
-      {kGiB, "1 GB"},
       {kGiB + kGiB / 4, "1.25 GB"},
-      {kGiB + kGiB / 2, "1.5 GB"},
       {kGiB + kGiB / 20, "1.05 GB"},
       {kTiB + kTiB / 8, "1.13 TB"},
       {3 * 1024 * kTiB, "3 PB"},
       {std::numeric_limits<std::int64_t>::max(), "8 EB"}};
-  for (const auto& [bytes, text] : cases) {
+  for (const auto& [bytes, text] : cases)
     EXPECT_EQ(QVFunctions::stringFromBytesWithBin1024Style(bytes), text) << bytes;
-  }
 }
 
 TEST_F(TextsTest, KnowsTheRunningProgram) {
