@@ -18,7 +18,6 @@ TEST_F(Disks, WrongWordsAreRefusedBeforeAnythingHappens) {
   const std::vector<Refused> cases = {
       {"", {}, 64, "no command"},
       {"fdisk", {}, 64, "no command"},
-      {"hdiutil", {}, 64, "no command"},
       {"hdiutil", {"eject", "/dev/disk4"}, 64, "unknown command eject"},
       {"hdiutil", {"attach", "ram://8"}, 64, "-nomount is missing"},
       {"hdiutil", {"attach", "-nomount"}, 64, "an argument is missing"},
@@ -36,7 +35,6 @@ TEST_F(Disks, WrongWordsAreRefusedBeforeAnythingHappens) {
       {"hdiutil", {"attach", "-nomount", tooMuch}, 1, "No space left"},
       {"hdiutil", {"detach", "/dev/disk4"}, 1, "there is no /dev/disk4"},
       {"hdiutil", {"detach", "/dev/disk04"}, 1, "not a device node"},
-      {"hdiutil", {"detach", "/dev/sda"}, 1, "not a device node"},
       {"hdiutil", {"detach", "/dev/disk4/../disk5"}, 1, "not a device node"},
       {"newfs_hfs", {"/dev/disk4"}, 64, "-v is missing"},
       {"newfs_hfs", {"-v", "", "/dev/disk4"}, 1, "path component"},
@@ -56,7 +54,6 @@ TEST_F(Disks, WrongWordsAreRefusedBeforeAnythingHappens) {
       {"umount", {"-f", "/"}, 1, "not a mount point of ours"},
       {"umount", {"-f", "/run/.."}, 1, "not a mount point of ours"},
       {"umount", {"-f", "/run"}, 1, "no device is mounted at /run"},
-      {"umount", {"-f", scratch.path()}, 1, "no device is mounted"},
       {"umount", {"-f", scratch.path("missing")}, 1, "no device is mounted"},
       {"diskutil", {"erasevolume", "FAT", "n", "/dev/disk4"}, 1, "unknown format FAT"},
       {"diskutil", {"erasevolume", "HFS+", "n"}, 64, "an argument is missing"},
@@ -92,14 +89,8 @@ TEST(Usage, TheProgramsOwnNameTakesTheAppletAsItsFirstArgument) {
 }
 
 TEST(MountOptions, OnlyEverTakeRightsAway) {
-  struct Case {
-    Words given;
-    std::optional<std::uint64_t> added;
-  };
-  const std::vector<Case> cases = {
+  const std::pair<Words, std::optional<std::uint64_t>> cases[] = {
       {{}, 0},
-      {{"noatime"}, 0},
-      {{"noatime", "nobrowse"}, 0},
       {{"noatime,nobrowse,nosuid,nodev"}, 0},
       {{"noexec"}, MOUNT_ATTR_NOEXEC},
       {{"rdonly,noexec", "noatime"}, MOUNT_ATTR_RDONLY | MOUNT_ATTR_NOEXEC},
@@ -111,12 +102,10 @@ TEST(MountOptions, OnlyEverTakeRightsAway) {
       {{""}, {}},
   };
   constexpr std::uint64_t always = MOUNT_ATTR_NOSUID | MOUNT_ATTR_NODEV | MOUNT_ATTR_NOATIME;
-  for (const Case& each : cases) {
-    auto attributes = disktools::mountAttributes(each.given);
-    ASSERT_EQ(static_cast<bool>(attributes), each.added.has_value());
-    if (each.added) {
-      EXPECT_EQ(*attributes, always | *each.added);
-    }
+  for (const auto& [given, added] : cases) {
+    auto attributes = disktools::mountAttributes(given);
+    ASSERT_EQ(static_cast<bool>(attributes), added.has_value()) << testing::PrintToString(given);
+    EXPECT_EQ(attributes ? *attributes : always, always | added.value_or(0));
   }
 }
 
