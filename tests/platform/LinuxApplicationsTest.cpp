@@ -238,13 +238,13 @@ TEST_F(LinuxApplicationsTest, SeesWhatAScriptStarts) {
 // Links into the launcher of all snaps must not make every snap a copy of one.
 TEST_F(LinuxApplicationsTest, TellsSnapsApart) {
   sleeper("usr/bin/snap");
-  for (const char* name : {"firefox", "chromium"}) {
-    std::filesystem::create_directories(system.path("snap/bin"));
-    std::filesystem::create_symlink(system.path("usr/bin/snap"), system.path("snap/bin/") + name);
-    entry(name, "Exec=env HINT=/x " + system.path("snap/bin/") + name + " %u\n");
+  system.directory("snap/bin");
+  for (const std::string name : {"firefox", "chromium"}) {
+    std::filesystem::create_symlink(system.path("usr/bin/snap"), system.path("snap/bin/" + name));
+    entry(name, "Exec=env HINT=/x " + system.path("snap/bin/" + name) + " %u\n");
   }
-  Companion launcher({system.path("usr/bin/snap"), "1000"});
-  Companion firefox({sleeper("snap/firefox/12/usr/lib/firefox"), "1000"});
+  const Companion launcher({system.path("usr/bin/snap"), "1000"});
+  const Companion firefox({sleeper("snap/firefox/12/usr/lib/firefox"), "1000"});
   EXPECT_EQ(runningNumbers(kFirefox + std::string(kSnapEnd)),
             std::vector<std::int64_t>{firefox.process()});
   EXPECT_TRUE(runningNumbers(kChromium + std::string(kSnapEnd)).empty());
