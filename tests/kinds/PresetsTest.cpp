@@ -92,12 +92,10 @@ const std::vector<Row> kRows = {
     {3, "any", kXcode, 1, {.system = 15}},
     {3, "none", kXcode, -1},
     {3, "any", kXcode, 0, {.isReadOnly = true}},
-    {4, "5.1", kSupport, 1},
+    {4, "5.1", kSupport, 1, {.isReadOnly = true}},
     {4, "5.1", "Library", 0},
     {4, "6.0", kSupport, -1},
-    {4, "15.0", "Library", -1},
-    {5, "6.0", kDeveloper, 1},
-    {5, "15.0", kDeveloper, 1, {.system = 15, .isReadOnly = true}},
+    {5, "6.0", kDeveloper, 1, {.system = 15, .isReadOnly = true}},
     {5, "5.1", kDeveloper, -1},
     {5, "any", kDeveloper, -1},
     {5, "6.0", "Library", 0},
@@ -105,7 +103,6 @@ const std::vector<Row> kRows = {
     {5, "5.0", kDevices + "/AB-12", -1, {.device = "AB-12"}},
     {6, "any", kCaches + "/AppCode2019.3", 1},
     {6, "any", kCaches + "/MyAppCode", 0},
-    {7, "54.0/1", kCaches, 1},
     {7, "54.0/1", kCaches, 1, {.system = 15, .isReadOnly = true, .device = "AB-12"}},
     {7, "53.9/99", kCaches, 0},
     {7, "any", kCaches, 0},
@@ -213,12 +210,6 @@ TEST(Presets, OfLinux) {
 TEST(Presets, OfLinuxFollowThePackageSystem) {
   World world;
   world.places->kinds = platform::linuxKindTable(world.home(), world.home(".cache"));
-  const auto install = [&](const std::string& identifier, const std::string& caches) {
-    const auto path = world.scratch.executable("bin/" + identifier, "");
-    world.applications->paths[identifier] = path;
-    setVersions(world, path, "128.0", "128.0");
-    if (!caches.empty()) world.scratch.directory("home/" + caches);
-  };
   const struct {
     std::int64_t type;
     std::string identifier;
@@ -234,9 +225,11 @@ TEST(Presets, OfLinuxFollowThePackageSystem) {
       {9, "com.operasoftware.Opera.snap", "snap/opera/common/.cache", "opera"},
       {9, "com.operasoftware.Opera.flatpak", ".var/app/com.opera.Opera/cache", "opera"}};
   for (const auto& [type, identifier, caches, name] : cases) {
-    install(identifier, "");
+    const auto path = world.scratch.executable("bin/" + identifier, "");
+    world.applications->paths[identifier] = path;
+    setVersions(world, path, "128.0", "128.0");
     EXPECT_EQ(shown(world, type), "0") << identifier << " has not run yet";
-    install(identifier, caches);
+    world.scratch.directory("home/" + caches);
     EXPECT_EQ(shown(world, type), "1 '" + name + "' " + caches + " 1000000000");
     world.applications->applications = {{1, identifier, "Name"}};
     EXPECT_TRUE(QVRamDiskManager::hasRunningAppForType(static_cast<QVRamDiskType>(type), nullptr));
