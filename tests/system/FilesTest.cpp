@@ -12,6 +12,7 @@ namespace fs = std::filesystem;
 namespace {
 
 using Text = std::optional<std::string>;
+using namespace std::string_literals;
 
 class FilesTest : public SystemTest {};
 
@@ -23,20 +24,15 @@ std::string repeated(std::string_view text, int times) {
 
 TEST_F(FilesTest, AcceptsOnlyLegalNames) {
   for (const auto& name :
-       {std::string("RamDisk"), std::string(".hidden"), std::string("a b-c_1.2"),
-        std::string("Gr\u00FCn (1) #2 \u65E5\u672C"), std::string("*?'%&!"), repeated("a", 254),
-        repeated("\u00FC", 254), repeated("\U00020000", 127)}) {
+       {"RamDisk"s, ".hidden"s, "a b-c_1.2"s, "Gr\u00FCn (1) #2 \u65E5\u672C"s, "*?'%&!"s,
+        repeated("a", 254), repeated("\u00FC", 254), repeated("\U00020000", 127)})
     EXPECT_TRUE(QVFunctions::isLegalFilename(name)) << name;
-  }
   for (const auto& name :
-       {std::string(), repeated("a", 255), repeated("\U00020000", 128), std::string("a\nb"),
-        std::string("a\u2028"), std::string("\u0085"), std::string("a\x7F"), std::string("a\0b", 3),
-        std::string("a\u200Db"), std::string("\u0378"), std::string("\uFFFE"),
-        std::string("\U0001F600"), std::string("a\xFF")}) {
+       {""s, repeated("a", 255), repeated("\U00020000", 128), "a\nb"s, "a\u2028"s, "\u0085"s,
+        "a\x7F"s, "a\0b"s, "a\u200Db"s, "\u0378"s, "\uFFFE"s, "\U0001F600"s, "a\xFF"s})
     EXPECT_FALSE(QVFunctions::isLegalFilename(name)) << name;
-  }
-  for (const char c : std::string_view("+$^~=`:/\\|\"<>"))
-    EXPECT_FALSE(QVFunctions::isLegalFilename(std::string("a") + c + "b")) << c;
+  for (const char c : "+$^~=`:/\\|\"<>"s)
+    EXPECT_FALSE(QVFunctions::isLegalFilename("a"s + c + "b")) << c;
   EXPECT_FALSE(QVFunctions::isLegalFilename(std::nullopt));
 }
 
