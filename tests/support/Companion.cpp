@@ -13,6 +13,7 @@ namespace {
 
 pid_t start(std::vector<std::string> command, int tellOn, const std::string& log) {
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (auto& part : command) arguments.push_back(part.data());
   arguments.push_back(nullptr);
   posix_spawn_file_actions_t actions;
