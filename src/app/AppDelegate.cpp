@@ -1,12 +1,10 @@
 #include "app/AppDelegate.h"
 
-#include <system_error>
-#include <thread>
-
 #include "core/QVError.h"
 #include "core/QVLog.h"
 #include "platform/Services.h"
 #include "ramdisk/Recovery.h"
+#include "system/DetachedThread.h"
 #include "system/QVRamDiskUtils.h"
 
 using app::SessionSave;
@@ -30,7 +28,7 @@ void AppDelegate::applicationDidFinishLaunching() {
   ramDiskEntries_ = QVRamDiskEntries::init();
   ramDiskEntries_->readRamDisksFromDefaultLocation();
   makeMenuIfWanted();
-  QVRamDiskUtils::endOtherHelpers();
+  QVRamDiskUtils::endOtherHelpers(options_.service);
   if (options_.fromApp) {
     QVLogInfo(kClass, "Helper started from the principal app");
     stay();
@@ -55,15 +53,11 @@ void AppDelegate::stay() {
 // A system that gives no thread has the disks made on this one, before anything else.
 void AppDelegate::startRecovery() {
   recovering_ = true;
-  try {
-    std::thread([self = shared_from_this(), entries = ramDiskEntries_,
-                 disks = ramDiskEntries_->ramDisks()] {
-      self->qv_recoverRamDiskEntries(*entries, disks);
-    }).detach();
-  } catch (const std::system_error& error) {
-    QVLogError(kClass, "thread==nil error:{}", error.what());
-    qv_recoverRamDiskEntries(*ramDiskEntries_, ramDiskEntries_->ramDisks());
-  }
+  const auto work = [self = shared_from_this(), entries = ramDiskEntries_,
+                     disks = ramDiskEntries_->ramDisks()] {
+    self->qv_recoverRamDiskEntries(*entries, disks);
+  };
+  if (startDetached(work)) work();
 }
 
 void AppDelegate::qv_recoverRamDiskEntries(QVRamDiskEntries& entries, const Disks& disks) {
@@ -130,10 +124,10 @@ void AppDelegate::mt_recoveredDidEnd() {
 }
 
 // What others changed in the file since it was read stays: making the disks may have taken long.
+// A failure is logged; the next start finds the disks.
 void AppDelegate::saveStartUpRegistry() {
   const std::lock_guard lock(mutex_);
-  ramDiskEntries_->readAgainKeepingStatesOf(recovered_);
-  ramDiskEntries_->writeRamDisksToDefaultLocation();
+  ramDiskEntries_->saveStatesOf(recovered_);
 }
 
 bool AppDelegate::applicationShouldTerminate() {

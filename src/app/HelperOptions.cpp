@@ -22,7 +22,7 @@ namespace {
 
 bool take(const std::string& argument, HelperOptions& options) {
   if (argument == "--no-menu") return !(options.menu = false);
-  if (argument == "--service") return options.service = true;
+  if (argument == kServiceArgument) return options.service = true;
   if (argument == "--verbose" || argument == "-v") return options.verbose = true;
   if (argument == "--version") return options.version = true;
   if (argument == "--help" || argument == "-h") return options.help = true;

@@ -27,6 +27,9 @@ QVRamDiskAction actionOfStage(QVRamDiskActionInfo info, QVRamDiskAction running)
   return info == QVRamDiskActionInfo_remounting ? QVRamDiskActionRemount : QVRamDiskActionEject;
 }
 
+// Where another program acts on the disk, that knows its state.
+bool didBegin(const QVErrorPtr& error) { return !error || error->reason() != "lock"; }
+
 }  // namespace
 
 // A record as it was when it reported.
@@ -94,12 +97,21 @@ QVRamDiskPtr ActionQueue::find(const Pending& pending) const {
   return nullptr;
 }
 
+// From before the list is read until what the action did is saved. That another program has it, the
+// action will find and say.
+void ActionQueue::lockFor(const Pending& pending) {
+  QVErrorPtr taken;
+  lock_ = ActionLock::take(pending.identifier, taken);
+}
+
 void ActionQueue::startNext() {
+  lock_.reset();
   if (pending_.empty()) return stop();
   if (interruption_.noted()) return stopEarly();
   const Pending next = pending_.front();
   pending_.pop_front();
-  if (const auto unreadable = registry_.load(context_)) {
+  lockFor(next);
+  if (const auto unreadable = registry_.loadSettled(context_)) {
     refuse(*unreadable);
     return stop();
   }
@@ -123,9 +135,11 @@ void ActionQueue::startOn(const QVRamDiskPtr& disk) {
   disk_ = disk;
   name_ = nameOf(*disk);
   started_ = std::chrono::steady_clock::now();
-  registry_.entries().startAction(verb_.action, disk, 1);
-  // This one runs at once and reports nothing.
-  if (verb_.action == QVRamDiskActionCleanUpFiles) finished(nullptr);
+  auto& entries = registry_.entries();
+  if (verb_.action == QVRamDiskActionCleanUpFiles)
+    disk->startCleanUp(entries.shared_from_this());
+  else
+    entries.startAction(verb_.action, disk, 1);
 }
 
 void ActionQueue::reported(const Stage& stage) {
@@ -141,7 +155,8 @@ void ActionQueue::finished(const QVErrorPtr& error) {
   // The node of a device that is gone will soon be another's.
   if (verb_.action == QVRamDiskActionEject && !error) disk_->setDeviceNode(std::nullopt);
   sayHowItEnded(error);
-  if (const auto unwritten = registry_.saveDisk(disk_)) refuse(*unwritten);
+  if (didBegin(error))
+    if (const auto unwritten = registry_.saveStateOf(disk_)) refuse(*unwritten);
   goOn();
 }
 

@@ -11,6 +11,7 @@
 #include "cli/Interruption.h"
 #include "cli/Registry.h"
 #include "platform/MainLoop.h"
+#include "ramdisk/ActionLock.h"
 
 namespace cli {
 
@@ -34,6 +35,7 @@ class ActionQueue {
   };
 
   void startNext();
+  void lockFor(const Pending& pending);
   void startOn(const QVRamDiskPtr& disk);
   std::optional<Refusal> refusalOf(const QVRamDisk& disk) const;
   void reported(const Stage& stage);
@@ -55,8 +57,9 @@ class ActionQueue {
   const Interruption interruption_;
   Registry registry_;
   std::deque<Pending> pending_;
-  QVRamDiskPtr disk_;  // the running one
-  std::string name_;   // its name, as the user knows it
+  std::optional<ActionLock> lock_;  // of the running one
+  QVRamDiskPtr disk_;               // the running one
+  std::string name_;                // its name, as the user knows it
   std::chrono::steady_clock::time_point started_;
   bool saidInterrupted_ = false;
   int status_ = kDone;

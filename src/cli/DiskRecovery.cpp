@@ -3,6 +3,7 @@
 #include "cli/DiskNames.h"
 #include "cli/Interruption.h"
 #include "extensions/ErrorText.h"
+#include "ramdisk/ActionLock.h"
 #include "settings/DiskState.h"
 
 namespace cli {
@@ -25,12 +26,14 @@ void warnOf(Context& context, const DiskRecovery& recovery) {
 DiskRecovery recoverDisk(Registry& registry, const QVRamDiskPtr& disk) {
   DiskRecovery recovery{disk, {}, {}};
   QVErrorPtr error;
+  const auto lock = ActionLock::take(disk->identifier(), error);  // until what was found is saved
+  error = nullptr;                                                // the recovery says so itself
   recovery.findings = recoverCutOffActions(disk, error);
   if (error)
     recovery.failure = Refusal{kActionFailed, nameOf(*disk) + ": " + extensions::errorText(*error),
                                "what an action left that was cut off is not put right yet"};
   if (recovery.findings.empty()) return recovery;
-  const auto unwritten = registry.saveDisk(disk);
+  const auto unwritten = registry.saveStateOf(disk);
   if (unwritten && !recovery.failure) recovery.failure = unwritten;
   return recovery;
 }

@@ -97,8 +97,13 @@ Refusal ofRegistry(const Problem& problem) {
       return {kActionFailed, "the registry " + problem.path + " cannot be read",
               "restore it from a backup or move it away to start with an empty list"};
     case Reason::Unwritable:
-      return {kActionFailed, "the registry " + problem.path + " cannot be written",
-              "check the permissions of its folder and the free space there"};
+      return {kActionFailed,
+              "the registry " + problem.path + " cannot be written (" + problem.text + ")",
+              "check the permissions of this file and of its folder, and the free space there"};
+    case Reason::RegistryBusy:
+      return {kActionFailed,
+              "another program keeps the registry locked and does not come to an end",
+              "end it and try again; 'fuser " + problem.path + "' shows which it is"};
     case Reason::Gone:
       return {kNoSuchDisk, "the disk is there no more", {}};
     default:
@@ -123,6 +128,9 @@ Refusal ofDisk(const Problem& problem) {
       return {kRefused,
               problem.subject + ": the directory's own contents still lie aside in " + problem.path,
               "create and eject the disk to put them back, or move them yourself"};
+    case Reason::Acting:
+      return {kRefused, "another program is working on " + problem.subject,
+              "try again when it is done"};
     case Reason::Full:
       return {kRefused, "there are 15 disks already, the most there can be",
               "remove one first with 'tarnvale remove'"};
@@ -153,12 +161,14 @@ Refusal refusalOf(const Problem& problem) {
     case Reason::NoFolder:
     case Reason::Unreadable:
     case Reason::Unwritable:
+    case Reason::RegistryBusy:
       return ofRegistry(problem);
     case Reason::PostCommand:
     case Reason::SharedPlace:
     case Reason::NoBase:
     case Reason::BaseAside:
     case Reason::Created:
+    case Reason::Acting:
     case Reason::Full:
       return ofDisk(problem);
   }

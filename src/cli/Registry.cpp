@@ -4,20 +4,41 @@
 
 namespace cli {
 
-std::optional<Refusal> Registry::load(Context& context) {
-  if (const auto problem = registry_.load()) return refusalOf(*problem);
+void Registry::warnOfDamage(Context& context) {
   const bool damaged = registry_.isPartlyDamaged();
   if (damaged && !warned_)
     context.warn("part of the registry " + RegistryFile::defaultPath().value_or("") +
                  " cannot be read; a copy of it is kept before it is changed");
   warned_ = warned_ || damaged;
-  return std::nullopt;
 }
 
-std::optional<Refusal> Registry::save() { return refusalOf(registry_.save()); }
+std::optional<Refusal> Registry::loaded(Context& context,
+                                        const std::optional<settings::Problem>& problem) {
+  if (!problem) warnOfDamage(context);
+  return refusalOf(problem);
+}
 
-std::optional<Refusal> Registry::saveDisk(const QVRamDiskPtr& disk) {
-  return refusalOf(registry_.saveDisk(disk));
+std::optional<Refusal> Registry::load(Context& context) {
+  return loaded(context, registry_.load());
+}
+
+std::optional<Refusal> Registry::loadSettled(Context& context) {
+  return loaded(context, registry_.loadSettled());
+}
+
+std::optional<Refusal> Registry::change(Context& context,
+                                        const std::function<std::optional<Refusal>()>& edit) {
+  std::optional<Refusal> refused;
+  const auto problem = registry_.change([&]() -> std::optional<settings::Problem> {
+    warnOfDamage(context);
+    refused = edit();
+    return refused ? std::optional(settings::Problem{}) : std::nullopt;
+  });
+  return refused ? refused : refusalOf(problem);
+}
+
+std::optional<Refusal> Registry::saveStateOf(const QVRamDiskPtr& disk) {
+  return refusalOf(registry_.saveStateOf(disk));
 }
 
 std::optional<Registry> openRegistry(Context& context, int& status) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -18,15 +19,24 @@ class Registry {
   // Reads the file anew. Warns of records that could not be read, once.
   std::optional<Refusal> load(Context& context);
 
+  // The same for an action that begins: see settings::Registry.
+  std::optional<Refusal> loadSettled(Context& context);
+
   QVRamDiskEntries& entries() { return registry_.entries(); }
   const std::vector<QVRamDiskPtr>& disks() const { return registry_.disks(); }
 
-  // Writes the list and tells the user's other programs.
-  std::optional<Refusal> save();
-  // The same for one disk whose action may have taken long.
-  std::optional<Refusal> saveDisk(const QVRamDiskPtr& disk);
+  // Reads the file anew, edits and saves it in one go. With a refusal nothing is saved.
+  std::optional<Refusal> change(Context& context,
+                                const std::function<std::optional<Refusal>()>& edit);
+  // The same for what an action made of one disk.
+  std::optional<Refusal> saveStateOf(const QVRamDiskPtr& disk);
+
+  settings::Registry& room() { return registry_; }  // for the edits that the programs share
 
  private:
+  void warnOfDamage(Context& context);
+  std::optional<Refusal> loaded(Context& context, const std::optional<settings::Problem>& problem);
+
   settings::Registry registry_;
   bool warned_ = false;
 };

@@ -50,6 +50,7 @@ const Words<RecoveryStep>& recoveryStepWords() {
                                           {RecoveryStep::FinishEject, "finishEject"},
                                           {RecoveryStep::PutBack, "putBack"},
                                           {RecoveryStep::KeepRescued, "keepRescued"},
+                                          {RecoveryStep::GiveBack, "giveBack"},
                                           {RecoveryStep::DropUnfinished, "dropUnfinished"}}};
   return words;
 }

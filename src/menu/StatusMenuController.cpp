@@ -77,6 +77,7 @@ void StatusMenuController::wantTerminate() {
   ramDiskEntries_->waitingEndAll();
   const auto acting = acting_;
   for (const auto& [ramDisk, what] : acting) mt_ramDiskDidUpdated(ramDisk);
+  ramDiskEntries_->saveStatesOf({});  // what another program kept the list from
 }
 
 void StatusMenuController::activate() const {

@@ -34,7 +34,8 @@ class StatusMenuController : public menu::MenuDelegate,
 
   // Blocks while an action runs, at most 30 seconds, and saves what those did that ended.
   void wantTerminate();
-  void synchronizeRamDiskEntries();
+  // Saves what the action did that ended.
+  void synchronizeRamDiskEntries(const QVRamDiskPtr& ramDisk);
   void updateDiskWarning();
   // An action runs, or has ended and is not saved yet: the list must not be read anew.
   bool isBusy() const;
@@ -85,7 +86,6 @@ class StatusMenuController : public menu::MenuDelegate,
   static std::shared_ptr<StatusMenuController> make();
   void installStatusItem(std::shared_ptr<menu::StatusBar> statusBar);
   void observeNotifications();
-  void saveStateOf(const QVRamDiskPtr& ramDisk);
   void tellFailure(const QVRamDisk& ramDisk, const QVErrorPtr& error, QVRamDiskAction action);
   void noticeOtherRows();
   void activate() const;
@@ -96,10 +96,9 @@ class StatusMenuController : public menu::MenuDelegate,
   QVRamDiskPtr recordOf(const menu::MenuItem& item) const;
   std::optional<ActionLock> lockForActing(const QVRamDiskPtr& ramDisk);
   bool isStillAsShown(QVRamDiskAction action, const QVRamDiskPtr& ramDisk);
-  bool isStillShown(const std::string& folder);
+  bool isStillShown(const std::string& folder) const;
   bool noteActing(QVRamDiskAction action, const QVRamDiskPtr& ramDisk);
   void start(QVRamDiskAction action, const QVRamDiskPtr& ramDisk);
-  void cleanUp(const QVRamDiskPtr& ramDisk);
   void startAll(QVRamDiskAction action, const std::function<bool(const QVRamDisk&)>& concerns);
 
   menu::Action action(const char* name, Method method);

@@ -101,9 +101,8 @@ std::optional<ActionLock> StatusMenuController::lockForActing(const QVRamDiskPtr
   return lock;
 }
 
-// The list need not know yet what another program did to the disk. Where that ejected it, its
-// directory holds the user's own files again, which are not ours to delete or to save; where that
-// made it, the list's record leads to no volume.
+// The list need not know yet what another program did to the disk: what the menu offered may make
+// no sense any more. Where that made the disk, the list's record leads to no volume.
 bool StatusMenuController::isStillAsShown(QVRamDiskAction action, const QVRamDiskPtr& ramDisk) {
   ramDisk->update();
   if (ramDisk->status() != QVRamDiskStatus_mounted) takeUpFromFile(*ramDisk);
@@ -115,11 +114,10 @@ bool StatusMenuController::isStillAsShown(QVRamDiskAction action, const QVRamDis
 }
 
 // A folder that was shown on a disk is of its volume only while that is there.
-bool StatusMenuController::isStillShown(const std::string& folder) {
+bool StatusMenuController::isStillShown(const std::string& folder) const {
   const auto& listed = ramDiskEntries_->ramDisks();
   return std::all_of(listed.begin(), listed.end(), [&](const auto& ramDisk) {
-    return ramDisk->action() != QVRamDiskActionNone || !folder.starts_with(placeOf(*ramDisk)) ||
-           isStillAsShown(QVRamDiskActionCleanUpFiles, ramDisk);
+    return !folder.starts_with(placeOf(*ramDisk)) || ramDisk->showsOwnVolume();
   });
 }
 

@@ -101,14 +101,8 @@ void StatusMenuController::mi_backupNow(MenuItem& sender) {
 void StatusMenuController::mi_cleanUp(MenuItem& sender) {
   if (!sender.represented<QVRamDiskPtr>()) QVLogCriticalException(kClass, "ramDisk==nil");
   activate();
-  if (const auto ramDisk = recordOf(sender)) cleanUp(ramDisk);
-}
-
-// It runs to its end here and reports nothing. What is being saved or refilled is not deleted.
-void StatusMenuController::cleanUp(const QVRamDiskPtr& ramDisk) {
-  const auto lock = lockForActing(ramDisk);
-  if (lock && isStillAsShown(QVRamDiskActionCleanUpFiles, ramDisk))
-    ramDisk->performAction(QVRamDiskActionCleanUpFiles, reports_, 1);
+  const auto ramDisk = recordOf(sender);
+  if (noteActing(QVRamDiskActionCleanUpFiles, ramDisk)) ramDisk->startCleanUp(reports_);
 }
 
 void StatusMenuController::mi_openFile(MenuItem& sender) {
@@ -117,7 +111,7 @@ void StatusMenuController::mi_openFile(MenuItem& sender) {
 
 void StatusMenuController::mi_cleanFolder(MenuItem& sender) {
   const auto path = sender.represented<std::string>();
-  if (!isStillShown(path)) return;
+  if (!isStillShown(path)) return QVLogWarning(kClass, "{} is on no disk; nothing is done", path);
   if (const auto error = services().files->remove(path))
     QVLogError(kClass, "removeItemAtPath==NO sender.representedObject:{} error:{}", path,
                QVDescription(*error));

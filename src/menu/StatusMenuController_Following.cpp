@@ -1,17 +1,18 @@
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 
 #include "core/QVError.h"
 #include "core/QVLog.h"
 #include "menu/FailureText.h"
 #include "menu/StatusMenuController.h"
 #include "ramdisk/QVRamDiskPreferences.h"
-#include "ramdisk/RegistryFile.h"
 
 namespace {
 
 constexpr std::string_view kClass = "StatusMenuController";
-constexpr double kNearlyFull = 0.8;  // of a volume
+constexpr double kNearlyFull = 0.8;                  // of a volume
+constexpr std::chrono::milliseconds kPatience(300);  // with who changes the list: the menu waits
 
 // 0 for a text that begins with no number.
 std::int64_t integerValue(const std::map<std::string, std::string>& texts, const char* key) {
@@ -36,8 +37,13 @@ bool didBegin(const QVRamDisk& ramDisk) {
 
 }  // namespace
 
-void StatusMenuController::synchronizeRamDiskEntries() {
-  ramDiskEntries_->writeRamDisksToDefaultLocation();
+// Others may have changed the file since it was read; only what the action did goes into it. While
+// further actions run their records must stay.
+void StatusMenuController::synchronizeRamDiskEntries(const QVRamDiskPtr& ramDisk) {
+  std::vector<QVRamDiskPtr> observed;
+  if (didBegin(*ramDisk)) observed.push_back(ramDisk);
+  ramDiskEntries_->saveStatesOf(observed, kPatience);
+  if (!isBusy()) ramDiskEntries_->readAgainKeepingStatesOf(observed);
 }
 
 void StatusMenuController::updateDiskWarning() {
@@ -79,27 +85,11 @@ void StatusMenuController::n_preferencesStatusItemIconStyleDidChange(
 void StatusMenuController::mt_ramDiskDidUpdated(const QVRamDiskPtr& ramDisk) {
   if (ramDisk->action() != QVRamDiskActionNone) return;
   const auto started = acting_.extract(ramDisk);
-  saveStateOf(ramDisk);
+  synchronizeRamDiskEntries(ramDisk);
   QVRamDiskEntries::postDidChangeToAllNotificationWithSender(kSenderHelper);
   updateDiskWarning();
   const auto error = ramDisk->lastError();
   if (!started.empty() && error) tellFailure(*ramDisk, error, started.mapped().action);
-}
-
-// Others may have changed the file since it was read; only what the action did goes into it. While
-// further actions run their records must stay, so the file is changed by way of another list.
-void StatusMenuController::saveStateOf(const QVRamDiskPtr& ramDisk) {
-  std::vector<QVRamDiskPtr> observed;
-  if (didBegin(*ramDisk)) observed.push_back(ramDisk);
-  if (!isBusy()) {
-    ramDiskEntries_->readAgainKeepingStatesOf(observed);
-    return synchronizeRamDiskEntries();
-  }
-  const auto path = RegistryFile::defaultPath();
-  if (!path || !RegistryFile(*path).read()) return synchronizeRamDiskEntries();
-  const auto present = QVRamDiskEntries::init();
-  present->readAgainKeepingStatesOf(observed);
-  present->writeRamDisksToDefaultLocation();
 }
 
 // Nobody waits for what was started from a menu, and the menu is closed when it fails.

@@ -12,6 +12,7 @@ struct RunningApplication {
   std::int64_t processIdentifier = 0;
   std::string bundleIdentifier;
   std::optional<std::string> localizedName;
+  std::vector<std::string> arguments{};  // without the program's name; none where nobody tells
 };
 
 // Installed and running applications, named by bundle identifier. A platform whose applications

@@ -89,3 +89,18 @@ bool ActionLock::isTaken(const std::optional<std::string>& identifier) {
   const auto lock = takenHere(*folder, *identifier, true);
   return !lock && lock.error().code == EWOULDBLOCK;
 }
+
+std::optional<std::vector<ActionLock>> ActionLock::takeAllOthers(
+    const std::optional<std::string>& identifier) {
+  const auto folder = lockFolder();
+  const auto names = services().files->names(folder.value_or(""));
+  if (!names) return std::nullopt;
+  std::vector<ActionLock> all;
+  for (const auto& name : *names) {
+    if (name == identifier) continue;
+    const auto lock = takenHere(*folder, name, false);
+    if (!lock) return std::nullopt;
+    all.push_back(ActionLock(*lock));
+  }
+  return all;
+}

@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "core/QVError.h"
 #include "platform/Result.h"
@@ -19,6 +20,14 @@ class ActionLock {
   // The same for who can wait and must be alone: nullopt when anybody holds it, be it this program
   // for another record of the disk, which is no error here.
   static std::optional<ActionLock> takeIfFree(const std::optional<std::string>& identifier);
+
+  // The locks of all other disks that an action ever ran on. nullopt when one of them cannot be
+  // had, for any reason. One that such an action takes first after this began may be missing.
+  static std::optional<std::vector<ActionLock>> takeAllOthers(
+      const std::optional<std::string>& identifier);
+
+  // Not so for a lock that was done without.
+  bool isHeld() const { return held_ != nullptr; }
 
   // Whether another program holds it. Leaves nothing behind.
   static bool isTaken(const std::optional<std::string>& identifier);

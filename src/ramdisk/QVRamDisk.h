@@ -127,18 +127,26 @@ class QVRamDisk : public extensions::KeyedArchivable,
 
   // --- Action engine (QVRamDisk_Engine.cpp)
 
+  // Every action holds the disk's ActionLock; who cannot have it is told so and nothing is done.
+
   // Starts an action. Synchronisation, backup and rebuild always run on a thread of their own,
   // clean-up always on the caller's, the others as `threaded` says, which counts only when
-  // exactly 1. A second action is reported as a critical exception and started all the same.
+  // exactly 1. Where the system has no thread to give, it runs on the caller's. A second action is
+  // reported as a critical exception and started all the same.
   void performAction(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate,
                      std::int64_t threaded);
   // Keeps the progress code and the error, then tells the delegate on this thread.
   void inform(const QVRamDiskDelegatePtr& delegate, QVRamDiskActionInfo actionInfo,
               const QVErrorPtr& error);
 
+  // --- A look at the system (QVRamDisk_State.cpp)
+
   // Brings the observed state in line with the system. YES when the status or the volume's name,
   // size or free space changed.
   bool update();
+  // Whether the disk's own volume is mounted at `path` now, whatever was last observed: a directory
+  // that it is gone from holds the user's own files.
+  bool showsOwnVolume() const;
   double diskUsage() const;          // used fraction of the volume
   std::int64_t hasContents() const;  // 1, 0, or -1 when it cannot be told
 
@@ -166,7 +174,14 @@ class QVRamDisk : public extensions::KeyedArchivable,
   void deleteBackupDirs();
   void performBackup(const QVRamDiskDelegatePtr& delegate);
   void performSyncWithBase(const QVRamDiskDelegatePtr& delegate);
+
+  // --- Deleting all files (QVRamDisk_CleanUp.cpp)
+
+  // Touches nothing where the disk's volume is not mounted at `path` any more.
   void performCleanUpFiles();
+  // The same for who cannot wait: on a thread of its own, with the disk marked as busy and with a
+  // first and a last report, as other actions are.
+  void startCleanUp(const QVRamDiskDelegatePtr& delegate);
 
  protected:
   QVRamDisk() = default;
@@ -181,7 +196,16 @@ class QVRamDisk : public extensions::KeyedArchivable,
   virtual bool isOfClassOf(const QVRamDisk& other) const;
   using Operation = void (QVRamDisk::*)(const QVRamDiskDelegatePtr&);
   void dispatch(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate, bool threaded);
+  void reportRunningAction() const;
+  void startOnThread(QVRamDiskAction action, Operation operation,
+                     const QVRamDiskDelegatePtr& delegate);
   void runAlone(Operation operation, const QVRamDiskDelegatePtr& delegate);
+  // Null while the disk shows its own volume, or has no path, where nothing can be found. Else the
+  // reason to leave alone what is there; the observed state is brought in line.
+  QVErrorPtr checkVolume();
+  void performCleanUp(const QVRamDiskDelegatePtr& delegate);
+  void performReportedCleanUp(const QVRamDiskDelegatePtr& delegate);
+  QVErrorPtr cleanUpFiles();
   QVErrorPtr saveInto(const Text& folder, const QVRamDiskDelegatePtr& delegate, SaveCare care);
   QVErrorPtr saveContents(const QVRamDiskDelegatePtr& delegate);
   QVErrorPtr saveLateChanges(const QVRamDiskDelegatePtr& delegate);

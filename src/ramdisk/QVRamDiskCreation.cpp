@@ -11,6 +11,7 @@
 #include "ramdisk/Generation.h"
 #include "ramdisk/ProgressReport.h"
 #include "ramdisk/Recovery.h"
+#include "ramdisk/StrayDevice.h"
 #include "system/QVDirectoryStatistics.h"
 #include "system/QVFunctions.h"
 #include "system/QVMacInfo.h"
@@ -77,6 +78,7 @@ bool QVRamDiskCreation::run() {
   if (!checkPermission()) return false;
   if (type_ != QVRamDiskType_Default) disk_->changeToType(type_, QVRamDiskChangeTypeKeepSettings);
   putGenerationsBack(disk_);
+  giveBackStrayDevice(disk_);
   if (handlesBase() && !setBaseAside()) return false;
   if (!attach() || !makeFileSystem() || !mount() || !bringContentsBack()) return false;
   applyVolumeIcon();
@@ -155,6 +157,7 @@ bool QVRamDiskCreation::findDevice(const std::string& output) {
   const Text node = singleDeviceNode(output);
   if (!node) return fail(QVLocalized(kUnable), "systemEntities");
   deviceNode_ = *node;
+  noteAttachedDevice(disk_->identifier(), deviceNode_);
   return true;
 }
 
@@ -188,6 +191,7 @@ bool QVRamDiskCreation::mount() {
                                            toBeFilled_ ? QVVolumeState::NewToBeFilled
                                                        : QVVolumeState::New))
     return failAndDetach(QVLocalized(kUnable), "mountDeviceNode", cause);
+  forgetAttachedDevice(disk_->identifier());
   volume_ = mounted.value_or("");
   recordVolume(volume_);
   return true;
@@ -307,6 +311,7 @@ bool QVRamDiskCreation::failAndDetach(std::string message, const char* reason, Q
   fail(std::move(message), reason, std::move(cause));
   const bool removeDir = type_ == QVRamDiskType_Default &&
                          (!mountDirectory_ || backupMode_ != QVRamDiskBackupMode_Base);
-  QVRamDiskDevice::ejectRamDiskDeviceNode(deviceNode_, std::nullopt, removeDir);
+  if (!QVRamDiskDevice::ejectRamDiskDeviceNode(deviceNode_, std::nullopt, removeDir))
+    forgetAttachedDevice(disk_->identifier());
   return false;
 }

@@ -19,6 +19,12 @@ constexpr auto kRefreshInterval = 1000ms;
 constexpr auto kWaitPass = 250ms;
 constexpr long kWaitCounter = 121;  // one more than the passes waited
 
+std::vector<QVRamDiskPtr>::const_iterator positionOf(const QVRamDiskPtr& ramDisk,
+                                                     const std::vector<QVRamDiskPtr>& among) {
+  return std::find_if(among.begin(), among.end(),
+                      [&](const auto& candidate) { return candidate->isEqual(ramDisk); });
+}
+
 }  // namespace
 
 std::shared_ptr<QVRamDiskEntries> QVRamDiskEntries::init() { return initWithDelegate(nullptr); }
@@ -41,12 +47,15 @@ QVRamDiskPtr QVRamDiskEntries::addRamDisk() {
 }
 
 QVRamDiskPtr QVRamDiskEntries::removeEntry(const QVRamDiskPtr& ramDisk) {
-  const auto found = std::find_if(ramDisks_.begin(), ramDisks_.end(), [&](const auto& candidate) {
-    return candidate->isEqual(ramDisk);
-  });
+  const auto found = positionOf(ramDisk, ramDisks_);
+  if (found != ramDisks_.end()) (*found)->deleteBackupDirs();
+  return takeOut(ramDisk);
+}
+
+QVRamDiskPtr QVRamDiskEntries::takeOut(const QVRamDiskPtr& ramDisk) {
+  const auto found = positionOf(ramDisk, ramDisks_);
   if (found == ramDisks_.end()) return nullptr;
   const auto index = found - ramDisks_.begin();
-  (*found)->deleteBackupDirs();
   ramDisks_.erase(found);
   if (ramDisks_.empty()) return nullptr;
   return ramDisks_[static_cast<std::size_t>(std::max<std::ptrdiff_t>(index - 1, 0))];
@@ -127,6 +136,7 @@ void QVRamDiskEntries::setUpdator(std::int64_t run) {
 
 // A record with a running action is left to it.
 void QVRamDiskEntries::updatorAction() {
+  if (isWaitingForFile_) saveStatesAtLast();
   for (const auto& ramDisk : ramDisks_)
     if (ramDisk->action() == QVRamDiskActionNone && ramDisk->update() && delegate_)
       delegate_->ramDiskEntriesUpdator(*this, ramDisk);

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -12,6 +14,9 @@
 #include "ramdisk/RegistryFile.h"
 
 class QVRamDiskEntries;
+
+// What became of the last look at the file.
+enum class RegistryReading { NoFolder, Missing, Unreadable, PartlyDamaged, Whole };
 
 // Posted to the user's other programs when the registry changed; the object says who posts.
 inline constexpr char QVRamDiskEntriesDidChangeToAllNotification[] =
@@ -55,6 +60,8 @@ class QVRamDiskEntries : public QVRamDiskDelegate,
   QVRamDiskPtr removeEntry(const QVRamDiskPtr& ramDisk);
   QVRamDiskPtr ramDiskWithIdentifier(const std::optional<std::string>& identifier) const;
   std::int64_t indexOfRamDiskWithIdentifier(const std::optional<std::string>& identifier) const;
+  // The same without touching the backups: for a removal that has still to be saved.
+  QVRamDiskPtr takeOut(const QVRamDiskPtr& ramDisk);
   // Moves a record into a gap of the present list: 0 before the first, count after the last.
   bool setPositionIndex(std::int64_t index, const QVRamDiskPtr& ofRamDisk);
 
@@ -77,6 +84,24 @@ class QVRamDiskEntries : public QVRamDiskDelegate,
   // The same, with the states of these records as they are now: for a list that was kept while
   // others may have changed the file.
   void readAgainKeepingStatesOf(const std::vector<QVRamDiskPtr>& observed);
+  RegistryReading lastReading() const { return lastReading_; }
+
+  // Changes the list and the file in one go: under the file's lock the list is read anew, changed
+  // by `edit` and written; with NO from the edit nothing is. After a failure the list may hold what
+  // the file does not; nothing was read when the lock could not be had.
+  std::optional<RegistryFailure> changeFile(
+      const std::function<bool()>& edit,
+      std::chrono::milliseconds patience = RegistryLock::kPatience);
+
+  // Puts what these records were observed to be into the file, and nothing else of them: what
+  // others changed there stays, and so do the records of this list. Those whose state could not be
+  // saved are kept for the next call; while another program keeps the file locked the refresh
+  // tries again, without waiting.
+  std::optional<RegistryFailure> saveStatesOf(
+      const std::vector<QVRamDiskPtr>& observed,
+      std::chrono::milliseconds patience = RegistryLock::kPatience);
+
+  // Writes the list as it stands over that of the file: for a list that nobody else changes.
   // What the present file holds and cannot be read is kept beside it first.
   bool writeRamDisksToDefaultLocation();
 
@@ -87,7 +112,7 @@ class QVRamDiskEntries : public QVRamDiskDelegate,
 
   // Whether the helper saves what is mounted when the session ends. Default on.
   bool saveAtSessionEnd() const { return saveAtSessionEnd_.value_or(true); }
-  void setSaveAtSessionEnd(bool save) { saveAtSessionEnd_ = newSaveAtSessionEnd_ = save; }
+  void setSaveAtSessionEnd(bool save) { saveAtSessionEnd_ = save; }
 
   // --- Refresh
 
@@ -109,6 +134,11 @@ class QVRamDiskEntries : public QVRamDiskDelegate,
   QVRamDiskEntries() = default;
   void replaceList(const std::vector<QVRamDiskPtr>& records,
                    const std::vector<QVRamDiskPtr>& observed);
+  void takeOver(const std::optional<RegistryContents>& contents, bool isDamaged,
+                const std::vector<QVRamDiskPtr>& observed);
+  RegistryContents contents() const;
+  void putStates(std::optional<RegistryContents>& contents) const;
+  void saveStatesAtLast();
 
   std::vector<QVRamDiskPtr> ramDisks_;
   std::shared_ptr<QVRamDiskEntriesDelegate> delegate_;
@@ -116,6 +146,8 @@ class QVRamDiskEntries : public QVRamDiskDelegate,
   bool needsSynchronizeHelper_ = false;
   bool showInMenuBar_ = false;
   bool showInMenuBarAtLogin_ = false;
-  std::optional<bool> saveAtSessionEnd_;     // as read or set
-  std::optional<bool> newSaveAtSessionEnd_;  // set since, and not written yet
+  std::optional<bool> saveAtSessionEnd_;  // as read or set
+  RegistryReading lastReading_ = RegistryReading::Missing;
+  std::vector<QVRamDiskPtr> unsaved_;  // the file does not have their states
+  bool isWaitingForFile_ = false;      // because another program keeps it locked
 };

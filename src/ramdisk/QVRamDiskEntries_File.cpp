@@ -1,8 +1,8 @@
 #include <algorithm>
-#include <utility>
 
 #include "core/QVLog.h"
 #include "device/QVRamDiskDevice.h"
+#include "ramdisk/ObservedState.h"
 #include "ramdisk/QVRamDiskEntries.h"
 
 namespace {
@@ -41,16 +41,6 @@ void findVolume(const QVRamDiskPtr& ramDisk, const Devices& devices) {
     QVLogError(kClass, "setExtendedRamDiskInfos==NO mountPoint:{}", *found->mountPoint);
 }
 
-void takeOnState(QVRamDisk& record, const QVRamDisk& observed) {
-  record.setStatus(observed.status());
-  record.setDeviceNode(observed.deviceNode());
-  record.setPath(observed.path());
-  record.setVolSize(observed.volSize());
-  record.setVolFree(observed.volFree());
-  record.setLastActionInfo(observed.lastActionInfo());
-  record.setLastError(observed.lastError());
-}
-
 }  // namespace
 
 // What is known of a disk is taken on before the look at the system, which builds on it.
@@ -77,17 +67,24 @@ bool QVRamDiskEntries::readRamDisksFromDefaultLocation() {
 
 void QVRamDiskEntries::readAgainKeepingStatesOf(const std::vector<QVRamDiskPtr>& observed) {
   const auto path = RegistryFile::defaultPath();
-  auto contents = path ? RegistryFile(*path).read() : std::nullopt;
-  if (!contents) return;
-  replaceList(contents->ramDisks, observed);
+  lastReading_ = RegistryReading::NoFolder;
+  if (!path) return;
+  RegistryFile file(*path);
+  const auto contents = file.read();
+  takeOver(contents, file.isDamaged(), observed);
+}
+
+void QVRamDiskEntries::takeOver(const std::optional<RegistryContents>& contents, bool isDamaged,
+                                const std::vector<QVRamDiskPtr>& observed) {
+  if (!contents) {
+    lastReading_ = isDamaged ? RegistryReading::Unreadable : RegistryReading::Missing;
+    return;
+  }
+  lastReading_ = isDamaged ? RegistryReading::PartlyDamaged : RegistryReading::Whole;
+  auto known = unsaved_;
+  known.insert(known.end(), observed.begin(), observed.end());
+  replaceList(contents->ramDisks, known);
   showInMenuBar_ = contents->showInMenuBar;
   showInMenuBarAtLogin_ = contents->showInMenuBarAtLogin;
   saveAtSessionEnd_ = contents->saveAtSessionEnd;
-  newSaveAtSessionEnd_.reset();
-}
-
-bool QVRamDiskEntries::writeRamDisksToDefaultLocation() {
-  const auto path = RegistryFile::defaultPath();
-  return path && RegistryFile(*path).write({ramDisks_, showInMenuBar_, showInMenuBarAtLogin_,
-                                            std::exchange(newSaveAtSessionEnd_, std::nullopt)});
 }

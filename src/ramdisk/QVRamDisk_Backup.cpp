@@ -6,7 +6,6 @@
 #include "ramdisk/ProgressReport.h"
 #include "ramdisk/QVRamDisk.h"
 #include "ramdisk/QVRamDiskBackup.h"
-#include "ramdisk/VolumeNotes.h"
 #include "system/TreeRemover.h"
 
 namespace {
@@ -30,17 +29,6 @@ Text backupFolderIn(const Text& parent, const Text& identifier) {
 platform::Failure removeIfThere(const std::string& path) {
   if (services().files->kind(path) == FileKind::Missing) return std::nullopt;
   return removeItemAtPath(path);
-}
-
-// The folders that a clean-up must never be aimed at are reported, not spared: a record's path is
-// always a mounted volume of ours.
-void reportDangerousPath(const std::string& path) {
-  if (path.empty()) {
-    QVLogCriticalException(kClass, "dirPath==nil");
-  } else if (path == "/" || path == services().places->volumesDirectory() ||
-             path == services().places->home()) {
-    QVLogCriticalException(kClass, "dirPath:{}", path);
-  }
 }
 
 }  // namespace
@@ -96,23 +84,6 @@ void QVRamDisk::performSyncWithBase(const QVRamDiskDelegatePtr& delegate) {
   inform(delegate, QVRamDiskActionInfo_copyingToBase, error);
 }
 
-void QVRamDisk::performCleanUpFiles() {
-  const std::string folder = path().value_or("");
-  reportDangerousPath(folder);
-  const auto names = services().files->names(folder);
-  if (!names) {
-    QVLogError(kClass, "contents==nil error:{}", QVDescription(names.error()));
-    return;
-  }
-  auto items = *names;
-  std::erase_if(items, QVRamDiskBackup::leavesAlone);
-  for (const auto& [name, error] : removeItems(items, folder).failedItems)
-    QVLogError(kClass, "removeItemAtPath==NO filePath:{} error:{}",
-               appendingPathComponent(folder, name), QVDescription(error));
-  // What could not be brought in is deleted with the rest.
-  if (!isRefillUnderWay(folder)) noteRefillEnded(folder, {}, false);
-}
-
 bool QVRamDisk::isSavedIntoBase() const {
   return type() == QVRamDiskType_CoreSimulator ||
          (mountDirectory() && backupMode() == QVRamDiskBackupMode_Base);
@@ -122,6 +93,7 @@ bool QVRamDisk::savesContents() const { return isSavedIntoBase() || backupDirPat
 
 QVErrorPtr QVRamDisk::saveInto(const Text& folder, const QVRamDiskDelegatePtr& delegate,
                                SaveCare care) {
+  if (auto error = checkVolume()) return error;
   return QVRamDiskBackup::sharedInstance().backupRamDiskAtPath(
       path(), folder, std::string(kPreviousExtension),
       progressReport(shared_from_this(), delegate, usedBytes(*this)), care);

@@ -9,6 +9,7 @@
 #include "platform/Services.h"
 #include "ramdisk/ActionLock.h"
 #include "ramdisk/Rescue.h"
+#include "ramdisk/StrayDevice.h"
 #include "ramdisk/VolumeNotes.h"
 
 namespace {
@@ -151,7 +152,9 @@ QVErrorPtr VolumeRecovery::adopt() {
 }
 
 QVErrorPtr VolumeRecovery::undoCreation() {
+  noteAttachedDevice(disk_->identifier(), *node_);  // once unmounted nothing else leads to it
   if (auto error = QVRamDiskDevice::ejectRamDiskDeviceNode(node_, path_, false)) return error;
+  forgetAttachedDevice(disk_->identifier());
   disk_->setDeviceNode(std::nullopt);
   disk_->setPath(std::nullopt);
   disk_->update();
@@ -197,6 +200,7 @@ std::vector<RecoveryFinding> findCutOffActions(const QVRamDiskPtr& disk) {
   VolumeRecovery volume(disk);
   const auto finding = volume.find();
   Findings found;
+  if (const auto stray = StrayDevice(disk->identifier()).find()) found.push_back(*stray);
   if (finding) found.push_back(*finding);
   if (volume.leavesPlaceFree(finding))
     for (const auto& plan : plansForGenerations(*disk, finding.has_value()))
@@ -208,7 +212,9 @@ std::vector<RecoveryFinding> findCutOffActions(const QVRamDiskPtr& disk) {
 std::vector<RecoveryFinding> recoverCutOffActions(const QVRamDiskPtr& disk, QVErrorPtr& error) {
   Findings found;
   const ActionLock lock = ActionLock::take(disk->identifier(), error);
-  if (error || (error = recoverVolume(disk, found))) return found;
+  if (error) return found;
+  if (const auto stray = giveBackStrayDevice(disk)) found.push_back(*stray);
+  if ((error = recoverVolume(disk, found))) return found;
   VolumeRecovery volume(disk);
   if (!volume.leavesPlaceFree(std::nullopt)) return found;
   error = performGenerationPlans(*disk, found);
@@ -219,4 +225,17 @@ void putGenerationsBack(const QVRamDiskPtr& disk) {
   if (isCovered(mountPathOf(*disk)) != 0) return;
   Findings found;
   performGenerationPlans(*disk, found);
+}
+
+// The lock is held by who calls, so that it can be had once more here; without one nothing is done.
+std::optional<RecoveryFinding> giveBackStrayDevice(const QVRamDiskPtr& disk) {
+  StrayDevice stray(disk->identifier());
+  auto finding = stray.find();
+  if (!finding) return std::nullopt;
+  QVErrorPtr error;
+  const ActionLock lock = ActionLock::take(disk->identifier(), error);
+  if (!lock.isHeld()) return std::nullopt;
+  QVLogWarning(kClass, "{}", finding->text);
+  stray.giveBack();
+  return finding;
 }

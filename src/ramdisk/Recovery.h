@@ -2,6 +2,7 @@
 // What a cut-off action left behind, and putting it right. Each disk is looked at by itself; what
 // is found is a list of steps, so that it can be told without being done.
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@ enum class RecoveryStep {
   FinishEject,     // the device is attached and not mounted: mount it, save it, eject it
   PutBack,         // the base is set aside and its directory is missing or empty: put it back
   KeepRescued,     // both the directory and a set-aside base hold files: keep the base by another name
+  GiveBack,        // a device was attached and never used, mounted nowhere: detach it if it is empty
   DropUnfinished,  // a save that was cut off left what the whole generation makes needless
 };
 
@@ -28,8 +30,10 @@ struct RecoveryFinding {
 // mounted and known. Blocks for the disk tools; any thread, while no action runs on the disk.
 std::vector<RecoveryFinding> findCutOffActions(const QVRamDiskPtr& disk);
 
-// The part of it that concerns set-aside folders, which a creation does first. What fails is logged.
+// The parts of it that concern set-aside folders and a device that was never used, which a creation
+// does first. What fails is logged.
 void putGenerationsBack(const QVRamDiskPtr& disk);
+std::optional<RecoveryFinding> giveBackStrayDevice(const QVRamDiskPtr& disk);
 
 // Does it, and gives what was found; `error` is the first failure, after which nothing more is done
 // to this disk. The record's state changes with it; saving the registry is the caller's.

@@ -1,6 +1,7 @@
 #include "settings/Edits.h"
 
 #include <algorithm>
+#include <functional>
 
 #include "platform/Services.h"
 #include "settings/DiskState.h"
@@ -24,55 +25,82 @@ void giveFreeName(QVRamDisk& disk, const std::vector<QVRamDiskPtr>& disks) {
     disk.setName(first + " " + std::to_string(number));
 }
 
-// Reads the registry and finds a disk in it.
-Found find(Registry& registry, const Identifier& identifier, QVRamDiskPtr& disk) {
-  if (auto problem = registry.load()) return problem;
-  disk = registry.entries().ramDiskWithIdentifier(identifier);
-  return disk ? std::nullopt : Found(Problem{.reason = Reason::Gone});
+// Changes one disk of the registry; `edit` is given it as it is at that moment.
+Found changeOne(Registry& registry, const Identifier& identifier,
+                const std::function<Found(const QVRamDiskPtr&)>& edit) {
+  return registry.change([&]() -> Found {
+    const auto disk = registry.entries().ramDiskWithIdentifier(identifier);
+    return disk ? edit(disk) : Problem{.reason = Reason::Gone};
+  });
 }
+
+Found takeOut(Registry& registry, const QVRamDiskPtr& disk, Identifier& next) {
+  DiskState state(registry.disks());
+  if (auto problem = problemOfRemoving(*disk, state)) return problem;
+  const auto selected = registry.entries().takeOut(disk);
+  next = selected ? selected->identifier() : std::nullopt;
+  return std::nullopt;
+}
+
+// The gap in the list as it is now that lies before the disk that the shown one had it before.
+struct Gap {
+  Gap(const std::vector<QVRamDiskPtr>& shown, std::int64_t index) : index_(index) {
+    const auto count = static_cast<std::int64_t>(shown.size());
+    isLast_ = index >= count;
+    if (index >= 0 && !isLast_) follower_ = shown[static_cast<std::size_t>(index)]->identifier();
+  }
+
+  std::int64_t in(const QVRamDiskEntries& entries) const {
+    const auto count = static_cast<std::int64_t>(entries.ramDisks().size());
+    const auto found = entries.indexOfRamDiskWithIdentifier(follower_);
+    if (found >= 0) return found;
+    return isLast_ ? count : std::clamp<std::int64_t>(index_, 0, count);
+  }
+
+ private:
+  std::int64_t index_;
+  bool isLast_;
+  Identifier follower_;
+};
 
 }  // namespace
 
 Found addDisk(Registry& registry, Identifier& added) {
-  if (auto problem = registry.load()) return problem;
-  const auto disk = registry.entries().addRamDisk();
-  if (!disk) return Problem{.reason = Reason::Full};
-  giveFreeName(*disk, registry.disks());
-  added = disk->identifier();
-  return registry.save();
+  return registry.change([&]() -> Found {
+    const auto disk = registry.entries().addRamDisk();
+    if (!disk) return Problem{.reason = Reason::Full};
+    giveFreeName(*disk, registry.disks());
+    added = disk->identifier();
+    return std::nullopt;
+  });
 }
 
 Found changeDisk(Registry& registry, const Identifier& identifier, const Change& wanted) {
-  QVRamDiskPtr disk;
-  if (auto problem = find(registry, identifier, disk)) return problem;
-  if (auto problem = change(*disk, wanted, registry.disks())) {
-    registry.load();  // the record may hold some of it
-    return problem;
-  }
-  if (auto problem = registry.save()) return problem;
-  if (wanted.atLogin) registry.entries().synchronizeHelper();
-  return std::nullopt;
+  auto problem = changeOne(registry, identifier, [&](const auto& disk) {
+    return change(*disk, wanted, registry.disks());
+  });
+  if (!problem && wanted.atLogin) registry.entries().synchronizeHelper();
+  return problem;
 }
 
 Found removeDisk(Registry& registry, const Identifier& identifier, Identifier& next) {
-  QVRamDiskPtr disk;
-  if (auto problem = find(registry, identifier, disk)) return problem;
-  DiskState state(registry.disks());
-  if (auto problem = problemOfRemoving(*disk, state)) return problem;
-  const auto selected = registry.entries().removeEntry(disk);
-  next = selected ? selected->identifier() : std::nullopt;
-  if (auto problem = registry.save()) return problem;
+  QVRamDiskPtr removed;
+  auto problem = changeOne(registry, identifier, [&](const auto& disk) {
+    removed = disk;
+    return takeOut(registry, disk, next);
+  });
+  if (problem) return problem;
+  removed->deleteBackupDirs();
   registry.entries().synchronizeHelper();
   return std::nullopt;
 }
 
-Found moveDisk(Registry& registry, const Identifier& identifier, std::int64_t gap) {
-  QVRamDiskPtr disk;
-  if (auto problem = find(registry, identifier, disk)) return problem;
-  const auto count = static_cast<std::int64_t>(registry.disks().size());
-  if (!registry.entries().setPositionIndex(std::clamp<std::int64_t>(gap, 0, count), disk))
-    return Problem{.reason = Reason::Gone};
-  return registry.save();
+Found moveDisk(Registry& registry, const Identifier& identifier, std::int64_t index) {
+  const Gap gap(registry.disks(), index);
+  return changeOne(registry, identifier, [&](const auto& disk) -> Found {
+    registry.entries().setPositionIndex(gap.in(registry.entries()), disk);
+    return std::nullopt;
+  });
 }
 
 std::optional<std::string> backupLostByRemoving(const QVRamDisk& disk) {

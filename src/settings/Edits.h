@@ -1,6 +1,6 @@
 #pragma once
-// Changes of the registry, each in one go: the file is read anew, changed, written, and the user's
-// other programs are told, so that what others changed meanwhile stays. Main thread only.
+// Changes of the registry, each in one go (Registry::change), so that what others changed meanwhile
+// stays. Main thread only.
 
 #include <cstdint>
 #include <optional>
@@ -22,7 +22,8 @@ std::optional<Problem> changeDisk(Registry& registry, const Identifier& disk, co
 // disk to select then, nullopt when none is left.
 std::optional<Problem> removeDisk(Registry& registry, const Identifier& disk, Identifier& next);
 
-// `gap` as of QVRamDiskEntries::setPositionIndex: 0 before the first disk, count after the last.
+// `gap` as of QVRamDiskEntries::setPositionIndex, in the list that the registry holds: 0 before the
+// first disk, count after the last. What lies there is what counts, should others move it.
 std::optional<Problem> moveDisk(Registry& registry, const Identifier& disk, std::int64_t gap);
 
 // The folder of the program's own that a removal would delete with the record, whatever the

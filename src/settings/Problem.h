@@ -35,11 +35,13 @@ enum class Reason {
   NoBase,                   // contents are to be written back where nothing is covered
   BaseAside,                // subject: the disk's name; path: where the base lies
   Created,                  // subject: the disk's name
+  Acting,                   // another program acts on the disk; subject: its name
   Full,                     // there are as many disks as there can be
   Gone,                     // the disk is in the list no more
   NoFolder,                 // the registry's folder cannot be had
   Unreadable,               // path of the registry
-  Unwritable,               // path of the registry
+  Unwritable,               // path of the registry; text: the system's words
+  RegistryBusy,             // another program keeps it locked; path of the lock
 };
 
 // Nothing was changed.
@@ -48,7 +50,7 @@ struct Problem {
   Field field = Field::Disk;
   std::string subject{};
   std::string path{};
-  std::string text{};     // localised
+  std::string text{};     // localised, but for the system's words
   std::int64_t kind = 0;  // QVRamDiskType
 };
 

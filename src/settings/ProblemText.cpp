@@ -30,7 +30,13 @@ std::string ofRegistry(const Problem& problem) {
           "start with an empty list.",
           {problem.path});
     case Reason::Unwritable:
-      return QVLocalizedFormat("The list of RamDisks (%@) can not be written.", {problem.path});
+      return QVLocalizedFormat("The list of RamDisks (%@) can not be written.", {problem.path}) +
+             "\n" + problem.text;
+    case Reason::RegistryBusy:
+      return QVLocalizedFormat(
+          "Another program keeps the list of RamDisks locked (%@). Try again when it is done, or "
+          "end it.",
+          {problem.path});
     default:
       return QVLocalized("The folder of the list of RamDisks can not be used.");
   }
@@ -46,6 +52,8 @@ std::string ofDisk(const Problem& problem) {
           "The directory's own contents still lie in %@. Create and eject the RamDisk to put them "
           "back.",
           {problem.path});
+    case Reason::Acting:
+      return QVLocalized("Another program is working on this RamDisk");
     case Reason::Full:
       return QVLocalized("There are 15 RamDisks already, the most there can be.");
     case Reason::Gone:
@@ -87,10 +95,12 @@ std::string textOf(const Problem& problem) {
     case Reason::NoFolder:
     case Reason::Unreadable:
     case Reason::Unwritable:
+    case Reason::RegistryBusy:
       return ofRegistry(problem);
     case Reason::SharedPlace:
     case Reason::BaseAside:
     case Reason::Created:
+    case Reason::Acting:
     case Reason::Full:
     case Reason::Gone:
       return ofDisk(problem);

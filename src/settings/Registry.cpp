@@ -1,61 +1,68 @@
 #include "settings/Registry.h"
 
-#include <algorithm>
-
 namespace settings {
 namespace {
 
-// A device belongs to the disk that was created last; what others remember of it is outdated.
-void claimDevice(std::vector<QVRamDiskPtr>& records, const QVRamDiskPtr& owner) {
-  if (!owner->deviceNode() || owner->status() == QVRamDiskStatus_notCreated) return;
-  for (const auto& record : records)
-    if (record != owner && record->deviceNode() == owner->deviceNode())
-      record->setDeviceNode(std::nullopt);
+Reason reasonOf(RegistryFailure::Reason reason) {
+  switch (reason) {
+    case RegistryFailure::Reason::NoFolder:
+      return Reason::NoFolder;
+    case RegistryFailure::Reason::Busy:
+      return Reason::RegistryBusy;
+    default:
+      return Reason::Unwritable;
+  }
 }
+
+std::optional<Problem> problemOf(const std::optional<RegistryFailure>& failure) {
+  if (!failure) return std::nullopt;
+  return Problem{.reason = reasonOf(failure->reason), .path = failure->path, .text = failure->text};
+}
+
+void tellOthers() { QVRamDiskEntries::postDidChangeToAllNotificationWithSender(kSenderApp); }
 
 }  // namespace
 
 Registry::Registry(std::shared_ptr<QVRamDiskEntriesDelegate> delegate)
     : entries_(QVRamDiskEntries::initWithDelegate(std::move(delegate))) {}
 
-std::optional<Problem> Registry::load() {
-  const auto path = RegistryFile::defaultPath();
-  if (!path) return Problem{.reason = Reason::NoFolder};
-  RegistryFile file(*path);
-  const auto contents = file.read();
-  if (!contents && file.isDamaged()) return Problem{.reason = Reason::Unreadable, .path = *path};
-  partlyDamaged_ = file.isDamaged();
-  entries_->readRamDisksFromDefaultLocation();
-  return std::nullopt;
-}
-
-std::optional<Problem> Registry::saved(bool written) const {
-  if (!written)
-    return Problem{.reason = Reason::Unwritable, .path = RegistryFile::defaultPath().value_or("")};
-  QVRamDiskEntries::postDidChangeToAllNotificationWithSender(kSenderApp);
-  return std::nullopt;
-}
-
-std::optional<Problem> Registry::save() {
-  return saved(entries_->writeRamDisksToDefaultLocation());
-}
-
-std::optional<Problem> Registry::saveDisk(const QVRamDiskPtr& disk) {
-  const auto path = RegistryFile::defaultPath();
-  if (!path) return Problem{.reason = Reason::NoFolder};
-  RegistryFile file(*path);
-  auto contents = file.read();
-  if (!contents) return save();
-  auto& records = contents->ramDisks;
-  const auto found = std::find_if(records.begin(), records.end(),
-                                  [&](const auto& record) { return disk->isEqual(record); });
-  if (found == records.end()) {
-    records.push_back(disk);
-  } else {
-    *found = disk;
+std::optional<Problem> Registry::problemOfReading() const {
+  switch (entries_->lastReading()) {
+    case RegistryReading::NoFolder:
+      return Problem{.reason = Reason::NoFolder};
+    case RegistryReading::Unreadable:
+      return Problem{.reason = Reason::Unreadable,
+                     .path = RegistryFile::defaultPath().value_or("")};
+    default:
+      return std::nullopt;
   }
-  claimDevice(records, disk);
-  return saved(file.write(*contents));
+}
+
+std::optional<Problem> Registry::load() {
+  entries_->readRamDisksFromDefaultLocation();
+  return problemOfReading();
+}
+
+std::optional<Problem> Registry::loadSettled() {
+  return entries_->changeFile([] { return false; }) ? load() : problemOfReading();
+}
+
+std::optional<Problem> Registry::change(const Edit& edit) {
+  std::optional<Problem> problem;
+  const auto failure = entries_->changeFile([&] {
+    problem = problemOfReading();
+    if (!problem) problem = edit();
+    return !problem;
+  });
+  if (!problem) problem = problemOf(failure);
+  problem ? static_cast<void>(load()) : tellOthers();
+  return problem;
+}
+
+std::optional<Problem> Registry::saveStateOf(const QVRamDiskPtr& disk) {
+  const auto failure = entries_->saveStatesOf({disk});
+  if (!failure) tellOthers();
+  return problemOf(failure);
 }
 
 }  // namespace settings

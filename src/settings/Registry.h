@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -13,29 +14,34 @@ namespace settings {
 // empty list. Main thread only.
 class Registry {
  public:
+  // Changes the list; a problem means that nothing is to be saved.
+  using Edit = std::function<std::optional<Problem>()>;
+
   explicit Registry(std::shared_ptr<QVRamDiskEntriesDelegate> delegate = nullptr);
 
   // Reads the file anew and brings every disk in line with the system. A missing file is an empty
   // list.
   std::optional<Problem> load();
+  // The same when nobody is in the middle of changing it: for an action, whose disk stays as it is
+  // found from then on. A program that keeps the file locked for long is not waited for.
+  std::optional<Problem> loadSettled();
   // Whether some of the last file read could not be: it is copied before it is changed.
-  bool isPartlyDamaged() const { return partlyDamaged_; }
+  bool isPartlyDamaged() const { return entries_->lastReading() == RegistryReading::PartlyDamaged; }
 
   QVRamDiskEntries& entries() { return *entries_; }
   const std::vector<QVRamDiskPtr>& disks() const { return entries_->ramDisks(); }
   bool isFull() const { return disks().size() >= QVRamDiskEntries::kMostRamDisks; }
 
-  // Writes the list and tells the user's other programs.
-  std::optional<Problem> save();
-  // The same for one disk whose action may have taken long: of the others, what the file says now
-  // is kept.
-  std::optional<Problem> saveDisk(const QVRamDiskPtr& disk);
+  // Reads the file anew, edits and writes it in one go, which no other program's change comes
+  // between, and tells the user's other programs. What is not saved is not in the list either.
+  std::optional<Problem> change(const Edit& edit);
+  // The same for what an action made of one disk.
+  std::optional<Problem> saveStateOf(const QVRamDiskPtr& disk);
 
  private:
-  std::optional<Problem> saved(bool written) const;
+  std::optional<Problem> problemOfReading() const;
 
   std::shared_ptr<QVRamDiskEntries> entries_;
-  bool partlyDamaged_ = false;
 };
 
 }  // namespace settings

@@ -10,21 +10,23 @@ namespace settings {
 
 std::optional<Problem> setMenuBar(Registry& registry, std::optional<bool> show,
                                   std::optional<bool> atLogin) {
-  if (auto problem = registry.load()) return problem;
   auto& entries = registry.entries();
-  if (show) entries.setShowInMenuBar(*show);
-  if (atLogin) entries.setShowInMenuBarAtLogin(*atLogin);
-  if (auto problem = registry.save()) return problem;
-  entries.synchronizeHelper();
-  return std::nullopt;
+  auto problem = registry.change([&]() -> std::optional<Problem> {
+    if (show) entries.setShowInMenuBar(*show);
+    if (atLogin) entries.setShowInMenuBarAtLogin(*atLogin);
+    return std::nullopt;
+  });
+  if (!problem) entries.synchronizeHelper();
+  return problem;
 }
 
 void setHelperRuns(bool run) { QVRamDiskUtils::setHelperIsRunning(run); }
 
 std::optional<Problem> setSaveAtSessionEnd(Registry& registry, bool save) {
-  if (auto problem = registry.load()) return problem;
-  registry.entries().setSaveAtSessionEnd(save);
-  return registry.save();
+  return registry.change([&]() -> std::optional<Problem> {
+    registry.entries().setSaveAtSessionEnd(save);
+    return std::nullopt;
+  });
 }
 
 std::int64_t iconStyle() { return QVRamDiskPreferences::styleOfMainApplication(); }

@@ -7,6 +7,7 @@
 #include "core/QVLog.h"
 #include "kinds/QVRamDiskManager.h"
 #include "platform/Services.h"
+#include "ramdisk/ActionLock.h"
 #include "settings/PathText.h"
 
 namespace settings {
@@ -86,6 +87,15 @@ bool entersOrLeavesBase(const QVRamDisk& disk, const Change& change) {
   return enters != (disk.backupMode() == QVRamDiskBackupMode_Base);
 }
 
+// A disk that another program is creating has no device yet that the list would know of.
+Found problemOfUse(const QVRamDisk& disk, DiskState& state) {
+  const std::string name = disk.name().value_or("");
+  if (state.status(disk) != QVRamDiskStatus_notCreated)
+    return Problem{.reason = Reason::Created, .subject = name};
+  if (!ActionLock::isTaken(disk.identifier())) return std::nullopt;
+  return Problem{.reason = Reason::Acting, .subject = name};
+}
+
 void add(std::vector<Problem>& problems, Found found) {
   if (found) problems.push_back(std::move(*found));
 }
@@ -143,15 +153,14 @@ Found problemOfBaseAside(const QVRamDisk& disk) {
 
 Found problemOfChanging(const QVRamDisk& disk, const Change& change, DiskState& state) {
   const bool movesBase = entersOrLeavesBase(disk, change);
-  if ((change.changesVolume() || movesBase) && state.status(disk) != QVRamDiskStatus_notCreated)
-    return Problem{.reason = Reason::Created, .subject = disk.name().value_or("")};
+  if (change.changesVolume() || movesBase)
+    if (auto problem = problemOfUse(disk, state)) return problem;
   return change.changesPlace() || movesBase ? problemOfBaseAside(disk) : std::nullopt;
 }
 
 Found problemOfRemoving(const QVRamDisk& disk, DiskState& state) {
-  if (state.status(disk) != QVRamDiskStatus_notCreated)
-    return Problem{.reason = Reason::Created, .subject = disk.name().value_or("")};
-  return problemOfBaseAside(disk);
+  auto problem = problemOfUse(disk, state);
+  return problem ? problem : problemOfBaseAside(disk);
 }
 
 Found change(QVRamDisk& disk, const Change& change, const Disks& all) {

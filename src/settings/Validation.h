@@ -30,10 +30,11 @@ std::vector<Problem> problemsOfDraft(const QVRamDisk& draft, const Change& chang
 // lose their place is refused.
 std::optional<Problem> problemOfBaseAside(const QVRamDisk& disk);
 
-// What the eject of a created disk relies on stays as it was when the disk was created.
+// What the eject of a created disk relies on stays as it was when the disk was created, and as long
+// as another program acts on it.
 std::optional<Problem> problemOfChanging(const QVRamDisk& disk, const Change& change,
                                          DiskState& state);
-// A created disk, and one whose base lies aside, stays in the list.
+// A created disk, one that another program acts on, and one whose base lies aside stay in the list.
 std::optional<Problem> problemOfRemoving(const QVRamDisk& disk, DiskState& state);
 
 // Makes the change to a record of `all` when nothing is refused: the rules above, what apply()

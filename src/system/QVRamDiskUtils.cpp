@@ -1,10 +1,8 @@
 #include "system/QVRamDiskUtils.h"
 
-#include <system_error>
-#include <thread>
-
 #include "core/QVLog.h"
 #include "platform/Services.h"
+#include "system/DetachedThread.h"
 #include "system/QVMacInfo.h"
 #include "system/Spawn.h"
 
@@ -15,14 +13,10 @@ std::string purgeTool() { return platform::services().places->tool(platform::Too
 // Takes the tool's status off the system's hands when it ends, so that it leaves no zombie. The
 // thread touches nothing of the program's and may be cut off by its end.
 void reapInBackground(pid_t process) {
-  try {
-    std::thread([process] {
-      std::int64_t ignored = 0;
-      awaitProgram(process, ignored);
-    }).detach();
-  } catch (const std::system_error& error) {
-    QVLogWarning("QVRamDiskUtils", "thread==nil error:{}", error.what());
-  }
+  startDetached([process] {
+    std::int64_t ignored = 0;
+    awaitProgram(process, ignored);
+  });
 }
 
 }  // namespace

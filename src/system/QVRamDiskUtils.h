@@ -15,10 +15,11 @@ class QVRamDiskUtils {
   static Path ramDiskAppPath();
   static bool helperIsRunning();
   // YES starts the helper in place of every running copy, as the application does: it re-creates no
-  // disks. NO asks the copies to end, and makes those end that cannot be asked. Nothing waits.
+  // disks. NO asks the copies to end, and makes those end that cannot be asked. Nothing waits. A
+  // helper that was started as a service is none of them: it saves the disks at the session's end.
   static void setHelperIsRunning(bool run);
-  // The same for the copies of the helper besides this process.
-  static void endOtherHelpers();
+  // Asks the copies of the helper besides this process to end: of the services, or of the others.
+  static void endOtherHelpers(bool ofServices);
 
   static Path activityMonitorURL();
   static Path diskUtilityURL();

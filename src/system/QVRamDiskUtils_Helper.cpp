@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "core/Identifiers.h"
@@ -23,8 +24,17 @@ QVRamDiskUtils::Path presentApplication(std::string_view identifier) {
   return path;
 }
 
-void end(const RunningApplication& copy) {
-  if (!services().applications->terminate(copy)) services().applications->forceTerminate(copy);
+bool isService(const RunningApplication& copy) {
+  const auto& given = copy.arguments;
+  return std::find(given.begin(), given.end(), kServiceArgument) != given.end();
+}
+
+void endHelpers(bool ofServices) {
+  const auto& applications = services().applications;
+  for (const auto& copy : applications->running(kHelperBundleId))
+    if (isService(copy) == ofServices && copy.processIdentifier != getpid() &&
+        !applications->terminate(copy))
+      applications->forceTerminate(copy);
 }
 
 void launchHelper() {
@@ -56,11 +66,8 @@ bool QVRamDiskUtils::helperIsRunning() {
 }
 
 void QVRamDiskUtils::setHelperIsRunning(bool run) {
-  for (const auto& copy : services().applications->running(kHelperBundleId)) end(copy);
+  endHelpers(false);
   if (run) launchHelper();
 }
 
-void QVRamDiskUtils::endOtherHelpers() {
-  for (const auto& copy : services().applications->running(kHelperBundleId))
-    if (copy.processIdentifier != getpid()) end(copy);
-}
+void QVRamDiskUtils::endOtherHelpers(bool ofServices) { endHelpers(ofServices); }

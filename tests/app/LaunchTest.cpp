@@ -2,8 +2,10 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <utility>
 
 #include "core/Identifiers.h"
+#include "system/QVRamDiskUtils.h"
 #include "tests/app/AppTest.h"
 
 namespace {
@@ -103,6 +105,21 @@ TEST_F(LaunchTest, OtherCopiesAreAskedToEndAndForcedWhereTheyCannotBe) {
   launched({"FromApp"});
   EXPECT_EQ(applications->asked, (std::vector<std::int64_t>{7001, 7002}));
   EXPECT_EQ(applications->forced, std::vector<std::int64_t>{7002});
+}
+
+// It saves the disks at the session's end, whatever becomes of the menu.
+TEST_F(LaunchTest, AServiceStaysBesideHelpersThatAreNone) {
+  applications->applications = {{7001, kHelperBundleId, {}, {"--no-menu"}},
+                                {7002, kHelperBundleId, {}, {"-v", "--service"}}};
+  using Asked = std::vector<std::int64_t>;
+  launched({"FromApp"});
+  EXPECT_EQ(std::exchange(applications->asked, {}), Asked{7001});
+  for (const bool shows : {false, true}) {
+    QVRamDiskUtils::setHelperIsRunning(shows);
+    EXPECT_EQ(std::exchange(applications->asked, {}), Asked{7001});
+  }
+  launched({"--service"});
+  EXPECT_EQ(applications->asked, Asked{7002});
 }
 
 TEST_F(LaunchTest, AnActionThatStillRunsAtTheEndHasThirtySeconds) {

@@ -2,7 +2,9 @@
 
 #include <filesystem>
 
+#include "ramdisk/RegistryLock.h"
 #include "tests/cli/Shell.h"
+#include "tests/support/OtherProgram.h"
 
 namespace {
 
@@ -397,5 +399,39 @@ TEST(Registry, ThatCannotBeReadStopsEveryCommand) {
   expectRefused(shell, cases);
   for (const auto& item : std::filesystem::directory_iterator(
            shell.scratch.path("home/support/com.tarnvale.Tarnvale")))
-    EXPECT_EQ(item.path().filename(), "RamDiskEntries") << "nothing is written beside it";
+    EXPECT_TRUE(item.path().stem() == "RamDiskEntries" && item.path().extension() != ".damaged")
+        << "nothing but the lock is made beside it: " << item.path();
+}
+
+TEST(Registry, ThatCannotBeChangedIsNamed) {
+  Shell shell;
+  ASSERT_EQ(shell.run({"add", "--name", "x"}).status, 0);
+  const std::string lock = shell.registryPath() + ".lock";
+  const std::vector<std::vector<std::string>> changes = {
+      {"add", "--name", "y"}, {"set", "x", "--at-login"}, {"remove", "x"},
+      {"move", "x", "1"},     {"menu-bar", "on"},         {"session-save", "off"}};
+  const auto expectEachRefused = [&](const std::string& problem) {
+    std::vector<Case> cases;
+    for (const auto& args : changes) cases.push_back({args, 1, problem});
+    expectRefused(shell, cases);
+  };
+  OtherProgram other([&](OtherProgram& self) {
+    const auto held = RegistryLock::take(shell.registryPath(), {});
+    self.tell();
+    return OtherProgram::hang();
+  });
+  ASSERT_TRUE(other.waitUntilTold());
+  shell.clockStands = true;
+  const std::string path = "~~/home/support/com.tarnvale.Tarnvale/RamDiskEntries";
+  expectEachRefused(
+      "another program keeps the registry locked and does not come to an end; end it and try "
+      "again; 'fuser " +
+      path + ".lock' shows which it is");
+  EXPECT_EQ(shell.run({"list"}).status, 0);
+  other.kill();
+  std::filesystem::remove(lock);
+  shell.scratch.directory("home/support/com.tarnvale.Tarnvale/RamDiskEntries.lock");
+  expectEachRefused("the registry " + path + " cannot be written (" + path +
+                    ".lock: Is a directory); check the permissions of this file and of its "
+                    "folder, and the free space there");
 }

@@ -80,19 +80,20 @@ TEST_F(CoreTest, ErrorsDescribeThemselvesWithInfosAndCauses) {
 
 TEST_F(CoreTest, InitialErrorsAreTheFarEndOfTheChain) {
   const platform::SystemError system{"POSIX", 2, "x: No such file or directory"};
-  const auto leaf = QVError::errorWithMessage("leaf", "");
-  const auto ofSystem = QVError::errorWithMessage("of system", "", system);
-  const auto ofText = QVError::errorWithMessage("of text", "", std::string("said"));
-  const auto above = [](const QVErrorPtr& e) { return QVError::errorWithMessage("above", "", e); };
-  struct Row {
-    QVErrorPtr error;
-    std::optional<std::string> message;
+  const auto above = [](const auto& cause) {
+    return QVError::errorWithMessage("above", "", cause);
   };
-  for (const Row& row :
-       {Row{leaf, std::nullopt}, Row{ofSystem, std::nullopt}, Row{ofText, std::nullopt},
-        Row{above(leaf), "leaf"}, Row{above(above(leaf)), "leaf"},
-        Row{above(ofSystem), system.text}, Row{above(above(ofText)), "said"}})
-    EXPECT_EQ(row.error->initialErrorMessage(), row.message) << row.error->description();
+  const auto leaf = QVError::errorWithMessage("leaf", "");
+  const std::pair<QVErrorPtr, std::optional<std::string>> rows[] = {
+      {leaf, std::nullopt},
+      {above(system), std::nullopt},
+      {above(std::string("said")), std::nullopt},
+      {above(leaf), "leaf"},
+      {above(above(leaf)), "leaf"},
+      {above(above(system)), system.text},
+      {above(above(above(std::string("said")))), "said"}};
+  for (const auto& [error, message] : rows)
+    EXPECT_EQ(error->initialErrorMessage(), message) << error->description();
 }
 
 TEST_F(CoreTest, PresentingEndsBothTextsWithAPoint) {
@@ -107,16 +108,13 @@ TEST_F(CoreTest, PresentingEndsBothTextsWithAPoint) {
   EXPECT_EQ(world.alerts->shown[2].title + "|" + world.alerts->shown[2].text, "Alone.|");
 }
 
-TEST_F(CoreTest, ReturnFunctionsStoreTheirMessage) {
+TEST_F(CoreTest, HelpersTakeAbsentValues) {
   std::optional<std::string> slot;
+  EXPECT_FALSE(QV_ReturnNoWithMessage("unheard", nullptr));
   EXPECT_FALSE(QV_ReturnNoWithMessage("no", &slot));
   EXPECT_EQ(slot, "no");
   EXPECT_EQ(QV_ReturnIntegerWithMessage(-3, "three", &slot), -3);
   EXPECT_EQ(slot, "three");
-  EXPECT_FALSE(QV_ReturnNoWithMessage("unheard", nullptr));
-}
-
-TEST_F(CoreTest, ComparisonsTakeAbsentValues) {
   EXPECT_TRUE(QV_IsEqualNSString(std::nullopt, std::nullopt));
   EXPECT_FALSE(QV_IsEqualNSString(std::nullopt, ""));
   EXPECT_TRUE(QV_IsEqualNSPoint({1, 1}, {1.5, 0.5}, 0.5));

@@ -1,7 +1,6 @@
 #include "tests/disktools/Bench.h"
 
 #include <fcntl.h>
-#include <plist/plist.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/wait.h>
@@ -77,13 +76,17 @@ Outcome program(const std::string& applet, const Words& words, Caller real) {
 
 bool isRealRoot() { return disktools::AsCaller(kUser).holds(); }
 
+Plist plistOf(const std::string& text) {
+  plist_t root = nullptr;
+  plist_from_xml(text.data(), static_cast<std::uint32_t>(text.size()), &root);
+  return {root, plist_free};
+}
+
 std::vector<Image> images(Caller caller) {
   const Outcome outcome = tool("hdiutil", {"info", "-plist"}, caller);
   EXPECT_EQ(outcome.status, 0) << outcome.err;
-  plist_t root = nullptr;
-  plist_from_xml(outcome.out.data(), static_cast<std::uint32_t>(outcome.out.size()), &root);
-  const std::unique_ptr<void, decltype(&plist_free)> owner(root, plist_free);
-  plist_t list = plist_dict_get_item(root, "images");
+  const Plist root = plistOf(outcome.out);
+  plist_t list = plist_dict_get_item(root.get(), "images");
   EXPECT_EQ(plist_get_node_type(list), PLIST_ARRAY) << outcome.out;
   std::vector<Image> found;
   for (std::uint32_t i = 0; i < plist_array_get_size(list); ++i)

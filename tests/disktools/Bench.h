@@ -1,7 +1,9 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <plist/plist.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -36,6 +38,9 @@ struct Image {
   std::optional<std::string> mountPoint;
   bool operator==(const Image&) const = default;
 };
+
+using Plist = std::unique_ptr<void, decltype(&plist_free)>;
+Plist plistOf(const std::string& text);
 
 // The contents of what "hdiutil info -plist" prints; fails the test on any other form.
 std::vector<Image> images(disktools::Caller caller = kRoot);

@@ -1,7 +1,6 @@
 // What the engine sends and what it reads in return, for both ways of keeping a device.
 
 #include <fcntl.h>
-#include <plist/plist.h>
 #include <sys/mman.h>
 #include <sys/statvfs.h>
 #include <sys/xattr.h>
@@ -41,19 +40,23 @@ std::int64_t fill(const std::string& path) {
   return full ? total : -1;
 }
 
+unsigned long flagsOf(const std::string& path) {
+  struct statvfs info {};
+  EXPECT_EQ(statvfs(path.c_str(), &info), 0);
+  return info.f_flag;
+}
+
 TEST_P(Contract, AttachPrintsOneEntityWithItsNode) {
   const Words words = {"attach",  "-nomount", "-plist",  "ram://8192",
                        "-kernel", "-backing", GetParam()};
   for (const std::string node : {"/dev/disk4", "/dev/disk5"}) {
     const Outcome made = program("hdiutil", words);
     ASSERT_EQ(made.status, 0) << made.err;
-    plist_t root = nullptr;
-    plist_from_xml(made.out.data(), static_cast<std::uint32_t>(made.out.size()), &root);
-    plist_t entities = plist_dict_get_item(root, "system-entities");
+    const Plist root = plistOf(made.out);
+    plist_t entities = plist_dict_get_item(root.get(), "system-entities");
     ASSERT_EQ(plist_array_get_size(entities), 1U) << made.out;
     plist_t entry = plist_dict_get_item(plist_array_get_item(entities, 0), "dev-entry");
     EXPECT_EQ(plist_string_val_compare(entry, node.c_str()), 0) << made.out;
-    plist_free(root);
   }
   EXPECT_EQ(images(), (std::vector<Image>{{"ram://8192", "/dev/disk4", std::nullopt},
                                           {"ram://8192", "/dev/disk5", std::nullopt}}));
@@ -103,22 +106,14 @@ TEST_P(Contract, ContentsStayWithTheDeviceUntilItIsDetached) {
 TEST_P(Contract, TheVolumeHasItsSizeAndGivesNoRights) {
   const std::string path = scratch.directory("x");
   ASSERT_EQ(mount(disk(16), path).status, 0);
-  struct statvfs info {};
-  ASSERT_EQ(statvfs(path.c_str(), &info), 0);
   constexpr unsigned long flags = ST_NOSUID | ST_NODEV | ST_NOATIME;
-  EXPECT_EQ(info.f_flag & flags, flags);
+  EXPECT_EQ(flagsOf(path) & flags, flags);
   const std::int64_t size = 16 << 20;
   const std::int64_t full = fill(path + "/file");
   EXPECT_LE(full, size);
   EXPECT_GE(full, size * 9 / 10);
   fs::remove(path + "/file");
   EXPECT_EQ(fill(path + "/file"), full);
-}
-
-unsigned long flagsOf(const std::string& path) {
-  struct statvfs info {};
-  EXPECT_EQ(statvfs(path.c_str(), &info), 0);
-  return info.f_flag;
 }
 
 TEST_P(Contract, WritersAreHeldOffAndLetInAgain) {

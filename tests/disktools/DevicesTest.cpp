@@ -40,7 +40,7 @@ TEST_F(Disks, AttachingAtTheSameTimeGivesDifferentNodes) {
 }
 
 TEST_F(Disks, TheSmallestFreeNumberIsUsedAgain) {
-  for (const std::string node : {"/dev/disk4", "/dev/disk5", "/dev/disk6"}) EXPECT_EQ(disk(), node);
+  EXPECT_EQ((Words{disk(), disk(), disk()}), (Words{"/dev/disk4", "/dev/disk5", "/dev/disk6"}));
   ASSERT_EQ(tool("hdiutil", {"detach", "/dev/disk5"}).status, 0);
   EXPECT_EQ(disk(), "/dev/disk5");
 }

@@ -156,15 +156,16 @@ TEST_F(SetUserId, ADeviceIsItsUsersAndRoots) {
   EXPECT_EQ(images(kUser).size(), 1U);
   EXPECT_EQ(images(kStranger).size(), 0U);
   EXPECT_EQ(images(kRoot).size(), 1U);
-  const std::string refused = "belongs to another user";
-  EXPECT_TRUE(contains(program("umount", {"-f", path}, kStranger), refused));
-  EXPECT_TRUE(contains(program("mount", {"-u", "-o", "rdonly", node, path}, kStranger), refused));
-  EXPECT_TRUE(contains(program("mdutil", {"-E", path}, kStranger), refused));
-  EXPECT_TRUE(contains(program("newfs_hfs", {"-v", "n", node}, kStranger), refused));
-  EXPECT_TRUE(
-      contains(program("diskutil", {"erasevolume", "HFS+", "n", node}, kStranger), refused));
-  EXPECT_TRUE(contains(program("hdiutil", {"detach", node}, kStranger), refused));
-  EXPECT_TRUE(contains(mount(node, theirs, kStranger), refused));
+  const std::pair<const char*, Words> attempts[] = {
+      {"umount", {"-f", path}},
+      {"mount", {"-u", "-o", "rdonly", node, path}},
+      {"mount", {"-t", "hfs", node, theirs}},
+      {"mdutil", {"-E", path}},
+      {"newfs_hfs", {"-v", "n", node}},
+      {"diskutil", {"erasevolume", "HFS+", "n", node}},
+      {"hdiutil", {"detach", node}}};
+  for (const auto& [applet, words] : attempts)
+    EXPECT_TRUE(contains(program(applet, words, kStranger), "belongs to another user")) << applet;
   EXPECT_EQ(images(kUser).at(0).mountPoint, path);
 }
 

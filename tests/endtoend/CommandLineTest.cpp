@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "tests/support/OtherProgram.h"
 #include "tests/support/Scratch.h"
 
 namespace {
@@ -124,6 +125,57 @@ TEST_F(CommandLineTest, AForeignVolumeIsLeftAloneAndAnOlderDiskReplaced) {
   EXPECT_TRUE(isMounted(path));
   const std::string mounts = readFile("/proc/self/mountinfo");
   EXPECT_EQ(mounts.find("/run/tarnvale/disk"), mounts.rfind("/run/tarnvale/disk")) << "one device";
+}
+
+TEST_F(CommandLineTest, ProgramsThatChangeTheListTogetherLoseNothing) {
+  const std::string plain = " --size 200M --directory '" + home + "/desk'";
+  done("add --name shared" + plain);
+  const auto addsAndRemoves = [&](const std::string& name) {
+    return [name, plain](OtherProgram&) {
+      int failures = 0;
+      for (int round = 0; round < 8; ++round) {
+        const std::string disk = name + std::to_string(round);
+        failures += run("add --name " + disk + plain).status;
+        failures += run("set " + disk + " --size 300M").status;
+        if (round > 0) failures += run("remove " + name + std::to_string(round - 1)).status;
+      }
+      return failures == 0;
+    };
+  };
+  OtherProgram one(addsAndRemoves("one"));
+  OtherProgram two(addsAndRemoves("two"));
+  for (const char* change : {"session-save off", "menu-bar on", "set shared --size 400M",
+                             "menu-bar --at-login", "move shared 1", "set shared --at-login"})
+    done(change);
+  EXPECT_TRUE(one.ended() && two.ended());
+  EXPECT_EQ(done("session-save"), "saving at the session's end off\n");
+  EXPECT_EQ(done("menu-bar"), "menu bar on, at login on\n");
+  const std::string list = done("list --json");
+  std::size_t disks = 0;
+  for (auto at = list.find("\"name\""); at != std::string::npos; at = list.find("\"name\"", at + 1))
+    ++disks;
+  EXPECT_EQ(disks, 3U) << list;
+  const std::string facts = done("show shared one7 two7");
+  for (const char* fact : {"400 MB", "300 MB"}) EXPECT_TRUE(holds(facts, fact)) << facts;
+}
+
+// The action ends with the list as it was when it began; only what it did is saved.
+TEST_F(CommandLineTest, WhatIsChangedWhileADiskIsCreatedStays) {
+  const std::string program(TARNVALE_PROGRAM);
+  const std::string told = scratch.path("told");
+  const std::string command = scratch.executable(
+      "post", "#!/bin/sh\n" + program + " set cache --at-login\n" + program +
+                  " session-save off\n{ " + program + " set cache --name other; " + program +
+                  " remove cache --yes; } 2> '" + told + "'\ntrue\n");
+  done("add '" + folder + "' --size 200M --post-command '" + command + "'");
+  done("create cache");
+  const std::string refused =
+      "tarnvale: another program is working on cache; try again when it "
+      "is done\n";
+  EXPECT_EQ(readFile(told), refused + refused);
+  EXPECT_TRUE(holds(done("show cache --json"), "\"createAtLogin\": true"));
+  EXPECT_TRUE(holds(done("list --json"), "\"status\": \"mounted\""));
+  EXPECT_EQ(done("session-save"), "saving at the session's end off\n");
 }
 
 // The volume was unmounted, and nobody put the directory back: as after an eject that was cut off.

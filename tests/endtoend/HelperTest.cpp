@@ -43,11 +43,14 @@ TEST_F(HelperTest, ASecondHelperTakesThePlaceOfTheFirst) {
   EXPECT_EQ(first.end(), 0);
   EXPECT_TRUE(second.isRunning());
   EXPECT_TRUE(isMounted(folder));
-  Helper third({"--no-menu", "FromApp"});
-  EXPECT_EQ(second.end(), 0);
-  EXPECT_TRUE(third.isRunning());
-  third.ask();
+  const std::string log = scratch.path("log");
+  Helper third({"--no-menu", "-v", "FromApp"}, log);
+  ASSERT_TRUE(
+      comesTrue([&] { return readFile(log).find("list is followed") != std::string::npos; }));
+  EXPECT_TRUE(second.isRunning()) << "a service saves at the end, whatever becomes of the menu";
+  const Helper fourth({"--no-menu", "FromApp"});
   EXPECT_EQ(third.end(), 0);
+  EXPECT_TRUE(second.isRunning());
 }
 
 TEST_F(HelperTest, AServiceSavesWhenItIsAskedToEnd) {

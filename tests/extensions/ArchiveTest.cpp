@@ -171,6 +171,19 @@ TEST(KeyedUnarchiver, LeavesOutUnknownClassesAndOtherTypes) {
                    "\"loop\"" + ofDisk + "array of texts (an object contains itself)"}));
 }
 
+// {"$archiver": …, "$version": …, "$objects": …, "$top": …}, the last two of these values.
+std::string handMade(const Texts& values) {
+  Texts all = {bytes("\xD4\x01\x02\x03\x04\x05\x06\x07\x08"),
+               "\x59$archiver",
+               "\x58$version",
+               "\x58$objects",
+               "\x54$top",
+               "\x5F\x10\x0FNSKeyedArchiver",
+               bytes("\x12\0\x01\x86\xA0")};
+  all.insert(all.end(), values.begin(), values.end());
+  return binaryList(all);
+}
+
 TEST(KeyedUnarchiver, RefusesDamagedFrames) {
   const std::string arrayClass = classEntry({"NSArray", "NSObject"});
   const std::string root = object(2, list("NS.objects", {}));
@@ -199,32 +212,11 @@ TEST(KeyedUnarchiver, RefusesDamagedFrames) {
       {archive({root, "<dict>" + entry("$classname", "<true/>") + "</dict>"}), "no class"},
       {archive({root, classEntry(Texts(100, "NSArray"))}), "no class"},
       {archive({root, arrayClass, "<dict/>"}), "no class"},
-      // {"$archiver": …, "$version": …, "$objects": …, "$top": …}, the last two hand-made
-      {binaryList({bytes("\xD4\x01\x02\x03\x04\x05\x06\x07\x08"), "\x59$archiver", "\x58$version",
-                   "\x58$objects", "\x54$top", "\x5F\x10\x0FNSKeyedArchiver",
-                   bytes("\x12\0\x01\x86\xA0"), "\xAF\x13" + bigEndianBytes(1'000'000'000, 8),
-                   "\xD0"}),
-       "beyond the objects"},
-      {binaryList({bytes("\xD4\x01\x02\x03\x04\x05\x06\x07\x08"),
-                   "\x59$archiver",
-                   "\x58$version",
-                   "\x58$objects",
-                   "\x54$top",
-                   "\x5F\x10\x0FNSKeyedArchiver",
-                   bytes("\x12\0\x01\x86\xA0"),
-                   bytes("\xA3\x09\x0B\x0E"),
-                   bytes("\xD1\x12\x0A"),
-                   "\x55$null",
-                   bytes("\x80\x01"),
-                   bytes("\xD2\x0C\x0D\x11\x13"),
-                   "\x56$class",
-                   "\x5ANS.objects",
-                   bytes("\xD1\x0F\x10"),
-                   "\x5A$classname",
-                   "\x57NSArray",
-                   bytes("\x80\x02"),
-                   "\x54root",
-                   repeated}),
+      {handMade({"\xAF\x13" + bigEndianBytes(1'000'000'000, 8), "\xD0"}), "beyond the objects"},
+      {handMade({bytes("\xA3\x09\x0B\x0E"), bytes("\xD1\x12\x0A"), "\x55$null", bytes("\x80\x01"),
+                 bytes("\xD2\x0C\x0D\x11\x13"), "\x56$class", "\x5ANS.objects",
+                 bytes("\xD1\x0F\x10"), "\x5A$classname", "\x57NSArray", bytes("\x80\x02"),
+                 "\x54root", repeated}),
        "more than 100000"},
   };
   for (const auto& [input, reason] : cases) {
@@ -251,9 +243,8 @@ TEST(KeyedUnarchiver, BoundsWhatSharedObjectsUnfoldTo) {
   EXPECT_EQ(reading.first().decodeValue("deep"), std::nullopt);
   EXPECT_EQ(reading.first().decodeStrings("long"), std::nullopt);
   ASSERT_EQ(reading.problems.size(), 2U);
-  for (const std::string& problem : reading.problems) {
+  for (const std::string& problem : reading.problems)
     EXPECT_NE(problem.find("unfolds to too much"), std::string::npos) << problem;
-  }
 }
 
 struct Record : KeyedArchivable {
@@ -289,9 +280,8 @@ TEST(KeyedArchiver, WritesTheFrameworksForm) {
 
 TEST(KeyedUnarchiver, EndsWithAnyDamage) {
   const auto written = archivedDataWithRootObject({std::make_shared<const Record>()});
-  for (std::size_t size = 0; size < written.size(); ++size) {
+  for (std::size_t size = 0; size < written.size(); ++size)
     EXPECT_FALSE(Reading(written.substr(0, size)).objects) << size;
-  }
   int refused = 0;
   for (std::size_t i = 0; i < written.size() * 8; ++i) {
     std::string damaged = written;

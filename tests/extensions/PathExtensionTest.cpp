@@ -39,9 +39,8 @@ TEST(PathExtension, OfTwoTexts) {
       {expandingTilde, "/x/~", "/home/a", "/x/~"},
       {expandingTilde, "~/x", "", "~/x"},
   };
-  for (const auto& each : cases) {
+  for (const auto& each : cases)
     EXPECT_EQ(each.join(each.a, each.b), each.result) << each.a << " and " << each.b;
-  }
 }
 
 TEST(PathExtension, LastComponent) {

@@ -172,9 +172,8 @@ TEST(PropertyList, EndsWithAnyDamage) {
       Dictionary{{"array", Array{1, -1, kLargest, 1.5, "é", PropertyList::Date{5}}},
                  {"dictionary", Dictionary{{"k", PropertyList::Data{"xyz"}}}},
                  {"long", std::string(20, 'x')}});
-  for (std::size_t size = 0; size < whole.size(); ++size) {
+  for (std::size_t size = 0; size < whole.size(); ++size)
     EXPECT_FALSE(parsePropertyList(whole.substr(0, size))) << size;
-  }
   std::size_t differing = 0;
   for (std::size_t bit = 0; bit < whole.size() * 8; ++bit) {
     std::string damaged = whole;

@@ -93,12 +93,9 @@ TEST(Text, ParagraphsAndLines) {
 
 TEST(Text, RangesAreTheSameFromAnyPositionInThem) {
   const std::string text = "ab\r\n\u2028c\u2029";
-  const std::vector<TextRange> lines = {{0, 2, 4}, {4, 4, 7}, {7, 8, 11}};
-  for (const TextRange& line : lines) {
-    for (auto position = line.start; position < line.end; ++position) {
+  for (const TextRange& line : {TextRange{0, 2, 4}, {4, 4, 7}, {7, 8, 11}})
+    for (auto position = line.start; position < line.end; ++position)
       EXPECT_EQ(lineAt(text, position), line) << position;
-    }
-  }
   EXPECT_EQ(paragraphAt(text, 5), (TextRange{4, 8, 11}));
   EXPECT_EQ(lineAt(text, 11), (TextRange{11, 11, 11}));
   EXPECT_EQ(lineAt("ab", 99), (TextRange{0, 2, 2}));

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <atomic>
+#include <set>
 #include <thread>
 
 #include "platform/linux/LinuxKindTable.h"
@@ -82,7 +83,6 @@ const std::vector<Row> kRows = {
     {0, "none", "", 1},
     {1, "none", kCaches, kNoPreset},
     {10, "none", kCaches, kNoPreset},
-    {-1, "none", kCaches, kNoPreset},
 
     {2, "any", kCaches, 1},
     {2, "none", kCaches, -1, {.system = 14}},
@@ -91,43 +91,26 @@ const std::vector<Row> kRows = {
     {2, "any", kCaches, 0, {.system = 14}},
     {3, "any", kXcode, 1, {.system = 15}},
     {3, "none", kXcode, -1},
-    {3, "any", kDeveloper, 0},
     {3, "any", kXcode, 0, {.isReadOnly = true}},
-    {4, "5.1", kSupport, 1},
     {4, "5.1", kSupport, 1, {.isReadOnly = true}},
     {4, "5.1", "Library", 0},
     {4, "6.0", kSupport, -1},
-    {4, "15.0", "Library", -1},
-    {4, "any", kSupport, -1},
-    {4, "none", kSupport, -1},
-    {5, "6.0", kDeveloper, 1},
-    {5, "15.0", kDeveloper, 1, {.system = 15, .isReadOnly = true}},
+    {5, "6.0", kDeveloper, 1, {.system = 15, .isReadOnly = true}},
     {5, "5.1", kDeveloper, -1},
-    {5, "4.6", kDeveloper, -1},
-    {5, "3.2", kDeveloper, -1},
     {5, "any", kDeveloper, -1},
     {5, "6.0", "Library", 0},
     {5, "6.0", kDevices, 0, {.device = "AB-12"}},
     {5, "5.0", kDevices + "/AB-12", -1, {.device = "AB-12"}},
     {6, "any", kCaches + "/AppCode2019.3", 1},
-    {6, "none", kCaches + "/AppCode2019.3", -1},
     {6, "any", kCaches + "/MyAppCode", 0},
-    {7, "54.0/1", kCaches, 1},
     {7, "54.0/1", kCaches, 1, {.system = 15, .isReadOnly = true, .device = "AB-12"}},
     {7, "53.9/99", kCaches, 0},
-    {7, "", kCaches, 0},
     {7, "any", kCaches, 0},
     {7, "beta.54", kCaches, 0},
-    {7, "128.0", "Library", 0},
-    {7, "none", kCaches, -1},
     {8, "60.0.1/1", kGoogle, 1},
     {8, "59.9/99", kGoogle, 0},
-    {8, "60.0.1", kCaches, 0},
-    {8, "none", kGoogle, -1},
     {9, "1/51.0", kCaches, 1},
     {9, "99/50.9", kCaches, 0},
-    {9, "99/51", "Library", 0},
-    {9, "none", kCaches, -1},
 };
 
 TEST(Presets, OfMacOS) {
@@ -141,9 +124,6 @@ TEST(Presets, OfMacOS) {
               isUsable ? kUsable.at(row.type) : std::to_string(row.status));
     EXPECT_TRUE(world.alerts->shown.empty());
   }
-}
-
-TEST(Presets, OfASimulatorDevice) {
   World world;
   arrange(world, {5, "6.0", kDevices + "/A%@B", 1});
   EXPECT_EQ(shown(world, 5, "A%@B"), "1 'A%@B' " + kDevices + " 1000000000");
@@ -154,18 +134,17 @@ TEST(Presets, ApplicationIsLookedForElsewhere) {
   arrange(world, {3, "none", kXcode, -1});
   EXPECT_EQ(QVRamDiskManager::favoriteXcodePath(), std::nullopt);
   const std::string other = world.scratch.path("Other/Xcode.app");
-  world.applications->paths["com.apple.dt.Xcode"] = other;
+  world.applications->paths = {{"com.apple.dt.Xcode", other},
+                               {"com.apple.Safari", "/a"},
+                               {"org.mozilla.firefox", "/b"},
+                               {"com.google.Chrome", "/c"},
+                               {"com.operasoftware.Opera", "/d"}};
   EXPECT_EQ(QVRamDiskManager::favoriteXcodePath(), other);
   EXPECT_EQ(shown(world, 3), "-1") << "known to the system, but gone";
   world.scratch.directory("Other/Xcode.app");
   EXPECT_EQ(shown(world, 3), kUsable.at(3));
   const auto usual = world.scratch.directory("Applications/Xcode.app");
   EXPECT_EQ(QVRamDiskManager::favoriteXcodePath(), usual);
-
-  world.applications->paths = {{"com.apple.Safari", "/a"},
-                               {"org.mozilla.firefox", "/b"},
-                               {"com.google.Chrome", "/c"},
-                               {"com.operasoftware.Opera", "/d"}};
   EXPECT_EQ(QVRamDiskManager::favoriteSafariPath(), "/a");
   EXPECT_EQ(QVRamDiskManager::favoriteFirefoxAppPath(), "/b");
   EXPECT_EQ(QVRamDiskManager::favoriteChromeAppPath(), "/c");
@@ -214,13 +193,8 @@ TEST(Presets, OfLinux) {
   EXPECT_EQ(shown(world, 1), std::to_string(kNoPreset));
   EXPECT_EQ(QVRamDiskManager::favoriteXcodePath(), std::nullopt);
 
-  install("org.mozilla.firefox", "128.3.1esr");
   install("com.operasoftware.Opera", "51.0");
-  EXPECT_EQ(shown(world, 7), "1 'firefox' .cache/mozilla 1000000000");
   EXPECT_EQ(shown(world, 9), "1 'opera' .cache 1000000000");
-  std::filesystem::remove_all(world.home(".cache/mozilla"));
-  EXPECT_EQ(shown(world, 7), "0");
-
   install("org.chromium.Chromium", "60.0");
   world.applications->applications = {{1, "org.chromium.Chromium", "Chromium"}};
   EXPECT_EQ(shown(world, 8), "1 'chromium' .cache 1000000000");
@@ -236,12 +210,6 @@ TEST(Presets, OfLinux) {
 TEST(Presets, OfLinuxFollowThePackageSystem) {
   World world;
   world.places->kinds = platform::linuxKindTable(world.home(), world.home(".cache"));
-  const auto install = [&](const std::string& identifier, const std::string& caches) {
-    const auto path = world.scratch.executable("bin/" + identifier, "");
-    world.applications->paths[identifier] = path;
-    setVersions(world, path, "128.0", "128.0");
-    if (!caches.empty()) world.scratch.directory("home/" + caches);
-  };
   const struct {
     std::int64_t type;
     std::string identifier;
@@ -257,9 +225,11 @@ TEST(Presets, OfLinuxFollowThePackageSystem) {
       {9, "com.operasoftware.Opera.snap", "snap/opera/common/.cache", "opera"},
       {9, "com.operasoftware.Opera.flatpak", ".var/app/com.opera.Opera/cache", "opera"}};
   for (const auto& [type, identifier, caches, name] : cases) {
-    install(identifier, "");
+    const auto path = world.scratch.executable("bin/" + identifier, "");
+    world.applications->paths[identifier] = path;
+    setVersions(world, path, "128.0", "128.0");
     EXPECT_EQ(shown(world, type), "0") << identifier << " has not run yet";
-    install(identifier, caches);
+    world.scratch.directory("home/" + caches);
     EXPECT_EQ(shown(world, type), "1 '" + name + "' " + caches + " 1000000000");
     world.applications->applications = {{1, identifier, "Name"}};
     EXPECT_TRUE(QVRamDiskManager::hasRunningAppForType(static_cast<QVRamDiskType>(type), nullptr));
@@ -272,35 +242,25 @@ TEST(Presets, OfLinuxFollowThePackageSystem) {
 TEST(RunningApplications, OfEachKind) {
   const std::string xcode = "com.apple.dt.Xcode";
   const std::string simulator = "com.apple.iphonesimulator";
-  const std::vector<std::vector<std::string>> identifiers = {{},
-                                                             {},
-                                                             {"com.apple.Safari"},
-                                                             {xcode, simulator},
-                                                             {simulator},
-                                                             {simulator},
-                                                             {"com.jetbrains.AppCode"},
-                                                             {"org.mozilla.firefox"},
-                                                             {"com.google.Chrome"},
-                                                             {"com.operasoftware.Opera"},
-                                                             {}};
+  const std::vector<std::pair<std::string, std::set<std::size_t>>> kinds = {
+      {"com.apple.Safari", {2}},       {xcode, {3}},
+      {simulator, {3, 4, 5}},          {"com.jetbrains.AppCode", {6}},
+      {"org.mozilla.firefox", {7}},    {"com.google.Chrome", {8}},
+      {"com.operasoftware.Opera", {9}}};
   World world;
   world.places->kinds = platform::macKindTable(world.home());
   const auto isRunning = [](std::size_t type, QVRamDiskManager::Message* message) {
     return QVRamDiskManager::hasRunningAppForType(static_cast<QVRamDiskType>(type), message);
   };
-  for (std::size_t type = 0; type < identifiers.size(); ++type) {
-    const auto& own = identifiers[type];
+  for (std::size_t type = 0; type <= 10; ++type) {
     world.applications->applications = {};
     QVRamDiskManager::Message message = "before";
     EXPECT_FALSE(isRunning(type, &message));
-    EXPECT_EQ(message.has_value(), own.empty()) << "left alone only where no test is made";
-    for (const auto& theirs : identifiers)
-      for (const auto& identifier : theirs) {
-        world.applications->applications = {{1, identifier, "Name"}};
-        EXPECT_EQ(isRunning(type, nullptr),
-                  std::find(own.begin(), own.end(), identifier) != own.end())
-            << type << " " << identifier;
-      }
+    EXPECT_EQ(message.has_value(), type < 2 || type > 9) << "left alone where no test is made";
+    for (const auto& [identifier, types] : kinds) {
+      world.applications->applications = {{1, identifier, "Name"}};
+      EXPECT_EQ(isRunning(type, nullptr), types.contains(type)) << type << " " << identifier;
+    }
   }
   world.applications->applications = {{1, simulator, "Simulator"}, {2, xcode, "Xcode"}};
   QVRamDiskManager::Message message;

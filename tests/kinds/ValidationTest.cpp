@@ -1,5 +1,6 @@
 #include "platform/mac/MacDirectories.h"
 #include "platform/mac/MacKindTable.h"
+#include "system/QVMacInfo.h"
 #include "tests/kinds/World.h"
 
 namespace {
@@ -35,12 +36,14 @@ std::string directoryRefusal(const std::optional<std::string>& directory,
 
 TEST(Creation, Name) {
   World world;
-  EXPECT_EQ(refusal(std::nullopt, kSize), kNoName);
-  EXPECT_EQ(refusal("", kSize), kNoName);
-  EXPECT_EQ(refusal(" \t ", kSize), kNoName);
-  EXPECT_EQ(refusal("\n", kSize), kIllegalName) << "a line end is no white space";
-  EXPECT_EQ(refusal("a/b", kSize), kIllegalName);
-  EXPECT_EQ(refusal(" Disk ", kSize), "");
+  using Text = std::optional<std::string>;
+  for (const auto& [name, expected] : {std::pair(Text(), kNoName),
+                                       {"", kNoName},
+                                       {" \t ", kNoName},
+                                       {"\n", kIllegalName},
+                                       {"a/b", kIllegalName},
+                                       {" Disk ", ""}})
+    EXPECT_EQ(refusal(name, kSize), expected) << name.value_or("nil");
 }
 
 TEST(Creation, SizeAndMemory) {
@@ -99,17 +102,14 @@ TEST(MountDirectory, MustBeThereAndLocal) {
   world.volumes->answer = platform::SystemError{"POSIX", 5, "Input/output error"};
   EXPECT_EQ(directoryRefusal(world.home(), "Disk"), notLocal);
   EXPECT_EQ(world.log->count("getResourceValue==NO URL:" + world.home() + " error:"), 1U);
-}
-
-TEST(MountDirectory, OfOldSystemsNeedNotBeLocal) {
-  for (const int minor : {8, 9}) {
-    World world;
+  for (const auto& [product, mayBeFar] : {std::pair("10.8.5", true), {"10.9.5", false}}) {
+    world.machine->product = product;
     world.machine->systemMajor = 10;
-    world.machine->systemMinor = minor;
-    world.machine->product = "10." + std::to_string(minor) + ".5";
-    world.volumes->answer = false;
-    EXPECT_EQ(directoryRefusal(world.home(), "Disk").empty(), minor == 8) << minor;
+    world.machine->systemMinor = mayBeFar ? 8 : 9;
+    QVMacInfo::forgetCachedAnswers();
+    EXPECT_EQ(directoryRefusal(world.home(), "Disk").empty(), mayBeFar) << product;
   }
+  QVMacInfo::forgetCachedAnswers();
 }
 
 // macOS with everything moved below the scratch folder.
@@ -189,36 +189,23 @@ TEST(MountDirectory, MustBeWritable) {
   EXPECT_EQ(directoryRefusal(world.home("Library/Caches"), "Disk"), kLibrary);
 }
 
+// Only a creation tells its stages; the first and those that it does not know are its own text.
 TEST(DisplayString, OfEveryAction) {
   World world;
   const auto texts = englishTexts("QVRamDiskLocalizable");
-  const std::vector<std::string> creation = {"creating",  // no stage
-                                             "creatingCalculatingBaseDirSize",
-                                             "creating",
-                                             "creatingNewFileSystem",
-                                             "creatingMoutingVolume",
-                                             "creatingRecopingFromBase",
-                                             "creatingRestoring",
-                                             "creatingExecutingPostCommand",
-                                             "creatingMdIndexMode",
-                                             "creating",
-                                             "creating"};
-  const std::vector<std::string> others = {"copyingToBase", "backuping",    "remounting",
-                                           "ejecting",      "cleanUpFiles", "rebuild"};
-  const auto shown = [](std::size_t action, std::size_t info) {
+  const auto shown = [](unsigned action, unsigned info) {
     return QVRamDiskManager::displayStringFromAction(QVRamDiskAction(action),
                                                      QVRamDiskActionInfo(info));
   };
-  const auto text = [&](const std::string& name) {
-    return texts.at("QVRamDiskActionInfo_" + name);
-  };
-  for (std::size_t info = 0; info < creation.size(); ++info) {
-    EXPECT_EQ(shown(1, info), text(creation[info])) << info;
-    for (std::size_t action = 0; action < others.size(); ++action)
-      EXPECT_EQ(shown(action + 2, info), text(others[action])) << action + 2;
-    EXPECT_EQ(shown(0, info), std::nullopt);
-    EXPECT_EQ(shown(8, info), std::nullopt);
-  }
+  const char* const names[] = {"creating", "copyingToBase", "backuping", "remounting",
+                               "ejecting", "cleanUpFiles",  "rebuild"};
+  for (unsigned action = 1; action <= std::size(names); ++action)
+    for (const unsigned info : {0U, 2U, 9U, 10U})
+      EXPECT_EQ(shown(action, info),
+                texts.at(std::string("QVRamDiskActionInfo_") + names[action - 1]));
+  EXPECT_EQ(shown(1, 5), texts.at("QVRamDiskActionInfo_creatingRecopingFromBase"));
+  EXPECT_EQ(shown(1, 8), texts.at("QVRamDiskActionInfo_creatingMdIndexMode"));
+  for (const unsigned none : {0U, 8U}) EXPECT_EQ(shown(none, 5), std::nullopt);
 }
 
 }  // namespace

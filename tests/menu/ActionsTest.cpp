@@ -1,6 +1,8 @@
 #include <sys/mount.h>
 
 #include <filesystem>
+#include <future>
+#include <thread>
 
 #include "core/QVError.h"
 #include "kinds/QVRamDiskManager.h"
@@ -49,8 +51,7 @@ TEST_F(ActionsTest, ADisksWholeLife) {
   EXPECT_EQ(readFile(savedBase("cache") + "/new"), "new");
   choose("cache", "Rebuild");
   EXPECT_EQ(readFile(folder("cache") + "/new"), "new");
-  open();
-  click(openDisk("cache"), "Delete All Files");
+  choose("cache", "Delete All Files");
   EXPECT_FALSE(fs::exists(folder("cache") + "/new"));
   EXPECT_EQ(bar->activations, 1);
   choose("cache", "Eject");
@@ -193,6 +194,58 @@ TEST_F(ActionsTest, CleaningUpNothingIsAnImpossibleState) {
   EXPECT_EQ(bar->activations, 1);
 }
 
+// Other threads that list a folder wait until they may.
+class HeldFiles : public CountingFiles {
+ public:
+  using CountingFiles::CountingFiles;
+  platform::Result<std::vector<std::string>> names(const std::string& path) const override {
+    if (std::this_thread::get_id() != main_) allowed_.wait();
+    return CountingFiles::names(path);
+  }
+  void allow() { allow_.set_value(); }
+
+ private:
+  const std::thread::id main_ = std::this_thread::get_id();
+  std::promise<void> allow_;
+  std::shared_future<void> allowed_ = allow_.get_future().share();
+};
+
+TEST_F(ActionsTest, AHugeDiskIsEmptiedBehindTheMenu) {
+  startWith({"cache"});
+  choose("cache", "Create");
+  scratch.file("home/desk/cache/folder/file");
+  auto services = platform::services();
+  const auto held = std::make_shared<HeldFiles>(services.files, faults);
+  services.files = held;
+  platform::install(services);
+  open();
+  click(openDisk("cache"), "Delete All Files");
+  const auto row = itemOf(open(), "cache");
+  EXPECT_FALSE(row->isEnabled);
+  EXPECT_EQ(row->view->accessibleName(), "cache, Deleting files…");
+  EXPECT_TRUE(fs::exists(folder("cache") + "/folder"));
+  held->allow();
+  waitForEnd();
+  EXPECT_TRUE(fs::is_empty(folder("cache")));
+  EXPECT_TRUE(itemOf(open(), "cache")->isEnabled);
+  EXPECT_EQ(notifications->posted.size(), 2U);
+}
+
+TEST_F(ActionsTest, AnEmptyingThatFailsIsToldByName) {
+  startWith({"cache"});
+  choose("cache", "Create");
+  scratch.file("home/desk/cache/file");
+  open();
+  openDisk("cache");
+  faults->fail("names");
+  click(*itemOf(*controller->statusMenu(), "cache")->submenu, "Delete All Files");
+  turning->runUntil([this] { return !alerts->shown.empty(); });
+  EXPECT_EQ(alerts->shown[0].title + alerts->shown[0].text,
+            "cacheCan not delete the files\ninjected failure");
+  EXPECT_TRUE(fs::exists(folder("cache") + "/file"));
+  EXPECT_FALSE(controller->isBusy());
+}
+
 TEST_F(ActionsTest, AFailureIsToldOnceAndByName) {
   startWith({"cache"});
   replaceTool(platform::Tool::Formatter, "echo no such device >&2; exit 3");
@@ -310,6 +363,9 @@ TEST_F(ActionsTest, ADiskThatWasEjectedUnheardIsLeftAlone) {
   const auto theirs = QVRamDiskEntries::init();
   theirs->readRamDisksFromDefaultLocation();
   theirs->eject(theirs->ramDisks()[0], 0);
+  disk()->setAction(QVRamDiskActionEject);
+  items.back()->click();
+  disk()->setAction(QVRamDiskActionNone);
   for (const char* title :
        {"Remove this Folder", "Delete All Files", "Synchronise Now", "Eject", "Rebuild"}) {
     SCOPED_TRACE(title);

@@ -3,6 +3,7 @@
 #include "core/QVError.h"
 #include "ramdisk/QVRamDiskPreferences.h"
 #include "tests/menu/MenuTest.h"
+#include "tests/support/OtherProgram.h"
 
 namespace {
 
@@ -143,6 +144,25 @@ TEST_F(FollowingTest, AListWhoseFileIsGoneIsWrittenAnew) {
     EXPECT_EQ(saved()->name(), "first");
     std::filesystem::remove(*RegistryFile::defaultPath());
   }
+}
+
+// The menu stands still for a moment only; the state is saved at the latest when the helper ends.
+TEST_F(FollowingTest, AListThatAnotherProgramKeepsLockedIsSavedLater) {
+  writeList({"first"});
+  start();
+  disk()->setDeviceNode("/dev/disk77");
+  OtherProgram other([](OtherProgram& self) {
+    const auto lock = RegistryLock::take(*RegistryFile::defaultPath(), {});
+    self.tell();
+    return OtherProgram::hang();
+  });
+  ASSERT_TRUE(other.waitUntilTold());
+  controller->mt_ramDiskDidUpdated(disk());
+  EXPECT_EQ(disk()->deviceNode(), "/dev/disk77");
+  EXPECT_EQ(saved()->deviceNode(), std::nullopt);
+  other.kill();
+  controller->wantTerminate();
+  EXPECT_EQ(saved()->deviceNode(), "/dev/disk77");
 }
 
 // The items of an open menu outlive the records that they were made for.

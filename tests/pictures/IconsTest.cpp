@@ -235,12 +235,10 @@ TEST_F(IconsTest, MenuIconsAreKeptByName) {
   EXPECT_EQ(nameOf(QVRamDiskFunctions::icon16Named("diskUtility")), "file " + disks + " as 16x16");
 }
 
-TEST_F(IconsTest, ClassicTypesComeInTheSizeAskedFor) {
+TEST_F(IconsTest, ALinksBadgeLiesOverItsType) {
   EXPECT_EQ(nameOf(QVFunctions::wsIconForFileHFSType("rmov", 16)), "hfs rmov as 16x16");
   EXPECT_EQ(QVFunctions::wsIconForFileHFSType("none", 16), nullptr);
-}
-
-TEST_F(IconsTest, ALinksBadgeLiesOverItsType) {
+  graphics->hfsAsked.clear();
   const std::string badge = "image hfs abdg as 16x16 [0 0 16 16] from [0 0 16 16] over 1";
   EXPECT_EQ(drawingOf(QVFinderTools::iconWithAliasMaskForType("txt")),
             (Calls{"image type txt as 16x16 [0 0 16 16] from [0 0 16 16] over 1", badge}));

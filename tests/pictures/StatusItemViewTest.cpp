@@ -1,14 +1,10 @@
-// What the status item draws, call by call.
+// What the status item draws that no reference shows; RowPicturesTest has the rest.
 
 #include "menu/StatusItemView.h"
 
 #include "tests/pictures/ViewsTest.h"
 
 namespace {
-
-using doubles::Calls;
-using doubles::RecordingCanvas;
-using platform::Rect;
 
 struct Delegate : menu::StatusItemViewDelegate {
   void statusItemViewPressed(menu::StatusItemView& view) override {
@@ -46,32 +42,6 @@ TEST_F(StatusItemTest, TheStyleChoosesThePicture) {
     EXPECT_EQ(drawnImage(), image(dark)) << style << ": seen at the next drawing";
   }
   EXPECT_EQ(displays, 5);
-}
-
-TEST_F(StatusItemTest, AWarningIsTheSilhouetteInRedUnlessPressed) {
-  drawn(*view);
-  view->setIsWarn(true);
-  EXPECT_EQ(drawnImage(), "image drawn [3 2 18 18] from [0 0 18 18] over 1");
-  view->setIsPressed(true);
-  EXPECT_EQ(drawn(*view), (Calls{"fill [0 0 25 22] SelectedMenuItem", image("Pressed")}));
-  EXPECT_EQ(displays, 2);
-}
-
-TEST_F(StatusItemTest, RedIsFilledBeforeThePictureCutsIt) {
-  class Catching : public RecordingCanvas {
-   public:
-    using RecordingCanvas::draw;
-    void draw(const platform::ImagePtr& drawnImage, Rect, Rect, platform::Compositing,
-              double) override {
-      last = drawnImage;
-    }
-    platform::ImagePtr last;
-  } canvas;
-  view->setIsWarn(true);
-  view->display(canvas);
-  EXPECT_EQ(doubles::drawingOf(canvas.last),
-            (Calls{"fill [0 0 18 18] rgba 1 0 0 1",
-                   "image TarnvaleStatusItemColor [0 0 18 18] from [0 0 18 18] atop 1"}));
 }
 
 TEST_F(StatusItemTest, BothButtonsPressItAndTellTheDelegate) {

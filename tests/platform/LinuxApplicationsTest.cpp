@@ -1,10 +1,8 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,6 +17,7 @@
 #include "platform/linux/Processes.h"
 #include "platform/linux/ProgramVersion.h"
 #include "platform/posix/FileDescriptor.h"
+#include "tests/support/Companion.h"
 #include "tests/support/Scratch.h"
 
 using namespace platform;
@@ -28,33 +27,6 @@ namespace {
 constexpr char kFirefox[] = "org.mozilla.firefox";
 constexpr char kChromium[] = "org.chromium.Chromium";
 constexpr char kVersion[] = "CFBundleShortVersionString";
-
-// A process of the test, ended with it.
-class Child {
- public:
-  Child(std::string program, std::string argument) {
-    const std::array<char*, 3> arguments = {program.data(), argument.data(), nullptr};
-    EXPECT_EQ(posix_spawn(&pid_, program.c_str(), nullptr, nullptr, arguments.data(), environ), 0);
-  }
-  ~Child() {
-    if (pid_ == 0) return;
-    kill(pid_, SIGKILL);
-    waitpid(pid_, nullptr, 0);
-  }
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
-
-  pid_t pid() const { return pid_; }
-  int endingSignal() {
-    int status = 0;
-    EXPECT_EQ(waitpid(pid_, &status, 0), pid_);
-    pid_ = 0;
-    return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
-  }
-
- private:
-  pid_t pid_ = 0;
-};
 
 // Waits for the end of a process that is no child of the test.
 bool ends(pid_t process) {
@@ -100,36 +72,32 @@ class LinuxApplicationsTest : public testing::Test {
 }  // namespace
 
 TEST(LinuxDesktopEntry, FindsTheProgramOfACommand) {
-  struct {
-    const char* command;
-    const char* program;
-  } const kCases[] = {{"firefox %u", "firefox"},
-                      {"/usr/bin/chromium --new-window %U", "/usr/bin/chromium"},
-                      {"\"/opt/a b/run\" %u", "/opt/a b/run"},
-                      {"\"/opt/a\\\"b\\\\c\" x", "/opt/a\"b\\c"},
-                      {"env HINT=/var/x.desktop A=b /snap/bin/firefox %u", "/snap/bin/firefox"},
-                      {"/usr/bin/env -i A=b firefox", "firefox"},
-                      {"env", ""},
-                      {"", ""}};
-  for (const auto& test : kCases) EXPECT_EQ(programOfCommand(test.command), test.program);
+  const std::pair<const char*, const char*> cases[] = {
+      {"firefox %u", "firefox"},
+      {"/usr/bin/chromium --new-window %U", "/usr/bin/chromium"},
+      {"\"/opt/a b/run\" %u", "/opt/a b/run"},
+      {"\"/opt/a\\\"b\\\\c\" x", "/opt/a\"b\\c"},
+      {"env HINT=/var/x.desktop A=b /snap/bin/firefox %u", "/snap/bin/firefox"},
+      {"/usr/bin/env -i A=b firefox", "firefox"},
+      {"env", ""},
+      {"", ""}};
+  for (const auto& [command, program] : cases) EXPECT_EQ(programOfCommand(command), program);
 }
 
 TEST_F(LinuxApplicationsTest, FindsTheProgramThatAnEntryNames) {
   EXPECT_EQ(applications.pathOfApplication(kFirefox), std::nullopt);
   const std::string firefox = script("bin/firefox", "");
-  struct {
-    const char* lines;
-    bool found;
-  } const kCases[] = {{"Name=F\nExec=firefox %u\n", true},
-                      {"Exec=firefox\nTryExec=missing\n", false},
-                      {"Exec=firefox\nTryExec=firefox\n", true},
-                      {"Exec=firefox\nHidden=true\n", false},
-                      {"Name=F\n\n[Desktop Action new]\nExec=firefox\n", false},
-                      {"Exec=missing\n", false},
-                      {"Exec=/etc/passwd\n", false}};
-  for (const auto& test : kCases) {
-    entry("firefox", test.lines);
-    EXPECT_EQ(applications.pathOfApplication(kFirefox).has_value(), test.found) << test.lines;
+  const std::pair<const char*, bool> cases[] = {
+      {"Name=F\nExec=firefox %u\n", true},
+      {"Exec=firefox\nTryExec=missing\n", false},
+      {"Exec=firefox\nTryExec=firefox\n", true},
+      {"Exec=firefox\nHidden=true\n", false},
+      {"Name=F\n\n[Desktop Action new]\nExec=firefox\n", false},
+      {"Exec=missing\n", false},
+      {"Exec=/etc/passwd\n", false}};
+  for (const auto& [lines, isFound] : cases) {
+    entry("firefox", lines);
+    EXPECT_EQ(applications.pathOfApplication(kFirefox).has_value(), isFound) << lines;
   }
   // An entry that leads nowhere does not hide another.
   entry("firefox-esr", "Exec=" + firefox + "\n");
@@ -208,16 +176,14 @@ TEST_F(LinuxApplicationsTest, DoesNotWaitForAProgramThatHangs) {
 }
 
 TEST(LinuxProgramVersion, TakesTheFirstNumberWithADot) {
-  struct {
-    const char* text;
-    std::optional<std::string> version;
-  } const kCases[] = {{"Mozilla Firefox 115.3.0esr\n", "115.3.0"},
-                      {"R2 build 7, 3.4.", "3.4"},
-                      {"7. 8. 9", std::nullopt},
-                      {"", std::nullopt},
-                      {"v.5 6.1", "6.1"},
-                      {"12", std::nullopt}};
-  for (const auto& test : kCases) EXPECT_EQ(firstDottedNumber(test.text), test.version);
+  const std::pair<const char*, std::optional<std::string>> cases[] = {
+      {"Mozilla Firefox 115.3.0esr\n", "115.3.0"},
+      {"R2 build 7, 3.4.", "3.4"},
+      {"7. 8. 9", std::nullopt},
+      {"", std::nullopt},
+      {"v.5 6.1", "6.1"},
+      {"12", std::nullopt}};
+  for (const auto& [text, version] : cases) EXPECT_EQ(firstDottedNumber(text), version) << text;
 }
 
 TEST_F(LinuxApplicationsTest, SeesAndEndsRunningCopies) {
@@ -228,13 +194,13 @@ TEST_F(LinuxApplicationsTest, SeesAndEndsRunningCopies) {
   entry("chromium", "Exec=chromium\n");
   EXPECT_TRUE(applications.running(kFirefox).empty());
 
-  Child first(firefox, "1000");
-  Child second(firefox, "1000");
-  Child other(chromium, "1000");
-  auto expected = std::vector<std::int64_t>{first.pid(), second.pid()};
+  Companion first({firefox, "1000"});
+  Companion second({firefox, "1000"});
+  Companion other({chromium, "1000"});
+  auto expected = std::vector<std::int64_t>{first.process(), second.process()};
   std::sort(expected.begin(), expected.end());
   EXPECT_EQ(runningNumbers(kFirefox), expected);
-  EXPECT_EQ(runningNumbers(kChromium), std::vector<std::int64_t>{other.pid()});
+  EXPECT_EQ(runningNumbers(kChromium), std::vector<std::int64_t>{other.process()});
   EXPECT_EQ(applications.running(kFirefox).front().localizedName, "The Fox");
   EXPECT_EQ(applications.running(kChromium).front().localizedName, std::nullopt);
   EXPECT_TRUE(applications.running("").empty());
@@ -245,15 +211,15 @@ TEST_F(LinuxApplicationsTest, SeesAndEndsRunningCopies) {
     sleeper(name);
   }
   EXPECT_EQ(runningNumbers(kFirefox), expected);
-  EXPECT_EQ(runningNumbers(kChromium), std::vector<std::int64_t>{other.pid()});
+  EXPECT_EQ(runningNumbers(kChromium), std::vector<std::int64_t>{other.process()});
 
-  EXPECT_FALSE(applications.terminate({other.pid(), kFirefox, std::nullopt}));
-  EXPECT_TRUE(applications.terminate({first.pid(), kFirefox, std::nullopt}));
+  EXPECT_FALSE(applications.terminate({other.process(), kFirefox, std::nullopt}));
+  EXPECT_TRUE(applications.terminate({first.process(), kFirefox, std::nullopt}));
   EXPECT_EQ(first.endingSignal(), SIGTERM);
-  EXPECT_TRUE(applications.forceTerminate({second.pid(), kFirefox, std::nullopt}));
+  EXPECT_TRUE(applications.forceTerminate({second.process(), kFirefox, std::nullopt}));
   EXPECT_EQ(second.endingSignal(), SIGKILL);
   EXPECT_TRUE(runningNumbers(kFirefox).empty());
-  EXPECT_EQ(runningNumbers(kChromium), std::vector<std::int64_t>{other.pid()});
+  EXPECT_EQ(runningNumbers(kChromium), std::vector<std::int64_t>{other.process()});
 }
 
 // A script in the folder of the program that it starts, and what else may lie there.
@@ -263,24 +229,24 @@ TEST_F(LinuxApplicationsTest, SeesWhatAScriptStarts) {
   std::filesystem::create_symlink(system.path("opt/google/chrome/google-chrome"),
                                   system.path("bin/google-chrome-stable"));
   entry("google-chrome", "Exec=google-chrome-stable %U\n");
-  Child chrome(sleeper("opt/google/chrome/chrome"), "1000");
-  Child helper(sleeper("opt/google/chrome/updater"), "1000");
-  Child deeper(sleeper("opt/google/chrome/other/chrome"), "1000");
-  EXPECT_EQ(runningNumbers("com.google.Chrome"), std::vector<std::int64_t>{chrome.pid()});
+  Companion chrome({sleeper("opt/google/chrome/chrome"), "1000"});
+  Companion helper({sleeper("opt/google/chrome/updater"), "1000"});
+  Companion deeper({sleeper("opt/google/chrome/other/chrome"), "1000"});
+  EXPECT_EQ(runningNumbers("com.google.Chrome"), std::vector<std::int64_t>{chrome.process()});
 }
 
 // Links into the launcher of all snaps must not make every snap a copy of one.
 TEST_F(LinuxApplicationsTest, TellsSnapsApart) {
   sleeper("usr/bin/snap");
-  for (const char* name : {"firefox", "chromium"}) {
-    std::filesystem::create_directories(system.path("snap/bin"));
-    std::filesystem::create_symlink(system.path("usr/bin/snap"), system.path("snap/bin/") + name);
-    entry(name, "Exec=env HINT=/x " + system.path("snap/bin/") + name + " %u\n");
+  system.directory("snap/bin");
+  for (const std::string name : {"firefox", "chromium"}) {
+    std::filesystem::create_symlink(system.path("usr/bin/snap"), system.path("snap/bin/" + name));
+    entry(name, "Exec=env HINT=/x " + system.path("snap/bin/" + name) + " %u\n");
   }
-  Child launcher(system.path("usr/bin/snap"), "1000");
-  Child firefox(sleeper("snap/firefox/12/usr/lib/firefox"), "1000");
+  const Companion launcher({system.path("usr/bin/snap"), "1000"});
+  const Companion firefox({sleeper("snap/firefox/12/usr/lib/firefox"), "1000"});
   EXPECT_EQ(runningNumbers(kFirefox + std::string(kSnapEnd)),
-            std::vector<std::int64_t>{firefox.pid()});
+            std::vector<std::int64_t>{firefox.process()});
   EXPECT_TRUE(runningNumbers(kChromium + std::string(kSnapEnd)).empty());
   EXPECT_TRUE(runningNumbers(kFirefox).empty());
 }

@@ -31,20 +31,15 @@ class Portal {
     wait([](sd_bus*) {});
   }
 
-  void change(const char* space, const char* key, std::uint32_t scheme) {
+  template <class Value>
+  void change(const char* space, const char* key, const char* type, Value value) {
     wait([&](sd_bus* bus) {
-      EXPECT_GE(sd_bus_emit_signal(bus, kPath, kSettings, "SettingChanged", "ssv", space, key, "u",
-                                   scheme),
+      EXPECT_GE(sd_bus_emit_signal(bus, kPath, kSettings, "SettingChanged", "ssv", space, key, type,
+                                   value),
                 0);
     });
   }
-  void changeToText() {
-    wait([&](sd_bus* bus) {
-      EXPECT_GE(sd_bus_emit_signal(bus, kPath, kSettings, "SettingChanged", "ssv", kAppearance,
-                                   kScheme, "s", "dark"),
-                0);
-    });
-  }
+  void changeScheme(std::uint32_t scheme) { change(kAppearance, kScheme, "u", scheme); }
   std::atomic<int> questions{0};
 
  private:
@@ -83,7 +78,8 @@ class LinuxDefaultsTest : public testing::Test {
     EXPECT_EQ(isDark(), dark);
   }
   std::unique_ptr<LinuxDefaults> anew() const {
-    return std::make_unique<LinuxDefaults>(FileDefaults(folder.path("defaults.plist")), bus.address());
+    return std::make_unique<LinuxDefaults>(FileDefaults(folder.path("defaults.plist")),
+                                           bus.address());
   }
 
   PrivateBus bus;
@@ -118,14 +114,14 @@ TEST_F(LinuxDefaultsTest, TellTheColourSchemeOfThePortal) {
 TEST_F(LinuxDefaultsTest, FollowItsChanges) {
   Portal portal(bus.address(), Portal::Kind::Current, 2);
   EXPECT_FALSE(isDark());
-  portal.change(kAppearance, kScheme, 1);
+  portal.changeScheme(1);
   expectSoon(true);
-  portal.change(kAppearance, "contrast", 0);
-  portal.change("org.example", kScheme, 0);
-  portal.changeToText();
-  portal.change(kAppearance, kScheme, 1);
+  portal.change(kAppearance, "contrast", "u", 0U);
+  portal.change("org.example", kScheme, "u", 0U);
+  portal.change(kAppearance, kScheme, "s", "dark");
+  portal.changeScheme(1);
   EXPECT_TRUE(isDark());
-  portal.change(kAppearance, kScheme, 0);
+  portal.changeScheme(0);
   expectSoon(false);
   EXPECT_EQ(portal.questions, 1);
 }
@@ -150,7 +146,7 @@ TEST_F(LinuxDefaultsTest, DoNotWaitForAPortalThatHangs) {
   EXPECT_FALSE(isDark());
   EXPECT_FALSE(isDark());
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
-  portal.change(kAppearance, kScheme, 1);
+  portal.changeScheme(1);
   expectSoon(true);
 }
 

@@ -48,26 +48,24 @@ class LinuxLoginItemsTest : public testing::Test {
 }  // namespace
 
 TEST(LinuxExecLine, FindsTheProgramOfAValue) {
-  struct {
-    const char* value;
-    std::optional<std::string> program;
-  } const kCases[] = {{"helper", "helper"},
-                      {"  /usr/bin/helper --now %u", "/usr/bin/helper"},
-                      {"\"/opt/a b/run\" %u", "/opt/a b/run"},
-                      {"/opt/a\\sb", "/opt/a"},
-                      {R"("/opt/a\\\\b\\"c\\$d\\`e" x)", R"(/opt/a\b"c$d`e)"},
-                      {R"("/opt/a\\qb")", R"(/opt/a\qb)"},
-                      {"/opt/100%%/run%f", "/opt/100%/run"},
-                      {"\"/opt/100%/a%%\" %U", "/opt/100%/a%"},
-                      {"env -i A=/b \"C=d e\" /snap/bin/helper x=y", "/snap/bin/helper"},
-                      {"/usr/bin/env helper", "helper"},
-                      {"./a/x=y", "./a/x=y"},
-                      {"\"/opt/open", std::nullopt},
-                      {"\"/opt/open\\\\\"", std::nullopt},
-                      {"\"\" x", std::nullopt},
-                      {"env", std::nullopt},
-                      {"", std::nullopt}};
-  for (const auto& test : kCases) EXPECT_EQ(programOfExec(test.value), test.program) << test.value;
+  const std::pair<const char*, std::optional<std::string>> cases[] = {
+      {"helper", "helper"},
+      {"  /usr/bin/helper --now %u", "/usr/bin/helper"},
+      {"\"/opt/a b/run\" %u", "/opt/a b/run"},
+      {"/opt/a\\sb", "/opt/a"},
+      {R"("/opt/a\\\\b\\"c\\$d\\`e" x)", R"(/opt/a\b"c$d`e)"},
+      {R"("/opt/a\\qb")", R"(/opt/a\qb)"},
+      {"/opt/100%%/run%f", "/opt/100%/run"},
+      {"\"/opt/100%/a%%\" %U", "/opt/100%/a%"},
+      {"env -i A=/b \"C=d e\" /snap/bin/helper x=y", "/snap/bin/helper"},
+      {"/usr/bin/env helper", "helper"},
+      {"./a/x=y", "./a/x=y"},
+      {"\"/opt/open", std::nullopt},
+      {"\"/opt/open\\\\\"", std::nullopt},
+      {"\"\" x", std::nullopt},
+      {"env", std::nullopt},
+      {"", std::nullopt}};
+  for (const auto& [value, program] : cases) EXPECT_EQ(programOfExec(value), program) << value;
 }
 
 TEST(LinuxExecLine, WritesWhatItReads) {

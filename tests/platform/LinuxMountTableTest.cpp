@@ -8,20 +8,16 @@ namespace {
 
 std::string shown(std::string_view table) {
   std::string text;
-  for (const MountLine& line : parseMountTable(table)) {
+  for (const MountLine& line : parseMountTable(table))
     text += std::string(line.type) + " " + withoutMountEscapes(line.source) + " " +
             withoutMountEscapes(line.mountedOn) + " " + std::string(line.device) + "\n";
-  }
   return text;
 }
 
 }  // namespace
 
 TEST(LinuxMountTable, ReadsEveryFormOfLine) {
-  struct {
-    const char* line;
-    const char* expected;
-  } const kCases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"36 35 98:0 / /mnt rw - ext3 /dev/root rw,errors=continue\n", "ext3 /dev/root /mnt 98:0\n"},
       {"36 35 98:0 /a /mnt rw master:1 shared:2 - ext3 /dev/root rw\n",
        "ext3 /dev/root /mnt 98:0\n"},
@@ -37,7 +33,7 @@ TEST(LinuxMountTable, ReadsEveryFormOfLine) {
       {"x 35 0:9 / /mnt rw - tmpfs x rw\n", ""},
       {"\n\n36\n", ""},
   };
-  for (const auto& test : kCases) EXPECT_EQ(shown(test.line), test.expected) << test.line;
+  for (const auto& [line, expected] : cases) EXPECT_EQ(shown(line), expected) << line;
 }
 
 // Mounts 3 and 2 lie on one another at /m in spite of their order, 5 covers all of them from above.
@@ -63,15 +59,13 @@ TEST(LinuxMountTable, EndsOnCircles) {
 }
 
 TEST(LinuxMountTable, KnowsTheNodeThatALoopDeviceStandsFor) {
-  struct {
-    const char* name;
-    std::optional<std::string> node;
-  } const kCases[] = {{"/memfd:tarnvale-disk4 (deleted)\n", "/dev/disk4"},
-                      {"/memfd:tarnvale-disk12 (deleted)", "/dev/disk12"},
-                      {"/memfd:tarnvale-disk (deleted)", std::nullopt},
-                      {"/memfd:tarnvale-disk4x (deleted)", std::nullopt},
-                      {"/memfd:other-disk4 (deleted)", std::nullopt},
-                      {"/home/u/memfd:tarnvale-disk4", std::nullopt},
-                      {"/memfd:tarnvale-disk4", std::nullopt}};
-  for (const auto& test : kCases) EXPECT_EQ(nodeOfBackingFile(test.name), test.node) << test.name;
+  const std::pair<const char*, std::optional<std::string>> cases[] = {
+      {"/memfd:tarnvale-disk4 (deleted)\n", "/dev/disk4"},
+      {"/memfd:tarnvale-disk12 (deleted)", "/dev/disk12"},
+      {"/memfd:tarnvale-disk (deleted)", std::nullopt},
+      {"/memfd:tarnvale-disk4x (deleted)", std::nullopt},
+      {"/memfd:other-disk4 (deleted)", std::nullopt},
+      {"/home/u/memfd:tarnvale-disk4", std::nullopt},
+      {"/memfd:tarnvale-disk4", std::nullopt}};
+  for (const auto& [name, node] : cases) EXPECT_EQ(nodeOfBackingFile(name), node) << name;
 }

@@ -12,6 +12,7 @@
 #include "tests/support/Doubles.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/TurningLoop.h"
+#include "tests/support/Variables.h"
 
 using namespace platform;
 
@@ -92,21 +93,22 @@ std::size_t threadCount() {
 }  // namespace
 
 TEST(BusAddress, IsWhatTheEnvironmentSays) {
-  std::map<std::string, std::string> variables;
-  const Environment environment = [&](const std::string& name) -> std::optional<std::string> {
-    const auto found = variables.find(name);
-    return found == variables.end() ? std::nullopt : std::optional(found->second);
-  };
-  EXPECT_EQ(sessionBusAddress(environment), "");
-  EXPECT_EQ(systemBusAddress(environment), "unix:path=/run/dbus/system_bus_socket");
-  variables["XDG_RUNTIME_DIR"] = "relative";
-  EXPECT_EQ(sessionBusAddress(environment), "");
-  variables["XDG_RUNTIME_DIR"] = "/run/a b,;=%";
-  EXPECT_EQ(sessionBusAddress(environment), "unix:path=/run/a%20b%2c%3b%3d%25/bus");
-  variables["DBUS_SESSION_BUS_ADDRESS"] = "unix:abstract=x";
-  variables["DBUS_SYSTEM_BUS_ADDRESS"] = "unix:path=/y";
-  EXPECT_EQ(sessionBusAddress(environment), "unix:abstract=x");
-  EXPECT_EQ(systemBusAddress(environment), "unix:path=/y");
+  const struct {
+    Variables variables;
+    std::string session;
+    std::string system = "unix:path=/run/dbus/system_bus_socket";
+  } cases[] = {{{}, ""},
+               {{{"XDG_RUNTIME_DIR", "relative"}}, ""},
+               {{{"XDG_RUNTIME_DIR", "/run/a b,;=%"}}, "unix:path=/run/a%20b%2c%3b%3d%25/bus"},
+               {{{"XDG_RUNTIME_DIR", "/run"},
+                 {"DBUS_SESSION_BUS_ADDRESS", "unix:abstract=x"},
+                 {"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/y"}},
+                "unix:abstract=x",
+                "unix:path=/y"}};
+  for (const auto& each : cases) {
+    EXPECT_EQ(sessionBusAddress(environmentOf(each.variables)), each.session);
+    EXPECT_EQ(systemBusAddress(environmentOf(each.variables)), each.system) << each.session;
+  }
 }
 
 TEST_F(LinuxNotificationsTest, ReachOthersAndThisProgramOnce) {

@@ -2,44 +2,28 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include <map>
-
 #include "platform/linux/LinuxPlaces.h"
+#include "tests/support/Variables.h"
 
 using namespace platform;
-
-namespace {
-
-using Variables = std::map<std::string, std::string>;
-
-LinuxDirectories directoriesWith(const Variables& variables) {
-  return linuxDirectories([&](const std::string& name) -> std::optional<std::string> {
-    const auto found = variables.find(name);
-    if (found == variables.end()) return std::nullopt;
-    return found->second;
-  });
-}
-
-}  // namespace
 
 TEST(LinuxPlaces, FollowsTheEnvironment) {
   const passwd* account = getpwuid(getuid());
   ASSERT_NE(account, nullptr);
   const std::string own = account->pw_dir;
-  struct {
+  const struct {
     Variables variables;
     std::string home, data, configuration, caches;
-  } const kCases[] = {
-      {{{"HOME", "/h"}}, "/h", "/h/.local/share", "/h/.config", "/h/.cache"},
-      {{{"HOME", "/h//"}, {"XDG_DATA_HOME", "/d/"}, {"XDG_CACHE_HOME", "/c"}},
+  } cases[] = {
+      {{{"HOME", "/h//"},
+        {"XDG_DATA_HOME", "/d/"},
+        {"XDG_CONFIG_HOME", "/k"},
+        {"XDG_CACHE_HOME", "/c"}},
        "/h",
        "/d",
-       "/h/.config",
+       "/k",
        "/c"},
-      {{{"HOME", "/h"},
-        {"XDG_DATA_HOME", "d"},
-        {"XDG_CONFIG_HOME", "./c"},
-        {"XDG_CACHE_HOME", "~"}},
+      {{{"HOME", "/h"}, {"XDG_DATA_HOME", "d"}, {"XDG_CACHE_HOME", "~"}},
        "/h",
        "/h/.local/share",
        "/h/.config",
@@ -48,22 +32,22 @@ TEST(LinuxPlaces, FollowsTheEnvironment) {
       {{{"HOME", "relative"}}, own, own + "/.local/share", own + "/.config", own + "/.cache"},
       {{}, own, own + "/.local/share", own + "/.config", own + "/.cache"},
   };
-  for (const auto& test : kCases) {
-    const LinuxPlaces places(directoriesWith(test.variables), "/libexec");
+  for (const auto& test : cases) {
+    const LinuxPlaces places(linuxDirectories(environmentOf(test.variables)), "/libexec");
     EXPECT_EQ(places.home(), test.home);
-    EXPECT_EQ(places.applicationSupportDirectories(), std::vector{test.data});
-    EXPECT_EQ(places.preferencesDirectory(), test.configuration);
-    EXPECT_EQ(places.cachesDirectories(), std::vector{test.caches});
+    EXPECT_EQ(places.applicationSupportDirectories(), std::vector{test.data}) << test.home;
+    EXPECT_EQ(places.preferencesDirectory(), test.configuration) << test.home;
+    EXPECT_EQ(places.cachesDirectories(), std::vector{test.caches}) << test.home;
     EXPECT_EQ(places.libraryPrefixes(), (std::vector{test.configuration, test.data}));
   }
-  const LinuxPlaces places(directoriesWith({}), "/libexec");
+  const LinuxPlaces places(linuxDirectories(environmentOf({})), "/libexec");
   EXPECT_EQ(places.volumesDirectory(), std::string("/run/media/") + account->pw_name);
   EXPECT_EQ(places.tool(Tool::Formatter), "/libexec/newfs_hfs");
 }
 
 TEST(LinuxPlaces, LooksForApplicationsInEveryShare) {
-  const auto found = directoriesWith(
-      {{"HOME", "/h"}, {"XDG_DATA_DIRS", "/one:two::/three/"}, {"PATH", "/b:.::/c"}});
+  const auto found = linuxDirectories(environmentOf(
+      {{"HOME", "/h"}, {"XDG_DATA_DIRS", "/one:two::/three/"}, {"PATH", "/b:.::/c"}}));
   EXPECT_EQ(
       found.applications,
       (std::vector<std::string>{
@@ -75,7 +59,8 @@ TEST(LinuxPlaces, LooksForApplicationsInEveryShare) {
 
 // The cache directory reaches the table of kinds, whose browsers keep their caches there.
 TEST(LinuxPlaces, NamesTheKindsBelowTheCaches) {
-  const LinuxPlaces places(directoriesWith({{"HOME", "/h"}, {"XDG_CACHE_HOME", "/c"}}), "");
+  const LinuxPlaces places(
+      linuxDirectories(environmentOf({{"HOME", "/h"}, {"XDG_CACHE_HOME", "/c"}})), "");
   bool named = false;
   for (const auto& kind : places.kindTable()) named |= kind.preset.mountDirectory == "/c/mozilla";
   EXPECT_TRUE(named);

@@ -20,6 +20,22 @@ class LogindSessionEndTest : public testing::Test {
     return std::make_unique<LogindSessionEnd>(loop, log, address);
   }
 
+  // Announcements are counted, and release what is held.
+  void releaseWhenAnnounced() {
+    ours->observe([this] {
+      EXPECT_TRUE(loop->isMainThread());
+      ++announced;
+      ours->release();
+    });
+  }
+  void announceUntilItGoesOn(const std::string& what) {
+    logind->announce(what);
+    loop->runUntil([&] { return logind->goesOn(); });
+  }
+  void runUntilHeld(std::size_t locks) {
+    loop->runUntil([&] { return logind->held() == locks; });
+  }
+
   PrivateBus bus;
   std::unique_ptr<LogindDouble> logind;
   std::shared_ptr<TurningLoop> loop = std::make_shared<TurningLoop>();
@@ -38,11 +54,7 @@ TEST_F(LogindSessionEndTest, HoldsAnnouncesAndReleases) {
             std::vector<std::string>{"shutdown:sleep/Tarnvale-Helper/saving/delay"});
   EXPECT_EQ(logind->held(), 1U);
   ours->observe([] { ADD_FAILURE() << "was replaced"; });
-  ours->observe([&] {
-    EXPECT_TRUE(loop->isMainThread());
-    ++announced;
-    ours->release();
-  });
+  releaseWhenAnnounced();
   logind->announce("Shutdown");
   EXPECT_EQ(logind->held(), 1U) << "until it was saved";
   loop->runUntil([&] { return logind->goesOn(); });
@@ -51,25 +63,21 @@ TEST_F(LogindSessionEndTest, HoldsAnnouncesAndReleases) {
   EXPECT_TRUE(ours->hold("more"));
   EXPECT_EQ(logind->granted().size(), 2U);
   ours.reset();
-  loop->runUntil([&] { return logind->held() == 0; });
+  runUntilHeld(0);
 }
 
 TEST_F(LogindSessionEndTest, HoldsAgainAfterSleepWhatWasHeld) {
   startLogind();
   ASSERT_TRUE(ours->hold("saving"));
-  ours->observe([&] {
-    ++announced;
-    ours->release();
-  });
+  releaseWhenAnnounced();
   for (int night = 1; night <= 3; ++night) {
-    logind->announce("Sleep");
-    loop->runUntil([&] { return logind->goesOn(); });
+    announceUntilItGoesOn("Sleep");
     EXPECT_EQ(announced, night);
     logind->refuses = true;
     EXPECT_FALSE(ours->hold("too late"));
     logind->refuses = false;
     logind->isOver("Sleep");
-    loop->runUntil([&] { return logind->held() == 1; });
+    runUntilHeld(1);
   }
   EXPECT_EQ(logind->granted().back(), "shutdown:sleep/Tarnvale-Helper/saving/delay");
   EXPECT_EQ(logind->granted().size(), 4U);
@@ -90,8 +98,7 @@ TEST_F(LogindSessionEndTest, DoesNotOutlastWhatLogindGrants) {
   startLogind();
   ASSERT_TRUE(ours->hold("saving"));
   ours->observe([&] { ++announced; });  // never done
-  logind->announce("Sleep");
-  loop->runUntil([&] { return logind->goesOn(); });
+  announceUntilItGoesOn("Sleep");
   EXPECT_EQ(announced, 1);
   logind->isOver("Sleep");
   logind->announce("Sleep");
@@ -99,8 +106,7 @@ TEST_F(LogindSessionEndTest, DoesNotOutlastWhatLogindGrants) {
   EXPECT_EQ(logind->held(), 1U) << "it never let go";
   EXPECT_EQ(logind->granted().size(), 1U);
   ours->observe(nullptr);
-  logind->announce("Sleep");
-  loop->runUntil([&] { return logind->goesOn(); });
+  announceUntilItGoesOn("Sleep");
   EXPECT_EQ(announced, 2);
 }
 
@@ -125,26 +131,21 @@ TEST_F(LogindSessionEndTest, HoldsNothingWithoutLogind) {
 TEST_F(LogindSessionEndTest, OutlivesARestartOfLogindAndOfTheBus) {
   startLogind();
   ASSERT_TRUE(ours->hold("saving"));
-  ours->observe([&] {
-    ++announced;
-    ours->release();
-  });
+  releaseWhenAnnounced();
   logind.reset();
   startLogind();
-  loop->runUntil([&] { return logind->held() == 1; });
-  logind->announce("Sleep");
-  loop->runUntil([&] { return logind->goesOn(); });
+  runUntilHeld(1);
+  announceUntilItGoesOn("Sleep");
   EXPECT_EQ(announced, 1);
   logind->isOver("Sleep");
-  loop->runUntil([&] { return logind->held() == 1; });
+  runUntilHeld(1);
 
   logind.reset();
   bus.stop();
   bus.start();
   startLogind();
-  loop->runUntil([&] { return logind->held() == 1; });
-  logind->announce("Shutdown");
-  loop->runUntil([&] { return logind->goesOn(); });
+  runUntilHeld(1);
+  announceUntilItGoesOn("Shutdown");
   EXPECT_EQ(announced, 2);
   EXPECT_EQ(logind->held(), 0U);
 }
@@ -153,10 +154,7 @@ TEST_F(LogindSessionEndTest, OutlivesARestartOfLogindAndOfTheBus) {
 TEST_F(LogindSessionEndTest, BelievesNobodyButLogind) {
   startLogind();
   ASSERT_TRUE(ours->hold("saving"));
-  ours->observe([&] {
-    ++announced;
-    ours->release();
-  });
+  releaseWhenAnnounced();
   BusConnection other;
   ASSERT_EQ(openBus(bus.address(), BusOwner::Anybody, other), 0);
   for (int name = 0; name < 20; ++name) {  // one of them is ours
@@ -172,10 +170,9 @@ TEST_F(LogindSessionEndTest, BelievesNobodyButLogind) {
   ASSERT_GE(sd_bus_call_method(other.get(), "org.freedesktop.DBus", "/", "org.freedesktop.DBus",
                                "GetId", nullptr, nullptr, ""),
             0);
-  logind->announce("Sleep");
-  loop->runUntil([&] { return logind->goesOn(); });
+  announceUntilItGoesOn("Sleep");
   logind->isOver("Sleep");
-  loop->runUntil([&] { return logind->held() == 1; });
+  runUntilHeld(1);
   bool isLast = false;
   loop->post([&] { isLast = true; });
   loop->runUntil([&] { return isLast; });

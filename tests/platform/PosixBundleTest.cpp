@@ -10,23 +10,14 @@
 #include "platform/posix/NoLoginItems.h"
 #include "platform/posix/StandardErrorAlerts.h"
 #include "tests/support/Scratch.h"
+#include "tests/support/Variables.h"
 
-namespace {
-
-platform::Environment environmentOf(std::map<std::string, std::string> values) {
-  return [values = std::move(values)](const std::string& name) -> std::optional<std::string> {
-    const auto found = values.find(name);
-    if (found == values.end() || found->second.empty()) return std::nullopt;
-    return found->second;
-  };
-}
-
-}  // namespace
+using extensions::PropertyList;
 
 TEST(Languages, ComeFromTheLocaleThatCounts) {
   using Names = std::vector<std::string>;
   const struct {
-    std::map<std::string, std::string> environment;
+    Variables environment;
     Names languages;
   } cases[] = {{{{"LANG", "de_CH.UTF-8@euro"}}, {"de_CH", "de"}},
                {{{"LANG", "de"}, {"LC_MESSAGES", "fr_FR"}}, {"fr_FR", "fr"}},
@@ -76,32 +67,16 @@ TEST(PosixBundle, FindsWhatLiesBesideTheProgram) {
   EXPECT_EQ(platform::besideExecutable("/x", "share/x"), "/share/x");
 }
 
-TEST(FileDefaults, AnswersFromThePropertyListAsItIsNow) {
-  const Scratch scratch;
-  const std::string path = scratch.path("defaults.plist");
-  const platform::FileDefaults defaults(path);
-  EXPECT_EQ(defaults.string("style"), std::nullopt);
-  scratch.file("defaults.plist",
-               "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>style</key>"
-               "<string>Dark</string><key>variant</key><integer>6</integer></dict></plist>");
-  EXPECT_EQ(defaults.string("style"), "Dark");
-  EXPECT_EQ(defaults.integer("variant"), 6);
-  EXPECT_EQ(defaults.string("variant"), std::nullopt);
-  EXPECT_EQ(defaults.integer("style"), std::nullopt);
-  scratch.file("defaults.plist", "<plist><dict><key>style");
-  EXPECT_EQ(defaults.string("style"), std::nullopt);
-}
-
-TEST(FileDefaults, FallsBackOnWhatAllApplicationsShare) {
+TEST(FileDefaults, AnswersFromTheOwnListAsItIsNowAndThenFromTheShared) {
   const Scratch scratch;
   const platform::FileDefaults defaults(scratch.path("own"), scratch.path("shared"));
-  using extensions::PropertyList;
   const auto put = [&](const std::string& name, const PropertyList::Dictionary& values) {
     scratch.file(name, extensions::binaryPropertyList(values));
   };
   EXPECT_EQ(defaults.integer("a"), std::nullopt);
   put("shared", {{"a", 1}, {"b", 2}, {"c", "shared"}});
   EXPECT_EQ(defaults.integer("a"), 1);
+  EXPECT_EQ(defaults.string("a"), std::nullopt);
   put("own", {{"b", "own"}, {"c", "own"}, {"d", 4}});
   EXPECT_EQ(defaults.integer("a"), 1);
   EXPECT_EQ(defaults.integer("b"), std::nullopt) << "another kind hides it too";

@@ -73,17 +73,6 @@ TEST_F(PosixFiles, NamesThePathInItsErrors) {
   EXPECT_EQ(files.contents(scratch.path()).error().code, EISDIR);
 }
 
-TEST_F(PosixFiles, TellsTimesInWholeSeconds) {
-  const std::string path = scratch.file("file");
-  const timespec times[2] = {{1, 0}, {1'000'000'000, 999'999'999}};
-  ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
-  const auto found = files.times(path);
-  ASSERT_TRUE(found);
-  EXPECT_EQ(found->modified, 1'000'000'000);
-  const auto changed = factsOf(path).st_ctim.tv_sec;
-  EXPECT_TRUE(found->created == 0 || std::abs(found->created - changed) <= 1) << found->created;
-}
-
 TEST_F(PosixFiles, MakesDirectoriesDownToTheLast) {
   EXPECT_EQ(codeOf(files.createDirectories(scratch.path("a/b//c/"))), 0);
   EXPECT_EQ(files.kind(scratch.path("a/b/c")), FileKind::Directory);

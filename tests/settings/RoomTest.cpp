@@ -1,14 +1,18 @@
 #include <set>
 
+#include "platform/linux/LinuxServices.h"
+#include "ramdisk/ActionLock.h"
 #include "ramdisk/RegistryFile.h"
 #include "settings/CommandText.h"
 #include "settings/Draft.h"
 #include "settings/Edits.h"
 #include "settings/MemoryFacts.h"
 #include "settings/SizeParts.h"
+#include "settings/Switches.h"
 #include "system/QVMacInfo.h"
 #include "tests/support/Doubles.h"
 #include "tests/support/EngineTest.h"
+#include "tests/support/OtherProgram.h"
 
 namespace {
 
@@ -122,6 +126,81 @@ TEST_F(RoomTest, EachEditKeepsWhatOthersSavedMeanwhile) {
   EXPECT_EQ(next, two);
   EXPECT_EQ(changeDisk(other, one, bigger)->reason, Reason::Gone);
   ASSERT_EQ(saved().size(), 1U);
+}
+
+TEST_F(RoomTest, ProgramsThatEditTogetherLoseNothing) {
+  Identifier shared;
+  ASSERT_FALSE(addDisk(registry, shared).has_value());
+  auto services = platform::services();
+  services.mainLoop = platform::linuxServices({}).mainLoop;  // which sleeps
+  platform::install(services);
+  constexpr int kRounds = 30;
+  const auto addsAndRemoves = [](OtherProgram&) {
+    Registry own;
+    Identifier kept;
+    Identifier added;
+    Identifier next;
+    for (int round = 0; round < kRounds; ++round) {
+      if (addDisk(own, added) || (kept && removeDisk(own, kept, next))) return false;
+      kept = added;
+    }
+    return true;
+  };
+  OtherProgram one(addsAndRemoves);
+  OtherProgram two(addsAndRemoves);
+  OtherProgram movesAndSwitches([&](OtherProgram&) {
+    Registry own;
+    for (int round = 0; round < kRounds; ++round)
+      if (moveDisk(own, shared, round % 3) || setSaveAtSessionEnd(own, false)) return false;
+    return !setMenuBar(own, true, {});
+  });
+  for (int round = 1; round <= kRounds; ++round) {
+    Change bigger;
+    bigger.size = 300'000'000 + static_cast<std::uint64_t>(round);
+    EXPECT_FALSE(changeDisk(registry, shared, bigger).has_value());
+  }
+  EXPECT_TRUE(one.ended() && two.ended() && movesAndSwitches.ended());
+  EXPECT_FALSE(registry.load());
+  EXPECT_EQ(registry.disks().size(), 3U);
+  ASSERT_TRUE(registry.entries().ramDiskWithIdentifier(shared));
+  EXPECT_EQ(registry.entries().ramDiskWithIdentifier(shared)->size(), 300'000'000U + kRounds);
+  EXPECT_TRUE(registry.entries().showInMenuBar() && !registry.entries().saveAtSessionEnd());
+}
+
+TEST_F(RoomTest, WhatIsMovedGoesWhereItWasDroppedThoughOthersChangeTheList) {
+  std::vector<Identifier> disks(4);
+  for (auto& disk : disks) ASSERT_FALSE(addDisk(registry, disk).has_value());
+  Registry other;
+  ASSERT_FALSE(moveDisk(registry, disks[3], 1) || moveDisk(other, disks[0], 9));  // 3 1 2 0
+  ASSERT_FALSE(registry.load() || moveDisk(other, disks[0], 0));                  // 0 3 1 2
+  Identifier added;
+  ASSERT_FALSE(addDisk(other, added).has_value());
+  ASSERT_FALSE(moveDisk(registry, disks[3], 2).has_value()) << "before 2";
+  std::vector<Identifier> order;
+  for (const auto& disk : saved()) order.push_back(disk->identifier());
+  EXPECT_EQ(order, (std::vector<Identifier>{disks[0], disks[1], disks[3], disks[2], added}));
+  ASSERT_FALSE(addDisk(other, added) || moveDisk(registry, disks[0], 5));
+  EXPECT_EQ(saved().back()->identifier(), disks[0]) << "after the last";
+}
+
+TEST_F(RoomTest, ADiskThatAnotherProgramActsOnStaysAsItIs) {
+  Identifier one;
+  ASSERT_FALSE(addDisk(registry, one).has_value());
+  OtherProgram other([&](OtherProgram& self) {
+    const auto lock = ActionLock::takeIfFree(one);
+    self.tell();
+    return OtherProgram::hang();
+  });
+  ASSERT_TRUE(other.waitUntilTold());
+  Change change;
+  change.atLogin = true;
+  EXPECT_FALSE(changeDisk(registry, one, change).has_value());
+  change.size = 300'000'000;
+  EXPECT_EQ(changeDisk(registry, one, change)->reason, Reason::Acting);
+  Identifier next;
+  EXPECT_EQ(removeDisk(registry, one, next)->reason, Reason::Acting);
+  other.kill();
+  EXPECT_FALSE(changeDisk(registry, one, change) || removeDisk(registry, one, next));
 }
 
 // A change that is refused leaves nothing of itself in the list that is held.

@@ -7,6 +7,7 @@
 
 #include "kinds/QVRamDiskManager.h"
 #include "ramdisk/QVRamDiskPreferences.h"
+#include "tests/support/OtherProgram.h"
 
 namespace {
 
@@ -210,8 +211,14 @@ TEST_F(WindowTest, EditsStayWhileOthersChangeTheRegistry) {
   EXPECT_EQ(find<QLineEdit>("name").text(), "edited");
   EXPECT_EQ(find<QLineEdit>("command").text(), "sh -c 'tr");
   EXPECT_EQ(find<QLineEdit>("size").text(), "500");
-  two->setSize(400'000'000);
+  two->setName("named");
   save({two, one});  // this time without a word
+  QEvent comesBack(QEvent::WindowActivate);
+  QApplication::sendEvent(window.get(), &comesBack);
+  turn();
+  EXPECT_EQ(names(), (std::vector<std::string>{"named", "one"}));
+  two->setSize(400'000'000);
+  save({two, one});  // and while it is looked at
   click("apply");
   EXPECT_EQ(saved().ramDisks.at(0)->size(), 400'000'000U);
   EXPECT_EQ(saved().ramDisks.at(1)->size(), 500'000'000U);
@@ -220,7 +227,27 @@ TEST_F(WindowTest, EditsStayWhileOthersChangeTheRegistry) {
   type("name", "lost");
   click("apply");
   EXPECT_EQ(text("banner"), "Another program removed the RamDisk.");
-  EXPECT_EQ(names(), (std::vector<std::string>{"other"}));
+  EXPECT_EQ(names(), (std::vector<std::string>{"named"}));
+}
+
+TEST_F(WindowTest, SaysWhenAnotherProgramKeepsTheListLocked) {
+  save({diskOver("one", QVRamDiskBackupMode_None)});
+  open();
+  OtherProgram other([](OtherProgram& self) {
+    const auto lock = RegistryLock::take(*RegistryFile::defaultPath(), {});
+    self.tell();
+    return OtherProgram::hang();
+  });
+  ASSERT_TRUE(other.waitUntilTold());
+  type("name", "edited");
+  click("apply");
+  EXPECT_TRUE(text("banner").starts_with("Another program keeps the list of RamDisks locked ("));
+  EXPECT_EQ(find<QLineEdit>("name").text(), "edited");
+  EXPECT_EQ(saved().ramDisks.at(0)->name(), "one");
+  other.kill();
+  click("apply");
+  EXPECT_EQ(text("banner"), "");
+  EXPECT_EQ(saved().ramDisks.at(0)->name(), "edited");
 }
 
 TEST_F(WindowTest, SwitchesTakeEffectAtOnce) {

@@ -2,35 +2,16 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <QtEndian>
 #include <array>
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <utility>
 
 #include "platform/posix/FileDescriptor.h"
 
 namespace {
-
-pid_t start(std::vector<std::string> command, int tellOn) {
-  std::vector<char*> arguments;
-  for (auto& part : command) arguments.push_back(part.data());
-  arguments.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  if (tellOn >= 0) posix_spawn_file_actions_adddup2(&actions, tellOn, Companion::kTellOn);
-  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-  pid_t made = 0;
-  EXPECT_EQ(posix_spawnp(&made, arguments[0], &actions, nullptr, arguments.data(), environ), 0)
-      << command[0];
-  posix_spawn_file_actions_destroy(&actions);
-  return made;
-}
 
 void tool(const std::string& arguments) {
   EXPECT_EQ(std::system(("xdotool " + arguments).c_str()), 0) << arguments;
@@ -58,24 +39,6 @@ std::size_t field(const std::string& dump, DumpField which) {
 }
 
 }  // namespace
-
-Companion::Companion(std::vector<std::string> command, int tellOn)
-    : process_(start(std::move(command), tellOn)) {}
-
-Companion::Companion(Companion&& other) noexcept : process_(std::exchange(other.process_, 0)) {}
-
-Companion& Companion::operator=(Companion&& other) noexcept {
-  end();
-  process_ = std::exchange(other.process_, 0);
-  return *this;
-}
-
-void Companion::end() {
-  if (process_ <= 0) return;
-  kill(process_, SIGTERM);
-  waitpid(process_, nullptr, 0);
-  process_ = 0;
-}
 
 Desktop::Desktop() {
   std::array<int, 2> ends{};

@@ -1,30 +1,10 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <QImage>
 #include <string>
-#include <vector>
 
+#include "tests/support/Companion.h"
 #include "tests/support/Scratch.h"
-
-// A program of the test's own that is ended with it.
-class Companion {
- public:
-  Companion() = default;
-  // With a descriptor to tell something on, it is the program's number kTellOn.
-  explicit Companion(std::vector<std::string> command, int tellOn = -1);
-  ~Companion() { end(); }
-  Companion(Companion&& other) noexcept;
-  Companion& operator=(Companion&& other) noexcept;
-
-  static constexpr int kTellOn = 9;
-
-  void end();
-
- private:
-  pid_t process_ = 0;
-};
 
 // A screen without glass, 1024 by 768, with a pointer and a keyboard that the test holds. DISPLAY
 // names it while it lives.

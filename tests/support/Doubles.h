@@ -16,6 +16,13 @@
 
 namespace doubles {
 
+// What a test put under the key, nullopt for nothing.
+template <class Key, class Value>
+std::optional<Value> valueIn(const std::map<Key, Value>& values, const Key& key) {
+  const auto found = values.find(key);
+  return found == values.end() ? std::nullopt : std::optional(found->second);
+}
+
 class RecordingLog : public platform::SystemLog {
  public:
   void write(std::int64_t, std::string_view text) override {
@@ -106,12 +113,10 @@ class FakeBundle : public platform::Bundle {
   std::string identifier() const override { return "com.example.test"; }
   std::string executablePath() const override { return "/opt/example/bin/tarnvale-test"; }
   std::optional<std::string> information(std::string_view key) const override {
-    const auto found = infos.find(std::string(key));
-    return found == infos.end() ? std::nullopt : std::optional(found->second);
+    return valueIn(infos, std::string(key));
   }
   std::string localizedString(std::string_view key, std::string_view) const override {
-    const auto found = texts.find(std::string(key));
-    return found == texts.end() ? std::string(key) : found->second;
+    return valueIn(texts, std::string(key)).value_or(std::string(key));
   }
   std::map<std::string, std::string> infos;
   std::map<std::string, std::string> texts;
@@ -120,12 +125,10 @@ class FakeBundle : public platform::Bundle {
 class FakeDefaults : public platform::Defaults {
  public:
   std::optional<std::string> string(std::string_view key) const override {
-    const auto found = strings.find(std::string(key));
-    return found == strings.end() ? std::nullopt : std::optional(found->second);
+    return valueIn(strings, std::string(key));
   }
   std::optional<std::int64_t> integer(std::string_view key) const override {
-    const auto found = integers.find(std::string(key));
-    return found == integers.end() ? std::nullopt : std::optional(found->second);
+    return valueIn(integers, std::string(key));
   }
   bool setInteger(std::string_view key, std::int64_t value) override {
     ++writes;
@@ -140,13 +143,11 @@ class FakeDefaults : public platform::Defaults {
 class FakeApplications : public platform::Applications {
  public:
   std::optional<std::string> pathOfApplication(std::string_view id) const override {
-    const auto found = paths.find(std::string(id));
-    return found == paths.end() ? std::nullopt : std::optional(found->second);
+    return valueIn(paths, std::string(id));
   }
   std::optional<std::string> information(const std::string& path,
                                          std::string_view key) const override {
-    const auto found = infos.find({path, std::string(key)});
-    return found == infos.end() ? std::nullopt : std::optional(found->second);
+    return valueIn(infos, std::pair(path, std::string(key)));
   }
   std::vector<platform::RunningApplication> running(std::string_view id) const override {
     std::vector<platform::RunningApplication> found;
@@ -301,8 +302,7 @@ class FakePlaces : public platform::Places {
   explicit FakePlaces(std::string root) : root_(std::move(root)) {}
 
   std::string tool(platform::Tool tool) const override {
-    const auto found = tools.find(tool);
-    return found == tools.end() ? "/nonexistent" : found->second;
+    return valueIn(tools, tool).value_or("/nonexistent");
   }
   std::optional<std::string> home() const override {
     return homeIsKnown ? std::optional(root_ + "/home") : std::nullopt;

@@ -46,7 +46,12 @@ class FaultPlan {
     return hits_;
   }
 
-  static platform::SystemError error() { return {"POSIX", EIO, "injected failure"}; }
+  // The call's answer, or the failure that struck instead of it.
+  template <class Call>
+  auto answer(const std::string& verb, Call call) -> decltype(call()) {
+    if (strikes(verb)) return platform::SystemError{"POSIX", EIO, "injected failure"};
+    return call();
+  }
 
  private:
   mutable std::mutex mutex_;
@@ -69,40 +74,34 @@ class FaultyFiles : public platform::Files {
   bool isExecutable(const std::string& path) const override { return real_->isExecutable(path); }
   bool isDeletable(const std::string& path) const override { return real_->isDeletable(path); }
   platform::Result<std::vector<std::string>> names(const std::string& path) const override {
-    if (plan_->strikes("names")) return FaultPlan::error();
-    return real_->names(path);
+    return plan_->answer("names", [&] { return real_->names(path); });
   }
   platform::Result<platform::FileTimes> times(const std::string& path) const override {
-    if (plan_->strikes("times")) return FaultPlan::error();
-    return real_->times(path);
+    return plan_->answer("times", [&] { return real_->times(path); });
   }
   platform::Failure remove(const std::string& path) override {
-    return plan_->strikes("remove") ? FaultPlan::error() : real_->remove(path);
+    return plan_->answer("remove", [&] { return real_->remove(path); });
   }
   platform::Failure move(const std::string& from, const std::string& to) override {
-    return plan_->strikes("move") ? FaultPlan::error() : real_->move(from, to);
+    return plan_->answer("move", [&] { return real_->move(from, to); });
   }
   platform::Failure createDirectories(const std::string& path) override {
-    return plan_->strikes("createDirectories") ? FaultPlan::error()
-                                               : real_->createDirectories(path);
+    return plan_->answer("createDirectories", [&] { return real_->createDirectories(path); });
   }
   platform::Result<std::string> contents(const std::string& path) const override {
-    if (plan_->strikes("contents")) return FaultPlan::error();
-    return real_->contents(path);
+    return plan_->answer("contents", [&] { return real_->contents(path); });
   }
   platform::Failure replaceContents(const std::string& path, std::string_view bytes) override {
-    return plan_->strikes("replaceContents") ? FaultPlan::error()
-                                             : real_->replaceContents(path, bytes);
+    return plan_->answer("replaceContents", [&] { return real_->replaceContents(path, bytes); });
   }
   platform::Result<std::shared_ptr<void>> lock(const std::string& path) override {
-    if (plan_->strikes("lock")) return FaultPlan::error();
-    return real_->lock(path);
+    return plan_->answer("lock", [&] { return real_->lock(path); });
   }
   platform::Failure flush(const std::string& folder) override {
-    return plan_->strikes("flush") ? FaultPlan::error() : real_->flush(folder);
+    return plan_->answer("flush", [&] { return real_->flush(folder); });
   }
   platform::Failure flushNames(const std::string& folder) override {
-    return plan_->strikes("flushNames") ? FaultPlan::error() : real_->flushNames(folder);
+    return plan_->answer("flushNames", [&] { return real_->flushNames(folder); });
   }
 
  private:
@@ -116,25 +115,20 @@ class FaultyVolumes : public platform::Volumes {
       : real_(std::move(real)), plan_(std::move(plan)) {}
 
   platform::Result<std::size_t> mountCount() const override {
-    if (plan_->strikes("mountCount")) return FaultPlan::error();
-    return real_->mountCount();
+    return plan_->answer("mountCount", [&] { return real_->mountCount(); });
   }
   platform::Result<std::vector<platform::Mount>> mounts(std::size_t most) const override {
-    if (plan_->strikes("mounts")) return FaultPlan::error();
-    return real_->mounts(most);
+    return plan_->answer("mounts", [&] { return real_->mounts(most); });
   }
   platform::Result<platform::FileSystemAttributes> attributes(
       const std::string& path) const override {
-    if (plan_->strikes("attributes")) return FaultPlan::error();
-    return real_->attributes(path);
+    return plan_->answer("attributes", [&] { return real_->attributes(path); });
   }
   platform::Result<std::uint64_t> fileSystemNumber(const std::string& path) const override {
-    if (plan_->strikes("fileSystemNumber")) return FaultPlan::error();
-    return real_->fileSystemNumber(path);
+    return plan_->answer("fileSystemNumber", [&] { return real_->fileSystemNumber(path); });
   }
   platform::Result<std::int32_t> deviceNumber(const std::string& path) const override {
-    if (plan_->strikes("deviceNumber")) return FaultPlan::error();
-    return real_->deviceNumber(path);
+    return plan_->answer("deviceNumber", [&] { return real_->deviceNumber(path); });
   }
   platform::Result<bool> isLocal(const std::string& path) const override {
     return real_->isLocal(path);
@@ -147,16 +141,14 @@ class FaultyVolumes : public platform::Volumes {
   }
   platform::Failure setAttribute(const std::string& path, const std::string& name,
                                  const std::string& value) override {
-    if (plan_->strikes("setAttribute")) return FaultPlan::error();
-    return real_->setAttribute(path, name, value);
+    return plan_->answer("setAttribute", [&] { return real_->setAttribute(path, name, value); });
   }
   platform::Failure removeAttribute(const std::string& path, const std::string& name) override {
     return real_->removeAttribute(path, name);
   }
   platform::Result<std::string> attribute(const std::string& path,
                                           const std::string& name) const override {
-    if (plan_->strikes("attribute")) return FaultPlan::error();
-    return real_->attribute(path, name);
+    return plan_->answer("attribute", [&] { return real_->attribute(path, name); });
   }
   platform::Result<std::vector<std::string>> attributeNames(
       const std::string& path) const override {

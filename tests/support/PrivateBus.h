@@ -1,10 +1,9 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
 #include <vector>
 
+#include "tests/support/Companion.h"
 #include "tests/support/Scratch.h"
 
 // A message bus of the test's own: a real daemon at an address that stays the same when it is
@@ -27,5 +26,5 @@ class PrivateBus {
  private:
   Scratch folder_;
   std::vector<std::string> command_;
-  pid_t daemon_ = 0;
+  Companion daemon_;
 };

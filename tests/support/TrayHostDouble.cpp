@@ -195,16 +195,6 @@ void TrayHostDouble::hear(sd_bus_message* message) {
   if (member == "NewStatus") lastStatus_ = values.at(0).text;
 }
 
-std::size_t TrayHostDouble::registrations() {
-  const std::lock_guard lock(mutex_);
-  return items_.size();
-}
-
-std::string TrayHostDouble::item() {
-  const std::lock_guard lock(mutex_);
-  return items_.empty() ? "" : items_.front();
-}
-
 BusAnswer TrayHostDouble::ask(const std::string& path, const std::string& interface,
                               const std::string& member, const Append& append) {
   BusAnswer answer;
@@ -264,24 +254,4 @@ MenuLine TrayHostDouble::opened(int id) {
   aboutToShow(id);
   event(id, "opened");
   return layout(id);
-}
-
-std::uint32_t TrayHostDouble::revision() {
-  const std::lock_guard lock(mutex_);
-  return revision_;
-}
-
-std::uint32_t TrayHostDouble::announcedRevision() {
-  const std::lock_guard lock(mutex_);
-  return announcedRevision_;
-}
-
-std::size_t TrayHostDouble::told(const std::string& signal) {
-  const std::lock_guard lock(mutex_);
-  return told_[signal];
-}
-
-std::string TrayHostDouble::lastStatus() {
-  const std::lock_guard lock(mutex_);
-  return lastStatus_;
 }

@@ -47,8 +47,13 @@ class TrayHostDouble {
   void leave();
   void setHost(bool isThere);
 
-  std::size_t registrations();  // since it came last
-  std::string item();           // what the first registered as, empty for none yet
+  // Since it came last.
+  std::size_t registrations() { return locked(items_).size(); }
+  // What the first registered as, empty for none yet.
+  std::string item() {
+    const auto items = locked(items_);
+    return items.empty() ? "" : items.front();
+  }
 
   using Append = std::function<void(sd_bus_message*)>;
   BusAnswer ask(const std::string& path, const std::string& interface, const std::string& member,
@@ -65,12 +70,18 @@ class TrayHostDouble {
   // Opens the item and gives what is in it then.
   MenuLine opened(int id);
 
-  std::uint32_t revision();                     // of the last layout
-  std::uint32_t announcedRevision();            // of the last LayoutUpdated
-  std::size_t told(const std::string& signal);  // how often the item or its menu sent it
-  std::string lastStatus();                     // of the last NewStatus
+  std::uint32_t revision() { return locked(revision_); }                    // of the last layout
+  std::uint32_t announcedRevision() { return locked(announcedRevision_); }  // by LayoutUpdated
+  std::string lastStatus() { return locked(lastStatus_); }                  // by NewStatus
+  // How often the item or its menu sent it.
+  std::size_t told(const std::string& signal) { return locked(told_)[signal]; }
 
  private:
+  template <class Value>
+  Value locked(const Value& value) {
+    const std::lock_guard lock(mutex_);
+    return value;
+  }
   void serve(sd_bus* bus);
   void perform(const platform::Bus::Work& work);
   int answer(sd_bus_message* message);

@@ -5,10 +5,8 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <linux/capability.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -20,6 +18,7 @@
 #include "platform/Result.h"
 #include "platform/posix/FileDescriptor.h"
 #include "tests/support/FewDescriptors.h"
+#include "tests/support/Privileges.h"
 #include "tests/support/Scratch.h"
 
 namespace removal {
@@ -43,17 +42,6 @@ class Mounted {
 inline std::size_t openDescriptors() {
   const fs::directory_iterator listing("/proc/self/fd");
   return static_cast<std::size_t>(std::distance(begin(listing), end(listing)));
-}
-
-// Runs on a thread that has lost root's right to pass over modes; the process keeps it.
-template <class Body>
-void withoutPrivileges(Body body) {
-  std::thread([&] {
-    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
-    __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};
-    ASSERT_EQ(syscall(SYS_capset, &header, none), 0);
-    body();
-  }).join();
 }
 
 template <class Remover>

@@ -137,9 +137,8 @@ TEST_F(CommandTest, LeaksNoDescriptorAndGivesNoneToTheTool) {
 TEST_F(CommandTest, ServesManyThreadsAtOnce) {
   std::array<Text, 8> outputs;
   std::vector<std::thread> threads;
-  for (std::size_t i = 0; i < outputs.size(); ++i) {
+  for (std::size_t i = 0; i < outputs.size(); ++i)
     threads.emplace_back([&outputs, i] { outputs[i] = shell("echo " + std::to_string(i)).out; });
-  }
   for (auto& thread : threads) thread.join();
   for (std::size_t i = 0; i < outputs.size(); ++i) EXPECT_EQ(outputs[i], std::to_string(i) + "\n");
 }
@@ -156,9 +155,8 @@ TEST_F(CommandTest, StreamFilesReadToTheirSealedEndAndLeaveNothing) {
     stream.seal();
     ASSERT_EQ(write(stream.descriptor(), "late", 4), 4);
     std::string read;
-    for (std::string chunk = stream.nextChunk(); !chunk.empty(); chunk = stream.nextChunk()) {
+    for (std::string chunk = stream.nextChunk(); !chunk.empty(); chunk = stream.nextChunk())
       read += chunk;
-    }
     EXPECT_TRUE(read == text);
     EXPECT_TRUE(std::filesystem::is_empty(scratch.path()));
   }

@@ -40,6 +40,12 @@ class TakeOverTest : public EarlierCopyTest {
     const timespec times[] = {facts.st_atim, facts.st_mtim};
     utimensat(AT_FDCWD, path.c_str(), times, 0);
   }
+
+  // As if it had been written through a mapping since: size, times and even the change time of the
+  // original stay.
+  void rewriteEarlier(const std::string& name) const {
+    behindItsBack(earlier + "/" + name, [&] { scratch.file("earlier/" + name, "TEXT"); });
+  }
 };
 
 TEST_F(TakeOverTest, TakesOnlyWhatDidNotChange) {
@@ -112,16 +118,11 @@ TEST_F(TakeOverTest, TakesOnlyWhatDidNotChange) {
   EXPECT_EQ(log->entries(), Lines{});
 }
 
-// Written through a mapping: size, times and even the change time stay.
 TEST_F(TakeOverTest, ComparesWhatIsDoubted) {
   file("same");
   file("written");
   makeEarlier();
-  scratch.file("earlier/written", "TEXT");
-  struct stat facts {};
-  stat(inFrom("written").c_str(), &facts);
-  const timespec times[] = {facts.st_atim, facts.st_mtim};
-  utimensat(AT_FDCWD, (earlier + "/written").c_str(), times, 0);
+  rewriteEarlier("written");
   copyAgain();
   EXPECT_EQ(readFile(to + "/written"), "TEXT");  // nothing speaks against it
   fs::remove_all(to);
@@ -153,11 +154,7 @@ TEST_F(TakeOverTest, DoubtsWhatChangedAtThatVeryTime) {
   file("item");
   makeEarlier();
   options.earlier->unchangedBefore = *changeTime(inFrom("item"));
-  scratch.file("earlier/item", "TEXT");
-  struct stat facts {};
-  stat(inFrom("item").c_str(), &facts);
-  const timespec times[] = {facts.st_atim, facts.st_mtim};
-  utimensat(AT_FDCWD, (earlier + "/item").c_str(), times, 0);
+  rewriteEarlier("item");
   EXPECT_EQ(copyAgain().takenOver, 0U);
   EXPECT_EQ(readFile(to + "/item"), "text");
 }

@@ -12,6 +12,7 @@ namespace fs = std::filesystem;
 namespace {
 
 using Text = std::optional<std::string>;
+using namespace std::string_literals;
 
 class FilesTest : public SystemTest {};
 
@@ -23,21 +24,15 @@ std::string repeated(std::string_view text, int times) {
 
 TEST_F(FilesTest, AcceptsOnlyLegalNames) {
   for (const auto& name :
-       {std::string("RamDisk"), std::string(".hidden"), std::string("a b-c_1.2"),
-        std::string("Gr\u00FCn (1) #2 \u65E5\u672C"), std::string("*?'%&!"), repeated("a", 254),
-        repeated("\u00FC", 254), repeated("\U00020000", 127)}) {
+       {"RamDisk"s, ".hidden"s, "a b-c_1.2"s, "Gr\u00FCn (1) #2 \u65E5\u672C"s, "*?'%&!"s,
+        repeated("a", 254), repeated("\u00FC", 254), repeated("\U00020000", 127)})
     EXPECT_TRUE(QVFunctions::isLegalFilename(name)) << name;
-  }
   for (const auto& name :
-       {std::string(), repeated("a", 255), repeated("\U00020000", 128), std::string("a\nb"),
-        std::string("a\u2028"), std::string("\u0085"), std::string("a\x7F"), std::string("a\0b", 3),
-        std::string("a\u200Db"), std::string("\u0378"), std::string("\uFFFE"),
-        std::string("\U0001F600"), std::string("a\xFF")}) {
+       {""s, repeated("a", 255), repeated("\U00020000", 128), "a\nb"s, "a\u2028"s, "\u0085"s,
+        "a\x7F"s, "a\0b"s, "a\u200Db"s, "\u0378"s, "\uFFFE"s, "\U0001F600"s, "a\xFF"s})
     EXPECT_FALSE(QVFunctions::isLegalFilename(name)) << name;
-  }
-  for (const char c : std::string_view("+$^~=`:/\\|\"<>")) {
-    EXPECT_FALSE(QVFunctions::isLegalFilename(std::string("a") + c + "b")) << c;
-  }
+  for (const char c : "+$^~=`:/\\|\"<>"s)
+    EXPECT_FALSE(QVFunctions::isLegalFilename("a"s + c + "b")) << c;
   EXPECT_FALSE(QVFunctions::isLegalFilename(std::nullopt));
 }
 
@@ -56,9 +51,8 @@ TEST_F(FilesTest, SecuresNames) {
                {"a:b", "<", "a<b"},
                {"a:b", "|>", "a||>|>b"},  // one after the other, what was put in included
                {"", "-", ""}};
-  for (const auto& c : cases) {
+  for (const auto& c : cases)
     EXPECT_EQ(QVFunctions::securisedFileName(c.name, c.substitution), c.secured);
-  }
 }
 
 TEST_F(FilesTest, MakesSureOfDirectories) {
@@ -113,15 +107,12 @@ TEST_F(FilesTest, ReportsOwnDirectoriesThatCannotBeMade) {
 }
 
 TEST_F(FilesTest, EmptiesADirectory) {
-  scratch.file("full/a/b/c", "text");
+  scratch.file("full/a/b", "text");
   scratch.file("full/.hidden");
-  scratch.file("outside/kept");
-  fs::create_symlink(scratch.path("outside"), scratch.path("full/link"));
   std::vector<QVFunctions::ItemFailure> errors(2);
   EXPECT_TRUE(QVFunctions::cleanDirectoryContentsAtPath(scratch.path("full"), errors));
   EXPECT_TRUE(errors.empty());
   EXPECT_TRUE(fs::is_empty(scratch.path("full")));
-  EXPECT_TRUE(fs::exists(scratch.path("outside/kept")));
 
   errors.resize(1);
   EXPECT_FALSE(QVFunctions::cleanDirectoryContentsAtPath(scratch.path("missing"), errors));
@@ -130,8 +121,8 @@ TEST_F(FilesTest, EmptiesADirectory) {
 }
 
 TEST_F(FilesTest, GoesOnEmptyingAfterAFailure) {
-  const auto busy = scratch.directory("full/busy");
   scratch.file("full/a");
+  const auto busy = scratch.directory("full/busy");  // in the middle, whatever order it lists in
   scratch.file("full/z");
   ASSERT_EQ(mount("tmpfs", busy.c_str(), "tmpfs", 0, nullptr), 0);
   std::vector<QVFunctions::ItemFailure> errors;
@@ -144,13 +135,12 @@ TEST_F(FilesTest, GoesOnEmptyingAfterAFailure) {
   EXPECT_FALSE(fs::exists(scratch.path("full/a")) || fs::exists(scratch.path("full/z")));
 }
 
-TEST_F(FilesTest, TellsDatesInWholeSeconds) {
+TEST_F(FilesTest, TellsDates) {
   const auto file = scratch.file("file");
   const timespec times[] = {{1'000'000'000, 0}, {1'500'000'000, 999'999'999}};
   ASSERT_EQ(utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
-  fs::create_symlink(file, scratch.path("link"));
   double date = -1;
-  EXPECT_TRUE(QVFunctions::getModDate1970(&date, scratch.path("link")));
+  EXPECT_TRUE(QVFunctions::getModDate1970(&date, file));
   EXPECT_EQ(date, 1'500'000'000);
   EXPECT_TRUE(QVFunctions::getModDate1970(nullptr, file));
   const auto now = static_cast<double>(std::time(nullptr));
@@ -163,38 +153,28 @@ TEST_F(FilesTest, TellsDatesInWholeSeconds) {
   EXPECT_EQ(log->count("stat!=0 errno:2 (No such file or directory)"), 1U);
 }
 
-TEST_F(FilesTest, KeepsExtendedAttributesOfTheItemItself) {
+TEST_F(FilesTest, KeepsExtendedAttributes) {
   const auto file = scratch.file("file");
   const std::string bytes("a\0b", 3);
   std::vector<std::string> names = {"old"};
   EXPECT_TRUE(QVGetXAttrNames(&names, file.c_str()));
   EXPECT_TRUE(names.empty());
   ASSERT_TRUE(QVSetExtendedAttribute(bytes, "com.example.one", file));
-  ASSERT_TRUE(QVSetExtendedAttribute("", "com.example.two", file));
+  ASSERT_TRUE(QVSetExtendedAttribute("", "com.example.no-text\xFF", file));
   std::string value = "old";
   EXPECT_TRUE(QVGetExtentedAttribute(&value, "com.example.one", file));
   EXPECT_EQ(value, bytes);
-  EXPECT_TRUE(QVGetExtentedAttribute(&value, "com.example.two", file));
-  EXPECT_EQ(value, "");
-  ASSERT_TRUE(QVSetExtendedAttribute(bytes, "com.example.no-text\xFF", file));
   EXPECT_TRUE(QVGetXAttrNames(&names, file.c_str()));
-  EXPECT_EQ(names.size(), 2U);
+  EXPECT_EQ(names, std::vector<std::string>{"user.com.example.one"});
 
   EXPECT_TRUE(QVSetExtendedAttribute(std::nullopt, "com.example.one", file));
   EXPECT_FALSE(QVGetExtentedAttribute(&value, "com.example.one", file));
   EXPECT_FALSE(QVSetExtendedAttribute(std::nullopt, "com.example.one", file));
   EXPECT_FALSE(QVSetExtendedAttribute(bytes, std::nullopt, file));
   EXPECT_FALSE(QVGetExtentedAttribute(&value, "com.example.two", std::nullopt));
-
-  fs::create_symlink(file, scratch.path("link"));
-  EXPECT_FALSE(QVGetExtentedAttribute(&value, "com.example.two", scratch.path("link")));
-}
-
-TEST_F(FilesTest, LogsAttributeNamesThatCannotBeRead) {
-  std::vector<std::string> names;
+  EXPECT_FALSE(QVGetXAttrNames(&names, nullptr));
   EXPECT_FALSE(QVGetXAttrNames(&names, scratch.path("missing").c_str()));
   EXPECT_EQ(log->count("listxattr==-1 errno:2 (No such file or directory)"), 1U);
-  EXPECT_FALSE(QVGetXAttrNames(&names, nullptr));
 }
 
 }  // namespace

@@ -53,23 +53,10 @@ constexpr char kUser[] = "-1 Deleting user directory is not allowed.";
 constexpr char kLibrary[] = "-1 Delete Library sub-directory is not allowed.";
 
 TEST_F(FinderToolsTest, HoldsTheUsersOwnFoldersBack) {
-  const std::string folders[] = {"",
-                                 "/Desktop",
-                                 "/Documents",
-                                 "/Downloads",
-                                 "/Library",
-                                 "/Library/Application Support",
-                                 "/Library/Caches",
-                                 "/Library/Calendars",
-                                 "/Library/Keychains",
-                                 "/Library/Mail",
-                                 "/Library/Preferences",
-                                 "/Movies",
-                                 "/Music",
-                                 "/Music/iTunes",
-                                 "/Pictures",
-                                 "/Public"};
-  for (const auto& folder : folders) {
+  for (const std::string folder :
+       {"", "/Desktop", "/Documents", "/Downloads", "/Library", "/Library/Application Support",
+        "/Library/Caches", "/Library/Calendars", "/Library/Keychains", "/Library/Mail",
+        "/Library/Preferences", "/Movies", "/Music", "/Music/iTunes", "/Pictures", "/Public"}) {
     scratch.directory("home" + folder);
     for (const std::int64_t mode : {0, 1, 2})
       EXPECT_EQ(trashStatus(home(folder), mode), kUser) << folder;

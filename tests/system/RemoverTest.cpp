@@ -136,10 +136,10 @@ TEST_F(RemoverTest, TakesAsRemovedWhatAnotherRemoves) {
     for (const auto* outcome : {&mine, &others})
       for (const auto& [name, error] : outcome->failedItems)
         EXPECT_EQ(error.text, scratch.path("volume/" + name) + ": No such file or directory");
-    const auto rest =
-        removeItems({"1",  "2",  "3",  "4",  "6",  "7",  "8",  "9",  "11", "12", "13", "14",
-                     "16", "17", "18", "19", "21", "22", "23", "24", "26", "27", "28", "29"},
-                    scratch.path("volume"));
+    Names left;
+    for (int i = 0; i < 30; ++i)
+      if (i % 5 != 0) left.push_back(std::to_string(i));
+    const auto rest = removeItems(left, scratch.path("volume"));
     EXPECT_TRUE(rest.complete());
     EXPECT_EQ(mine.removedEntries + others.removedEntries + rest.removedEntries, entries);
     EXPECT_TRUE(fs::is_empty(scratch.path("volume")));

@@ -60,16 +60,16 @@ std::string describe(const QVRamDisk& disk) {
 }
 
 int add(Context& context, Options& options) {
-  int status = kDone;
-  auto registry = openRegistry(context, status);
-  if (!registry) return status;
   if (const auto problem = usePath(options)) return context.refuse(*problem);
-  const auto disk = registry->entries().addRamDisk();
-  if (!disk) return context.refuse(refusalOf(settings::Problem{.reason = settings::Reason::Full}));
-  if (const auto problem = configure(*disk, options, registry->disks()))
-    return context.refuse(*problem);
-  if (const auto problem = registry->save()) return context.refuse(*problem);
-  if (disk->createAtLogin()) registry->entries().synchronizeHelper();
+  Registry registry;
+  QVRamDiskPtr disk;
+  const auto refused = registry.change(context, [&]() -> std::optional<Refusal> {
+    disk = registry.entries().addRamDisk();
+    if (!disk) return refusalOf(settings::Problem{.reason = settings::Reason::Full});
+    return configure(*disk, options, registry.disks());
+  });
+  if (refused) return context.refuse(*refused);
+  if (disk->createAtLogin()) registry.entries().synchronizeHelper();
   context.say(describe(*disk));
   return kDone;
 }

@@ -1,7 +1,9 @@
 #include <CLI/CLI.hpp>
 
+#include "cli/Refusals.h"
 #include "cli/Registry.h"
 #include "cli/verbs/Verbs.h"
+#include "settings/Switches.h"
 
 namespace cli::verbs {
 namespace {
@@ -21,14 +23,14 @@ int menuBar(Context& context, const Options& options) {
   int status = kDone;
   auto registry = openRegistry(context, status);
   if (!registry) return status;
-  auto& entries = registry->entries();
-  if (!options.state.empty()) entries.setShowInMenuBar(options.state == "on");
-  if (options.atLogin || options.notAtLogin) entries.setShowInMenuBarAtLogin(options.atLogin);
-  if (!options.state.empty() || options.atLogin || options.notAtLogin) {
-    if (const auto problem = registry->save()) return context.refuse(*problem);
-    entries.synchronizeHelper();
-  }
-  context.say(describe(entries));
+  std::optional<bool> show;
+  std::optional<bool> atLogin;
+  if (!options.state.empty()) show = options.state == "on";
+  if (options.atLogin || options.notAtLogin) atLogin = options.atLogin;
+  if (show || atLogin)
+    if (const auto problem = settings::setMenuBar(registry->room(), show, atLogin))
+      return context.refuse(refusalOf(*problem));
+  context.say(describe(registry->entries()));
   return kDone;
 }
 

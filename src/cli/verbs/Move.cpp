@@ -14,23 +14,29 @@ struct Options {
   std::int64_t position = 0;  // counted from 1
 };
 
-int move(Context& context, const Options& options) {
-  int status = kDone;
-  auto registry = openRegistry(context, status);
-  if (!registry) return status;
-  const auto selection = selectDisks(registry->disks(), {options.disk});
-  if (selection.refusal) return context.refuse(*selection.refusal);
-  const auto count = static_cast<std::int64_t>(registry->disks().size());
-  if (options.position < 1 || options.position > count)
-    return context.refuse(kWrongUsage, fmt::format("there is no position {}", options.position),
-                          fmt::format("choose from 1 to {}", count));
-  auto& entries = registry->entries();
-  const auto& disk = selection.disks.front();
+std::optional<Refusal> moveTo(std::int64_t position, const QVRamDiskPtr& disk,
+                              QVRamDiskEntries& entries) {
+  const auto count = static_cast<std::int64_t>(entries.ramDisks().size());
+  if (position < 1 || position > count)
+    return Refusal{kWrongUsage, fmt::format("there is no position {}", position),
+                   fmt::format("choose from 1 to {}", count)};
   const auto current = entries.indexOfRamDiskWithIdentifier(disk->identifier());
   // The registry counts gaps: behind its present place the disk itself lies before the gap.
-  const auto index = options.position - 1;
+  const auto index = position - 1;
   entries.setPositionIndex(index > current ? index + 1 : index, disk);
-  if (const auto problem = registry->save()) return context.refuse(*problem);
+  return std::nullopt;
+}
+
+int move(Context& context, const Options& options) {
+  Registry registry;
+  QVRamDiskPtr disk;
+  const auto refused = registry.change(context, [&]() -> std::optional<Refusal> {
+    const auto selection = selectDisks(registry.disks(), {options.disk});
+    if (selection.refusal) return selection.refusal;
+    disk = selection.disks.front();
+    return moveTo(options.position, disk, registry.entries());
+  });
+  if (refused) return context.refuse(*refused);
   context.say(fmt::format("{}: now at position {}", printable(nameOf(*disk)), options.position));
   return kDone;
 }

@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 
 #include "cli/Columns.h"
 #include "cli/DiskNames.h"
@@ -26,6 +27,24 @@ std::string namesWithBackup(const std::vector<QVRamDiskPtr>& disks) {
   return names;
 }
 
+bool areSame(const std::vector<QVRamDiskPtr>& ones, const std::vector<QVRamDiskPtr>& others) {
+  return std::equal(
+      ones.begin(), ones.end(), others.begin(), others.end(),
+      [](const auto& one, const auto& other) { return one->identifier() == other->identifier(); });
+}
+
+// The names may mean others since the user agreed.
+std::optional<Refusal> takeOut(const std::vector<QVRamDiskPtr>& agreed,
+                               const std::vector<std::string>& names, QVRamDiskEntries& entries) {
+  const auto selection = selectDisks(entries.ramDisks(), names);
+  if (selection.refusal) return selection.refusal;
+  if (!areSame(selection.disks, agreed))
+    return Refusal{kActionFailed, "another program changed the list meanwhile", "try again"};
+  if (auto refused = refusal(selection.disks, entries.ramDisks())) return refused;
+  for (const auto& disk : selection.disks) entries.takeOut(disk);
+  return std::nullopt;
+}
+
 int remove(Context& context, const ActionRequest& request) {
   int status = kDone;
   auto registry = openRegistry(context, status);
@@ -38,8 +57,10 @@ int remove(Context& context, const ActionRequest& request) {
   if (!names.empty())
     if (const auto refused = context.confirm(request.yes, "deleting the backup of " + names))
       return *refused;
-  for (const auto& disk : selection.disks) registry->entries().removeEntry(disk);
-  if (const auto problem = registry->save()) return context.refuse(*problem);
+  const auto refused = registry->change(
+      context, [&] { return takeOut(selection.disks, request.names, registry->entries()); });
+  if (refused) return context.refuse(*refused);
+  for (const auto& disk : selection.disks) disk->deleteBackupDirs();
   registry->entries().synchronizeHelper();
   for (const auto& disk : selection.disks) context.say(printable(nameOf(*disk)) + ": removed");
   return kDone;

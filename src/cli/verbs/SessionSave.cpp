@@ -1,7 +1,9 @@
 #include <CLI/CLI.hpp>
 
+#include "cli/Refusals.h"
 #include "cli/Registry.h"
 #include "cli/verbs/Verbs.h"
+#include "settings/Switches.h"
 
 namespace cli::verbs {
 namespace {
@@ -10,13 +12,11 @@ int sessionSave(Context& context, const std::string& state) {
   int status = kDone;
   auto registry = openRegistry(context, status);
   if (!registry) return status;
-  auto& entries = registry->entries();
-  if (!state.empty()) {
-    entries.setSaveAtSessionEnd(state == "on");
-    if (const auto problem = registry->save()) return context.refuse(*problem);
-  }
+  if (!state.empty())
+    if (const auto problem = settings::setSaveAtSessionEnd(registry->room(), state == "on"))
+      return context.refuse(refusalOf(*problem));
   context.say(std::string("saving at the session's end ") +
-              (entries.saveAtSessionEnd() ? "on" : "off"));
+              (registry->entries().saveAtSessionEnd() ? "on" : "off"));
   return kDone;
 }
 

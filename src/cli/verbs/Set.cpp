@@ -34,16 +34,16 @@ std::optional<Refusal> change(QVRamDisk& disk, const DiskOptions& options,
 }
 
 int set(Context& context, const Options& options) {
-  int status = kDone;
-  auto registry = openRegistry(context, status);
-  if (!registry) return status;
-  const auto selection = selectDisks(registry->disks(), {options.disk});
-  if (selection.refusal) return context.refuse(*selection.refusal);
-  const auto& disk = selection.disks.front();
-  if (const auto problem = change(*disk, options.changes, registry->disks()))
-    return context.refuse(*problem);
-  if (const auto problem = registry->save()) return context.refuse(*problem);
-  if (options.changes.atLogin) registry->entries().synchronizeHelper();
+  Registry registry;
+  QVRamDiskPtr disk;
+  const auto refused = registry.change(context, [&]() -> std::optional<Refusal> {
+    const auto selection = selectDisks(registry.disks(), {options.disk});
+    if (selection.refusal) return selection.refusal;
+    disk = selection.disks.front();
+    return change(*disk, options.changes, registry.disks());
+  });
+  if (refused) return context.refuse(*refused);
+  if (options.changes.atLogin) registry.entries().synchronizeHelper();
   context.say(printable(nameOf(*disk)) + ": changed");
   return kDone;
 }

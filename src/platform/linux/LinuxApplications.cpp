@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <sstream>
 
 #include "platform/linux/KeyedText.h"
 #include "platform/linux/OwnPrograms.h"
+#include "platform/linux/ProcessFolder.h"
 #include "platform/linux/Processes.h"
 #include "platform/linux/ProgramVersion.h"
 #include "platform/posix/FileContents.h"
@@ -62,6 +64,14 @@ std::function<bool(const Process&)> matcher(std::string_view bundleIdentifier,
   };
 }
 
+std::vector<std::string> argumentsOf(const Process& process) {
+  std::istringstream line(ProcessFolder(std::to_string(process.identifier)).text("cmdline"));
+  std::vector<std::string> arguments;
+  for (std::string argument; std::getline(line, argument, '\0');) arguments.push_back(argument);
+  if (!arguments.empty()) arguments.erase(arguments.begin());
+  return arguments;
+}
+
 }  // namespace
 
 std::optional<InstalledApplication> LinuxApplications::installed(
@@ -108,7 +118,8 @@ std::vector<RunningApplication> LinuxApplications::running(
   for (const Process& process :
        leadingProcesses(ownProcesses(), matcher(bundleIdentifier, *application))) {
     auto name = application->name.empty() ? std::nullopt : std::optional(application->name);
-    found.push_back({process.identifier, std::string(bundleIdentifier), std::move(name)});
+    found.push_back(
+        {process.identifier, std::string(bundleIdentifier), std::move(name), argumentsOf(process)});
   }
   return found;
 }

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "platform/posix/DirectoryListing.h"
 #include "platform/posix/ExclusiveMove.h"
@@ -34,6 +35,40 @@ bool made(const std::string& path) {
   errno = code == EEXIST ? ENOTDIR : code;
   return false;
 }
+
+// What root makes in a user's folder is to be the user's: only its owner can open it.
+void giveToOwnerOfFolder(int descriptor, const std::string& path) {
+  const auto slash = path.rfind('/');
+  struct stat folder {};
+  if (geteuid() != 0 || slash == std::string::npos) return;
+  if (stat(path.substr(0, slash + 1).c_str(), &folder) != 0 || folder.st_uid == 0) return;
+  static_cast<void>(fchown(descriptor, folder.st_uid, folder.st_gid) == 0);
+}
+
+// Only a file that did not exist is given away: another could be a link to one of somebody else's.
+FileDescriptor openedForLocking(const std::string& path) {
+  constexpr int kOpen = O_RDWR | O_NOFOLLOW | O_CLOEXEC;
+  FileDescriptor made(open(path.c_str(), kOpen | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR));
+  if (made) {
+    giveToOwnerOfFolder(made.get(), path);
+    return made;
+  }
+  if (errno != EEXIST) return made;
+  return FileDescriptor(open(path.c_str(), kOpen | O_CREAT, S_IRUSR | S_IWUSR));
+}
+
+// Closing alone would leave the lock to a program that is just being started, until that has become
+// what it is to be.
+class LockedFile {
+ public:
+  explicit LockedFile(FileDescriptor file) : file_(std::move(file)) {}
+  ~LockedFile() { flock(file_.get(), LOCK_UN); }
+  LockedFile(const LockedFile&) = delete;
+  LockedFile& operator=(const LockedFile&) = delete;
+
+ private:
+  FileDescriptor file_;
+};
 
 }  // namespace
 
@@ -102,10 +137,9 @@ Failure PosixFiles::replaceContents(const std::string& path, std::string_view by
 }
 
 Result<std::shared_ptr<void>> PosixFiles::lock(const std::string& path) {
-  constexpr int kMake = O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC;
-  auto file = std::make_shared<FileDescriptor>(open(path.c_str(), kMake, S_IRUSR | S_IWUSR));
-  if (!*file || flock(file->get(), LOCK_EX | LOCK_NB) != 0) return lastPosixError(path);
-  return std::shared_ptr<void>(std::move(file));
+  FileDescriptor file(openedForLocking(path));
+  if (!file || flock(file.get(), LOCK_EX | LOCK_NB) != 0) return lastPosixError(path);
+  return std::shared_ptr<void>(std::make_shared<LockedFile>(std::move(file)));
 }
 
 Failure PosixFiles::flush(const std::string& folder) { return flushFileSystem(folder); }

@@ -101,6 +101,12 @@ void SettingsWindow::bringForward() {
   activateWindow();
 }
 
+// Where there is no bus nobody tells of what others changed.
+bool SettingsWindow::event(QEvent* event) {
+  if (event->type() == QEvent::WindowActivate) reloadsSoon_.start(0);
+  return QWidget::event(event);
+}
+
 void SettingsWindow::showEvent(QShowEvent* event) {
   QWidget::showEvent(event);
   registry_.entries().setUpdator(1);

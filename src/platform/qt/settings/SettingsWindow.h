@@ -16,7 +16,7 @@ class QTabWidget;
 namespace platform::qt {
 
 // The window in which RAM disks are configured. It follows what other programs change and what
-// becomes of the disks while it is shown.
+// becomes of the disks while it is shown, and looks anew when the user comes back to it.
 class SettingsWindow : public QWidget {
  public:
   SettingsWindow();
@@ -26,6 +26,7 @@ class SettingsWindow : public QWidget {
   void bringForward();  // shows it above others
 
  protected:
+  bool event(QEvent* event) override;
   void showEvent(QShowEvent* event) override;
   void hideEvent(QHideEvent* event) override;
   void closeEvent(QCloseEvent* event) override;
