@@ -185,11 +185,9 @@ bool QVRamDiskCreation::mount() {
   inform(QVRamDiskActionInfo_creatingMoutingVolume);
   Text mounted;
   toBeFilled_ = folderOfNextSave().has_value();
-  if (const auto cause =
-          QVRamDiskDevice::mountDeviceNode(deviceNode_, mountDirectory_, name_, format_, type_,
-                                           disk_->identifier(), mounted,
-                                           toBeFilled_ ? QVVolumeState::NewToBeFilled
-                                                       : QVVolumeState::New))
+  if (const auto cause = QVRamDiskDevice::mountDeviceNode(
+          deviceNode_, mountDirectory_, name_, format_, type_, disk_->identifier(), mounted,
+          toBeFilled_ ? QVVolumeState::NewToBeFilled : QVVolumeState::New))
     return failAndDetach(QVLocalized(kUnable), "mountDeviceNode", cause);
   forgetAttachedDevice(disk_->identifier());
   volume_ = mounted.value_or("");

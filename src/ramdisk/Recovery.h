@@ -10,13 +10,13 @@
 #include "ramdisk/QVRamDisk.h"
 
 enum class RecoveryStep {
-  Adopt,           // the disk's volume is mounted and whole, but the record does not know it, or a
-                   // cut-off eject left it read-only
-  UndoCreation,    // the volume was never filled to the end: unmount and detach it, never save it
-  FinishEject,     // the device is attached and not mounted: mount it, save it, eject it
-  PutBack,         // the base is set aside and its directory is missing or empty: put it back
-  KeepRescued,     // both the directory and a set-aside base hold files: keep the base by another name
-  GiveBack,        // a device was attached and never used, mounted nowhere: detach it if it is empty
+  Adopt,         // the disk's volume is mounted and whole, but the record does not know it, or a
+                 // cut-off eject left it read-only
+  UndoCreation,  // the volume was never filled to the end: unmount and detach it, never save it
+  FinishEject,   // the device is attached and not mounted: mount it, save it, eject it
+  PutBack,       // the base is set aside and its directory is missing or empty: put it back
+  KeepRescued,  // both the directory and a set-aside base hold files: keep the base by another name
+  GiveBack,     // a device was attached and never used, mounted nowhere: detach it if it is empty
   DropUnfinished,  // a save that was cut off left what the whole generation makes needless
 };
 
