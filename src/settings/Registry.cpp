@@ -55,7 +55,10 @@ std::optional<Problem> Registry::change(const Edit& edit) {
     return !problem;
   });
   if (!problem) problem = problemOf(failure);
-  problem ? static_cast<void>(load()) : tellOthers();
+  if (problem)
+    load();
+  else
+    tellOthers();
   return problem;
 }
 
