@@ -49,8 +49,9 @@ class Files {
   // An existing file keeps its mode; a new one is readable by its owner only.
   virtual Failure replaceContents(const std::string& path, std::string_view bytes) = 0;
 
-  // Keeps others, in this program and in others, from holding the same file locked, until the object
-  // goes or the program ends. Makes the file and leaves it. EWOULDBLOCK while somebody holds it.
+  // Keeps others, in this program and in others, from holding the same file locked, until the
+  // object goes or the program ends. Makes the file and leaves it. EWOULDBLOCK while somebody holds
+  // it.
   virtual Result<std::shared_ptr<void>> lock(const std::string& path) = 0;
 
   // Waits until all that was written to the file system that holds the folder is on its device.

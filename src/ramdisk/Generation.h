@@ -5,9 +5,9 @@
 //   FOLDER.previous     the one before, kept until the new one is whole and on the device
 //   FOLDER.incomplete   an empty folder; while it is there, FOLDER is not whole
 //
-// A save sets FOLDER aside as the previous one, marks, fills FOLDER anew, flushes, unmarks, and only
-// then drops the previous one. So whatever cuts it off, one of the two is whole, and which one can
-// be told. Stateless but for the paths; any thread.
+// A save sets FOLDER aside as the previous one, marks, fills FOLDER anew, flushes, unmarks, and
+// only then drops the previous one. So whatever cuts it off, one of the two is whole, and which one
+// can be told. Stateless but for the paths; any thread.
 
 #include <optional>
 #include <string>

@@ -60,8 +60,7 @@ void QVRamDiskBackup::takeOnAttributes(const std::string& from, const std::strin
 QVErrorPtr QVRamDiskBackup::backupRamDiskAtPath(const Text& path, const Text& backupPath,
                                                 const std::string& previousExt,
                                                 const Progress& progress, SaveCare care) const {
-  if (!path || !backupPath)
-    return failure("Can not create backup", "path==nil || backupPath==nil");
+  if (!path || !backupPath) return failure("Can not create backup", "path==nil || backupPath==nil");
   return SaveRun(*path, Generation(*backupPath, previousExt), progress, care).run();
 }
 

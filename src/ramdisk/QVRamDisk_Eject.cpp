@@ -33,7 +33,8 @@ bool ownsMountDirectory(const QVRamDisk& disk) {
 void warnOfWriters(const std::string& volume) {
   for (const auto& user : services().volumes->use(volume).users)
     if (user.writing)
-      QVLogWarning(kClass, "{} ({}) has files of {} open for writing; what it writes from now on is lost",
+      QVLogWarning(kClass,
+                   "{} ({}) has files of {} open for writing; what it writes from now on is lost",
                    user.name, user.processIdentifier, volume);
 }
 

@@ -61,8 +61,8 @@ QVErrorPtr SaveRun::dropUnfinished() {
 // and what is taken over is counted only where all of it would not fit.
 QVErrorPtr SaveRun::checkRoom() const {
   const auto source = services().volumes->attributes(volume_);
-  const auto target = services().volumes->attributes(
-      extensions::deletingLastPathComponent(generation_.folder()));
+  const auto target =
+      services().volumes->attributes(extensions::deletingLastPathComponent(generation_.folder()));
   if (!source || !target || source->size - source->free <= target->free) return nullptr;
   const auto names = services().files->names(volume_);
   if (!names) return nullptr;
@@ -72,12 +72,12 @@ QVErrorPtr SaveRun::checkRoom() const {
     earlier.unchangedBefore = note->began;
   const auto needed = bytesToCopy(itemsOf(*names), volume_, earlier);
   if (needed && *needed <= target->free) return nullptr;
-  return failure("volFree", platform::SystemError{
-                                "POSIX", ENOSPC,
-                                fmt::format("{}: {} bytes are needed and {} are free",
-                                            generation_.folder(),
-                                            needed.value().value_or(source->size - source->free),
-                                            target->free)});
+  return failure(
+      "volFree",
+      platform::SystemError{
+          "POSIX", ENOSPC,
+          fmt::format("{}: {} bytes are needed and {} are free", generation_.folder(),
+                      needed.value().value_or(source->size - source->free), target->free)});
 }
 
 // A previous generation without a newer one is all there is, and stays.
@@ -160,8 +160,8 @@ QVErrorPtr SaveRun::giveUpFull(const CopyOutcome& outcome) {
   if (error)
     QVLogWarning(kClass, "what was begun at {} stays marked: {}", generation_.folder(),
                  QVDescription(*error));
-  return failure("volFree", outcome.firstError.value_or(platform::SystemError{
-                                "POSIX", ENOSPC, generation_.folder()}));
+  return failure("volFree", outcome.firstError.value_or(
+                                platform::SystemError{"POSIX", ENOSPC, generation_.folder()}));
 }
 
 QVErrorPtr SaveRun::complete(bool whole) {

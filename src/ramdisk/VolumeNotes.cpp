@@ -96,8 +96,7 @@ platform::Failure noteRefillEnded(const std::string& volume,
   auto& volumes = *services().volumes;
   if (lacking.empty() && !unlisted)
     return volumes.removeAttribute(volume, kRamDiskRefillAttributeName);
-  if (!unlisted &&
-      !volumes.setAttribute(volume, kRamDiskRefillAttributeName, lackingText(lacking)))
+  if (!unlisted && !volumes.setAttribute(volume, kRamDiskRefillAttributeName, lackingText(lacking)))
     return std::nullopt;
   return volumes.setAttribute(volume, kRamDiskRefillAttributeName, kLacksUnlisted);
 }

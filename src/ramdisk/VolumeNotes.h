@@ -12,7 +12,8 @@
 #include "system/TreeCopier.h"
 
 // How the contents came in. The attribute "com.tarnvale.RamDiskRefill" is absent when all are in;
-// else it holds a word, and after "lacks" the paths relative to the root, each ended by a zero byte.
+// else it holds a word, and after "lacks" the paths relative to the root, each ended by a zero
+// byte.
 struct RefillNote {
   enum class State {
     Whole,

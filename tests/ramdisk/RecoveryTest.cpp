@@ -137,8 +137,7 @@ TEST_F(RecoveryTest, AVolumeThatWasNotFilledIsUndoneAndNeverSaved) {
     ASSERT_EQ(noteRefillBegun(folder("cache")), std::nullopt);
     EXPECT_EQ(reasonOf(perform(QVRamDiskActionEject, disk)), "refillUnderWay");
     EXPECT_TRUE(isMounted(folder("cache")));
-    if (!labelled)
-      QVSetExtendedAttribute(std::nullopt, kRamDiskInfoAttributeName, folder("cache"));
+    if (!labelled) QVSetExtendedAttribute(std::nullopt, kRamDiskInfoAttributeName, folder("cache"));
     forget(disk);
     EXPECT_EQ(recover(disk), (Steps{RecoveryStep::UndoCreation, RecoveryStep::PutBack}));
     EXPECT_EQ(inFolder("old"), "old");

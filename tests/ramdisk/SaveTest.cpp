@@ -259,7 +259,8 @@ TEST_F(TightSave, OnlyWhatMustBeCopiedNeedsRoom) {
   EXPECT_EQ(readFile(home + "/tight/saved/big")[0], 'b');
 }
 
-// Whoever fills the destination during a save gets it an error, and the former generation its place.
+// Whoever fills the destination during a save gets it an error, and the former generation its
+// place.
 TEST_F(TightSave, ADestinationThatFillsUpMeanwhileKeepsTheFormerGeneration) {
   write("file", "old");
   ASSERT_EQ(save(), nullptr);

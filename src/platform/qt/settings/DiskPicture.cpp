@@ -8,8 +8,8 @@ namespace {
 
 void paintWhole(Canvas& canvas, const ImagePtr& image, Rect to, double opacity) {
   if (!image) return;
-  canvas.draw(image, to, {0, 0, image->size().width, image->size().height},
-              Compositing::SourceOver, opacity);
+  canvas.draw(image, to, {0, 0, image->size().width, image->size().height}, Compositing::SourceOver,
+              opacity);
 }
 
 }  // namespace
