@@ -7,10 +7,20 @@ ONLY ?= .
 
 .PHONY: run test desktops soak build bench lint format sanitize mac-check clean
 
-run: build
+# Only what the demonstration runs, and the packages for that.
+run:
+	@scripts/packages.sh run
+	cmake --preset $(PRESET)
+	cmake --build --preset $(PRESET) -j $(JOBS) --target tarnvale tarnvale-disktools
 	scripts/demo.sh build/$(PRESET)
 
+build:
+	@scripts/packages.sh run build
+	cmake --preset $(PRESET) -DTARNVALE_DESKTOP=ON -DTARNVALE_TESTS=ON
+	cmake --build --preset $(PRESET) -j $(JOBS) $(addprefix --target ,$(TARGETS))
+
 test: build
+	@scripts/packages.sh test
 	ctest --preset $(PRESET) -j $(JOBS) -R '$(ONLY)'
 
 # Kills the program 5,000 times, see docs/kill-test.md. SOAK takes further options.
@@ -18,14 +28,9 @@ soak:
 	$(MAKE) build TARGETS=tarnvale-soak
 	build/$(PRESET)/bin/tarnvale-soak --kills 5000 $(SOAK)
 
-build:
-	@scripts/packages.sh build
-	cmake --preset $(PRESET)
-	cmake --build --preset $(PRESET) -j $(JOBS) $(addprefix --target ,$(TARGETS))
-
 # The tests of the desktop with a panel that people use, too.
 desktops: build
-	@scripts/packages.sh desktops
+	@scripts/packages.sh test desktops
 	ctest --preset $(PRESET) -R '^desktop$$'
 
 bench: build
@@ -39,12 +44,13 @@ sanitize:
 
 # Every source of the engine compiled for macOS.
 mac-check:
-	@scripts/packages.sh build mac
+	@scripts/packages.sh run mac
 	scripts/mac-check.sh
 
-lint: build
-	@scripts/packages.sh lint
-	scripts/lint.sh build/$(PRESET)
+# FILES, if given, are what clang-tidy looks at; formatting is checked of all.
+lint:
+	@scripts/packages.sh run build lint
+	scripts/lint.sh $(FILES)
 
 format:
 	@scripts/packages.sh lint

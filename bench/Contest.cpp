@@ -15,7 +15,7 @@ void call(const std::function<void()>& step) {
   if (step) step();
 }
 
-double run(const Contestant& contestant) {
+double runOnce(const Contestant& contestant) {
   call(contestant.prepare);
   sync();
   const double time = seconds(contestant.work);
@@ -30,7 +30,7 @@ Times timesOf(const Contest& contest) {
     call(contest.beforeRound);
     for (std::size_t turn = 0; turn < count; ++turn) {
       const std::size_t each = (static_cast<std::size_t>(round) + turn) % count;
-      times[each].push_back(run(contest.contestants[each]));
+      times[each].push_back(runOnce(contest.contestants[each]));
     }
   }
   return times;

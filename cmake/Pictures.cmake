@@ -1,5 +1,6 @@
 # The pictures: drawn as SVG in resources/pictures, shipped as PNG of scale 1 and 2 beside the texts.
-# NAME:POINTS. A picture that is missing here or there fails the build.
+# NAME:POINTS. A picture that is missing here or there fails the
+# configuration.
 set(TARNVALE_PICTURES
   TarnvaleStatusItemColor:22
   TarnvaleStatusItemBlack:22
@@ -33,7 +34,6 @@ set(TARNVALE_ICON_SIZES 16:${TARNVALE_ICON}_16 22:${TARNVALE_ICON}_24 24:${TARNV
   32:${TARNVALE_ICON} 48:${TARNVALE_ICON} 64:${TARNVALE_ICON} 128:${TARNVALE_ICON}
   256:${TARNVALE_ICON})
 
-find_program(RSVG_CONVERT rsvg-convert REQUIRED)
 set(pictures_from ${CMAKE_SOURCE_DIR}/resources/pictures)
 set(pictures_share ${CMAKE_BINARY_DIR}/share)
 
@@ -75,21 +75,23 @@ if(NOT drawn STREQUAL listed)
   message(FATAL_ERROR "resources/pictures and cmake/Pictures.cmake differ:\n${drawn}\n${listed}")
 endif()
 
-foreach(picture ${TARNVALE_PICTURES})
-  string(REPLACE ":" ";" picture ${picture})
-  list(GET picture 0 name)
-  list(GET picture 1 points)
-  math(EXPR double "${points} * 2")
-  tarnvale_render(${name} ${points} ${pictures_share}/tarnvale/images/${name}.png)
-  tarnvale_render(${name} ${double} ${pictures_share}/tarnvale/images/${name}@2x.png)
-endforeach()
-foreach(icon ${TARNVALE_ICON_SIZES})
-  string(REPLACE ":" ";" icon ${icon})
-  list(GET icon 0 pixels)
-  list(GET icon 1 name)
-  tarnvale_icon_folder(${pixels} folder)
-  tarnvale_render(${name} ${pixels} ${folder}/${TARNVALE_ICON}.png)
-endforeach()
+if(TARNVALE_WITH_DESKTOP)  # who shows them
+  foreach(picture ${TARNVALE_PICTURES})
+    string(REPLACE ":" ";" picture ${picture})
+    list(GET picture 0 name)
+    list(GET picture 1 points)
+    math(EXPR double "${points} * 2")
+    tarnvale_render(${name} ${points} ${pictures_share}/tarnvale/images/${name}.png)
+    tarnvale_render(${name} ${double} ${pictures_share}/tarnvale/images/${name}@2x.png)
+  endforeach()
+  foreach(icon ${TARNVALE_ICON_SIZES})
+    string(REPLACE ":" ";" icon ${icon})
+    list(GET icon 0 pixels)
+    list(GET icon 1 name)
+    tarnvale_icon_folder(${pixels} folder)
+    tarnvale_render(${name} ${pixels} ${folder}/${TARNVALE_ICON}.png)
+  endforeach()
+endif()
 add_custom_target(tarnvale-pictures ALL DEPENDS ${rendered_pictures})
 
 # Who shows pictures is built with them; the targets come into being later than this file.

@@ -10,7 +10,7 @@ namespace disktools {
 
 namespace {
 
-constexpr const char* kFailed = "cannot get a loop block device";
+constexpr const char* kNoLoopDevice = "cannot get a loop block device";
 
 // Another program may take the free device between asking for it and configuring it.
 constexpr int kAttempts = 32;
@@ -26,17 +26,17 @@ bool configure(const Descriptor& device, const Descriptor& file) {
 
 Result<LoopDevice> attachLoop(const Descriptor& file) {
   const Descriptor control(open("/dev/loop-control", O_RDWR | O_CLOEXEC));
-  if (!control) return systemProblem(kFailed, "/dev/loop-control");
+  if (!control) return systemProblem(kNoLoopDevice, "/dev/loop-control");
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     const int number = ioctl(control.get(), LOOP_CTL_GET_FREE);
-    if (number < 0) return systemProblem(kFailed);
+    if (number < 0) return systemProblem(kNoLoopDevice);
     std::string path = "/dev/loop" + std::to_string(number);
     Descriptor device(open(path.c_str(), O_RDWR | O_CLOEXEC));
-    if (!device) return systemProblem(kFailed, path);
+    if (!device) return systemProblem(kNoLoopDevice, path);
     if (configure(device, file)) return LoopDevice{std::move(device), std::move(path)};
-    if (errno != EBUSY) return systemProblem(kFailed, path);
+    if (errno != EBUSY) return systemProblem(kNoLoopDevice, path);
   }
-  return Problem{kFailed, EBUSY, {}};
+  return Problem{kNoLoopDevice, EBUSY, {}};
 }
 
 }  // namespace disktools

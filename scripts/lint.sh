@@ -1,8 +1,15 @@
 #!/bin/sh
-# Formatting and clang-tidy over the whole project, against the compile commands of a build folder.
+# Formatting of all sources, and clang-tidy over those named, or all. Each is looked at alone, as the
+# build, which compiles many at once, does not.
+# Usage: lint.sh [FILE…]
 set -eu
-build=$1
+cd "$(dirname "$0")/.."
 
 git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror
-git ls-files 'src/*.cpp' 'disktools/*.cpp' 'bench/*.cpp' |
-  xargs -P "$(nproc)" -n 4 clang-tidy -p "$build" --quiet --warnings-as-errors='*'
+
+cmake --preset lint -DTARNVALE_DESKTOP=ON -DTARNVALE_TESTS=ON >/dev/null
+# The toolkit's generated headers.
+cmake --build --preset lint --target tv_platform_qt_autogen >/dev/null
+[ $# -gt 0 ] || set -- $(git ls-files '*.cpp')
+printf '%s\n' "$@" | grep '\.cpp$' |
+  xargs -P "$(nproc)" -n 2 clang-tidy -p build/lint --quiet --warnings-as-errors='*'

@@ -3,9 +3,13 @@
 # Usage: packages.sh PURPOSE…   installs what is missing for these, as root; says it otherwise.
 set -eu
 
-build="g++ make cmake ninja-build pkg-config ccache libfmt-dev libplist-dev libutf8proc-dev uuid-dev
-  libcli11-dev libext2fs-dev libsystemd-dev dbus libgtest-dev python3 util-linux xfsprogs btrfs-progs
-  desktop-file-utils qt6-base-dev librsvg2-bin xvfb xdotool trayer libxcb1-dev at-spi2-core fonts-dejavu-core"
+# What `make run` builds and uses.
+run="g++ make cmake ninja-build pkg-config libfmt-dev libplist-dev libutf8proc-dev uuid-dev
+  libcli11-dev libext2fs-dev libsystemd-dev util-linux"
+# The desktop programs and the tests.
+build="qt6-base-dev librsvg2-bin libxcb1-dev libgtest-dev python3 ccache"
+test="dbus xfsprogs btrfs-progs desktop-file-utils xvfb xdotool trayer at-spi2-core
+  fonts-dejavu-core"
 desktops="lxqt-panel"
 bench="rsync e2fsprogs"
 lint="clang-format clang-tidy"

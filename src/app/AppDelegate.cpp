@@ -12,8 +12,6 @@ using platform::services;
 
 namespace {
 
-constexpr std::string_view kClass = "AppDelegate";
-
 // The time that a helper has to end: for its action and for its last save.
 constexpr int kOthersPasses = SessionSave::kBusyPasses + SessionSave::kMostPasses;
 
@@ -30,7 +28,7 @@ void AppDelegate::applicationDidFinishLaunching() {
   makeMenuIfWanted();
   QVRamDiskUtils::endOtherHelpers(options_.service);
   if (options_.fromApp) {
-    QVLogInfo(kClass, "Helper started from the principal app");
+    QVLogInfo("AppDelegate", "Helper started from the principal app");
     stay();
   } else {
     startRecovery();
@@ -85,7 +83,7 @@ std::optional<ActionLock> AppDelegate::lockOf(const QVRamDisk& disk) const {
     if (pass > 0) services().mainLoop->sleep(SessionSave::kPass);
     if (auto lock = ActionLock::takeIfFree(disk.identifier())) return lock;
     if (pass == 0 || pass == kOthersPasses)
-      QVLogWarning(kClass, "{}: another program is working on it", QVText(disk.name()));
+      QVLogWarning("AppDelegate", "{}: another program is working on it", QVText(disk.name()));
   }
   return std::nullopt;
 }
@@ -94,10 +92,10 @@ std::optional<ActionLock> AppDelegate::lockOf(const QVRamDisk& disk) const {
 bool AppDelegate::finishCutOffActions(const QVRamDiskPtr& disk) {
   QVErrorPtr error;
   const auto findings = recoverCutOffActions(disk, error);
-  for (const auto& finding : findings) QVLogWarning(kClass, "{}", finding.text);
+  for (const auto& finding : findings) QVLogWarning("AppDelegate", "{}", finding.text);
   if (!findings.empty()) noteRecovered(disk);
   if (error)
-    QVLogError(kClass, "recoverCutOffActions {} error:{}", QVText(disk->name()),
+    QVLogError("AppDelegate", "recoverCutOffActions {} error:{}", QVText(disk->name()),
                QVDescription(error));
   return !error;
 }
@@ -110,7 +108,7 @@ void AppDelegate::noteRecovered(const QVRamDiskPtr& disk) {
 void AppDelegate::mt_recoveredDidEnd() {
   if (!ramDiskEntries_) return;
   if (ramDiskEntries_->hasRunningAction()) {
-    QVLogError(kClass, "hasRunningAction==YES");
+    QVLogError("AppDelegate", "hasRunningAction==YES");
     ramDiskEntries_->waitingEndAll();
   }
   saveStartUpRegistry();

@@ -11,8 +11,6 @@ namespace {
 
 using platform::services;
 
-constexpr std::string_view kClass = "SessionKeeper";
-
 // Nothing can be held while the system goes to sleep; by then it is awake again. Sleep does not
 // count.
 constexpr std::chrono::seconds kHoldAgain(30);
@@ -55,7 +53,7 @@ void SessionKeeper::startWith(std::shared_ptr<QVRamDiskEntries> entries,
         n_ramDiskEntriesDidChangeToAllNotification(notification);
       });
   services().sessionEnd->observe([this] { announced(); });
-  QVLogInfo(kClass, "The list is followed: {} disks", entries_->ramDisks().size());
+  QVLogInfo("SessionKeeper", "The list is followed: {} disks", entries_->ramDisks().size());
   decideHold();
 }
 
@@ -75,7 +73,7 @@ void SessionKeeper::readAgain() {
   changedMeanwhile_ = save_ || !mayRead();
   if (changedMeanwhile_) return;
   entries_->readRamDisksFromDefaultLocation();
-  QVLogInfo(kClass, "The list was read again: {} disks", entries_->ramDisks().size());
+  QVLogInfo("SessionKeeper", "The list was read again: {} disks", entries_->ramDisks().size());
   decideHold();
 }
 

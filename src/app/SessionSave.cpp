@@ -9,8 +9,6 @@
 namespace app {
 namespace {
 
-constexpr std::string_view kClass = "SessionSave";
-
 // In this program or in another.
 bool isBusy(const QVRamDisk& disk) {
   return disk.action() != QVRamDiskActionNone || ActionLock::isTaken(disk.identifier());
@@ -35,7 +33,8 @@ class SessionSave::Report : public QVRamDiskDelegate {
     entries_->ramDiskDidUpdated(disk);
     if (disk->action() != QVRamDiskActionNone) return;
     if (const auto error = disk->lastError())
-      QVLogError(kClass, "{} could not be saved: {}", QVText(disk->name()), QVDescription(error));
+      QVLogError("SessionSave", "{} could not be saved: {}", QVText(disk->name()),
+                 QVDescription(error));
     ended_ = true;
   }
   void ramDiskDidProgress(const QVRamDiskPtr& disk, const QVRamDiskProgress& progress) override {
@@ -57,7 +56,7 @@ bool SessionSave::isOver(Disk& disk) {
   if (disk.report) return disk.report->ended();
   if (isBusy(record)) {
     if (passes_ < kBusyPasses) return false;
-    QVLogError(kClass, "{} is busy and is not saved", QVText(record.name()));
+    QVLogError("SessionSave", "{} is busy and is not saved", QVText(record.name()));
     return true;
   }
   record.update();
@@ -70,7 +69,7 @@ bool SessionSave::isOver(Disk& disk) {
 
 void SessionSave::giveUp() const {
   for (const auto& disk : disks_)
-    QVLogError(kClass, "{} is not saved in time", QVText(disk.record->name()));
+    QVLogError("SessionSave", "{} is not saved in time", QVText(disk.record->name()));
 }
 
 bool SessionSave::step() {

@@ -11,7 +11,6 @@ namespace {
 using extensions::PropertyList;
 using platform::services;
 
-constexpr std::string_view kClass = "QVRamDiskDevice";
 constexpr std::string_view kMemoryImage = "ram://";
 
 std::optional<std::string> textAt(const PropertyList& dictionary, std::string_view key) {
@@ -32,11 +31,12 @@ const PropertyList* singleEntity(const PropertyList& image) {
 void addIdentity(QVDeviceListEntry& entry) {
   const auto number = services().volumes->deviceNumber(*entry.mountPoint);
   if (!number) {
-    QVLogError(kClass, "stat==-1 mountPoint:{}", *entry.mountPoint);
+    QVLogError("QVRamDiskDevice", "stat==-1 mountPoint:{}", *entry.mountPoint);
     return;
   }
   entry.uuid = services().volumes->volumeIdentifier(*number);
-  if (!entry.uuid) QVLogWarning(kClass, "UUIDRef==NULL mountPoint:{}", *entry.mountPoint);
+  if (!entry.uuid)
+    QVLogWarning("QVRamDiskDevice", "UUIDRef==NULL mountPoint:{}", *entry.mountPoint);
   if (*number != 0) entry.st_dev = *number;
 }
 
@@ -151,11 +151,11 @@ std::int64_t QVRamDiskDevice::hasMountedVolumeAtPath(const Text& path) {
   if (parent == *path) return -1;
   const auto parentNumber = services().volumes->fileSystemNumber(parent);
   if (!parentNumber)
-    QVLogError(kClass, "devNumber==nil parent:{} error:{}", parent,
+    QVLogError("QVRamDiskDevice", "devNumber==nil parent:{} error:{}", parent,
                QVDescription(parentNumber.error()));
   const auto number = services().volumes->fileSystemNumber(*path);
   if (!number) {
-    QVLogError(kClass, "devNumber1==nil error:{}", QVDescription(number.error()));
+    QVLogError("QVRamDiskDevice", "devNumber1==nil error:{}", QVDescription(number.error()));
     return -1;
   }
   if (!parentNumber) return -1;

@@ -16,8 +16,6 @@ using platform::services;
 using platform::Tool;
 using Text = std::optional<std::string>;
 
-constexpr std::string_view kClass = "QVRamDiskDevice";
-
 QVErrorPtr failure(std::string_view message, std::string_view reason, QVErrorCause cause = {}) {
   return QVError::errorWithMessage(QVLocalized(message), std::string(reason), std::move(cause));
 }
@@ -127,10 +125,11 @@ bool holdsOnlySystemFiles(const std::vector<std::string>& names) {
 void removeMountDirectory(const std::string& path) {
   if (services().files->kind(path) == FileKind::Missing) return;
   const auto names = services().files->names(path);
-  if (!names) QVLogError(kClass, "contents==nil error:{}", QVDescription(names.error()));
+  if (!names) QVLogError("QVRamDiskDevice", "contents==nil error:{}", QVDescription(names.error()));
   if (names && !holdsOnlySystemFiles(*names)) return;
   if (const auto error = services().files->remove(path))
-    QVLogError(kClass, "removeItemAtPath:error: path:{} error:{}", path, QVDescription(*error));
+    QVLogError("QVRamDiskDevice", "removeItemAtPath:error: path:{} error:{}", path,
+               QVDescription(*error));
 }
 
 }  // namespace
@@ -139,8 +138,8 @@ QVErrorPtr QVRamDiskDevice::mountDeviceNode(const Text& deviceNode, const Text& 
                                             const Text& name, QVRamDiskFormat format, QVRamDiskType,
                                             const Text& identifier, Text& mountedPath,
                                             QVVolumeState state) {
-  if (!deviceNode) QVLogCriticalException(kClass, "devNode==nil");
-  if (!name) QVLogCriticalException(kClass, "name==nil");
+  if (!deviceNode) QVLogCriticalException("QVRamDiskDevice", "devNode==nil");
+  if (!name) QVLogCriticalException("QVRamDiskDevice", "name==nil");
   const std::string node = deviceNode.value_or("");
   const std::string parent = directory.value_or(services().places->volumesDirectory());
   const bool byTheSystem = !directory && !services().files->isWritable(parent);

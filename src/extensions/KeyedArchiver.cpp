@@ -7,7 +7,7 @@ namespace extensions {
 namespace {
 
 constexpr std::uint64_t kNull = 0;
-constexpr std::int64_t kVersion = 100000;
+constexpr std::int64_t kArchiveVersion = 100000;
 
 }  // namespace
 
@@ -112,7 +112,7 @@ std::string archivedDataWithRootObject(
   ArchiveObjects objects;
   const auto root = objects.addRoot(array);
   return binaryPropertyList(PropertyList::Dictionary{
-      {"$version", kVersion},
+      {"$version", kArchiveVersion},
       {"$archiver", "NSKeyedArchiver"},
       {"$top", PropertyList::Dictionary{{"root", root}}},
       {"$objects", objects.take()},

@@ -22,13 +22,9 @@ Table table() {
       places, [&] { return std::make_shared<const platform::KindTable>(places->kindTable()); });
 }
 
-bool exists(const std::string& path) {
-  return platform::services().files->kind(path) != platform::FileKind::Missing;
-}
-
 bool isInstalled(const platform::KindFacts& facts) {
   const auto path = applicationPath(facts.application);
-  return path && exists(*path);
+  return path && platform::services().files->exists(*path);
 }
 
 }  // namespace
@@ -47,7 +43,7 @@ std::shared_ptr<const platform::KindFacts> factsOfType(std::int64_t type) {
 }
 
 std::optional<std::string> applicationPath(const platform::ApplicationFacts& application) {
-  if (!application.usualPlace.empty() && exists(application.usualPlace))
+  if (!application.usualPlace.empty() && platform::services().files->exists(application.usualPlace))
     return application.usualPlace;
   if (application.bundleIdentifier.empty()) return std::nullopt;
   return platform::services().applications->pathOfApplication(application.bundleIdentifier);

@@ -15,11 +15,7 @@ namespace {
 using platform::PresetCheck;
 using Test = PresetCheck::Test;
 
-bool exists(const std::string& path) {
-  return platform::services().files->kind(path) != platform::FileKind::Missing;
-}
-
-bool beginsWithAny(std::string_view text, const std::vector<std::string>& choices) {
+bool beginsWithAnyChoice(std::string_view text, const std::vector<std::string>& choices) {
   return std::any_of(choices.begin(), choices.end(),
                      [&](const std::string& choice) { return text.starts_with(choice); });
 }
@@ -51,11 +47,11 @@ QVCreationInfos PresetChecks::creationInfos() const {
 bool PresetChecks::passes(const PresetCheck& check) const {
   switch (check.test) {
     case Test::Application:
-      return applicationPath_ && exists(*applicationPath_);
+      return applicationPath_ && platform::services().files->exists(*applicationPath_);
     case Test::SystemBelow:
       return !QVMacInfo::isAtLeastMacOSX(check.argument);
     case Test::Exists:
-      return exists(filled(check.argument));
+      return platform::services().files->exists(filled(check.argument));
     case Test::Writable:
       return platform::services().files->isWritable(filled(check.argument));
     case Test::FolderFound:
@@ -74,7 +70,7 @@ bool PresetChecks::isVersionAccepted(const PresetCheck& check) const {
       platform::services().applications->information(*applicationPath_, check.versionKey);
   if (!version) return false;
   if (check.test == Test::VersionAtLeast) return firstNumber(*version) >= check.number;
-  return beginsWithAny(*version, check.choices) == (check.test == Test::VersionBeginsWith);
+  return beginsWithAnyChoice(*version, check.choices) == (check.test == Test::VersionBeginsWith);
 }
 
 std::string PresetChecks::filled(std::string text) const {

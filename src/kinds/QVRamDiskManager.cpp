@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr std::string_view kClass = "QVRamDiskManager";
-
 kinds::FoundFolders& foundFolders() {
   static kinds::FoundFolders folders;
   return folders;
@@ -43,14 +41,14 @@ std::optional<QVCreationInfos> QVRamDiskManager::creationInfosOfRamDiskType(
 std::optional<std::string> QVRamDiskManager::appSupportPath() {
   const auto directories = platform::services().places->applicationSupportDirectories();
   if (directories.empty()) {
-    QVLogError(kClass, "dirPath==nil");
+    QVLogError("QVRamDiskManager", "dirPath==nil");
     return std::nullopt;
   }
   std::string path = extensions::appendingPathComponent(directories.back(), kMainAppBundleId);
   const auto& files = platform::services().files;
   if (files->kind(path) != platform::FileKind::Missing) return path;
   if (const auto error = files->createDirectories(path)) {
-    QVLogError(kClass, "createDirectoryAtPath==NO dirPath:{} error:{}", path,
+    QVLogError("QVRamDiskManager", "createDirectoryAtPath==NO dirPath:{} error:{}", path,
                QVDescription(*error));
     return std::nullopt;
   }

@@ -16,7 +16,6 @@ using Text = QVSimDevice::Text;
 using Fields = QVSimDevice::Fields;
 using extensions::PropertyList;
 
-constexpr std::string_view kClass = "QVSimDevice";
 constexpr std::string_view kDevices = "Library/Developer/CoreSimulator/Devices";
 constexpr std::string_view kTypePrefix = "com.apple.CoreSimulator.SimDeviceType.";
 constexpr std::string_view kRuntimePrefix = "com.apple.CoreSimulator.SimRuntime.iOS-";
@@ -86,7 +85,7 @@ bool QVSimDevice::canSimDeviceWithDirId(const Text& dirId) {
 
 std::shared_ptr<const QVSimDevice> QVSimDevice::simDeviceWithDirId(const Text& dirId) {
   if (canSimDeviceWithDirId(dirId)) return read(*dirId).device;
-  QVLogError(kClass, "canSimDeviceWithDirId==NO dirId:{}", QVText(dirId));
+  QVLogError("QVSimDevice", "canSimDeviceWithDirId==NO dirId:{}", QVText(dirId));
   return nullptr;
 }
 
@@ -95,7 +94,7 @@ QVSimDevice::Reading QVSimDevice::read(const std::string& dirId) {
   const auto plistPath = extensions::appendingPathComponent(folder, "device.plist");
   const auto list = dictionaryAt(plistPath);
   if (!list) {
-    QVLogError(kClass, "plist==nil plistPath:{}", plistPath);
+    QVLogError("QVSimDevice", "plist==nil plistPath:{}", plistPath);
     return {};
   }
   Fields fields = fieldsFrom(*list);
@@ -113,6 +112,6 @@ Text QVSimDevice::displayName() const {
 }
 
 std::string QVSimDevice::description() const {
-  return fmt::format("<{} {} type:{} dirId:{} name:{}>", kClass, fmt::ptr(this), QVText(type_),
-                     QVText(dirId_), QVText(name_));
+  return fmt::format("<{} {} type:{} dirId:{} name:{}>", "QVSimDevice", fmt::ptr(this),
+                     QVText(type_), QVText(dirId_), QVText(name_));
 }

@@ -11,18 +11,17 @@ namespace {
 
 using Device = std::shared_ptr<const QVSimDevice>;
 
-constexpr std::string_view kClass = "QVSimDeviceList";
-
 // nullptr for what is not listed.
 Device listedDevice(const std::string& folder, const std::string& name) {
   const auto reading = QVSimDevice::read(name);
   if (!reading.device) {
     if (!reading.isOther)
-      QVLogError(kClass, "device==nil file:{}", extensions::appendingPathComponent(folder, name));
+      QVLogError("QVSimDeviceList", "device==nil file:{}",
+                 extensions::appendingPathComponent(folder, name));
     return nullptr;
   }
   if ((reading.device->state() & QVSimDevice::kHasBeenUsed) != 0) return reading.device;
-  QVLogError(kClass, "empty device:{}", reading.device->description());
+  QVLogError("QVSimDeviceList", "empty device:{}", reading.device->description());
   return nullptr;
 }
 

@@ -16,7 +16,7 @@ using platform::Rect;
 
 namespace {
 
-constexpr double kMargin = 6;  // left of the pie
+constexpr double kDrawingMargin = 6;  // left of the pie
 constexpr double kPieSize = 16;
 constexpr double kRingSize = 14;
 constexpr double kTriangleSize = 9;
@@ -40,7 +40,7 @@ void RamDiskMenuItemView::drawRect(Canvas& canvas) {
               1);
   styleTitle(highlighted);
   if (status_ == QVRamDiskStatus_mounted && action_ == QVRamDiskActionNone)
-    drawDiskUsage(canvas, diskUsage_, {kMargin, std::floor((height - kPieSize) * 0.5)},
+    drawDiskUsage(canvas, diskUsage_, {kDrawingMargin, std::floor((height - kPieSize) * 0.5)},
                   highlighted);
   const Rect triangle{bounds().width - kRightMargin, std::floor((height - kTriangleSize) * 0.5),
                       kTriangleSize, kTriangleSize};

@@ -15,8 +15,6 @@ using platform::services;
 
 namespace {
 
-constexpr std::string_view kClass = "StatusMenuController";
-
 // The action before gives its lock back a moment after its last report, and a program that is just
 // being started holds a copy of it for another.
 constexpr std::chrono::milliseconds kLockPass(5);
@@ -81,7 +79,8 @@ QVRamDiskPtr StatusMenuController::recordOf(const MenuItem& item) const {
   const auto ramDisk = item.represented<QVRamDiskPtr>();
   auto known = present(ramDisk);
   if (ramDisk && !known)
-    QVLogWarning(kClass, "{} is no longer listed; nothing is done", QVText(ramDisk->name()));
+    QVLogWarning("StatusMenuController", "{} is no longer listed; nothing is done",
+                 QVText(ramDisk->name()));
   return known;
 }
 
@@ -89,7 +88,7 @@ QVRamDiskPtr StatusMenuController::recordOf(const MenuItem& item) const {
 // the disk, or the helper's start with a record of its own.
 std::optional<ActionLock> StatusMenuController::lockForActing(const QVRamDiskPtr& ramDisk) {
   if (ramDisk->action() != QVRamDiskActionNone || acting_.contains(ramDisk)) {
-    QVLogWarning(kClass, "{} is busy; nothing is done", QVText(ramDisk->name()));
+    QVLogWarning("StatusMenuController", "{} is busy; nothing is done", QVText(ramDisk->name()));
     return std::nullopt;
   }
   auto lock = lockOf(*ramDisk);
@@ -108,7 +107,7 @@ bool StatusMenuController::isStillAsShown(QVRamDiskAction action, const QVRamDis
   if (ramDisk->status() != QVRamDiskStatus_mounted) takeUpFromFile(*ramDisk);
   updateDiskWarning();
   if (allows(ramDisk->status(), action)) return true;
-  QVLogWarning(kClass, "{} was changed by another program; nothing is done",
+  QVLogWarning("StatusMenuController", "{} was changed by another program; nothing is done",
                QVText(ramDisk->name()));
   return false;
 }

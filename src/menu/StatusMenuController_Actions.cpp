@@ -14,8 +14,6 @@ using platform::services;
 
 namespace {
 
-constexpr std::string_view kClass = "StatusMenuController";
-
 bool mayBeReplaced(const QVRamDisk& disk) {
   return !QVRamDiskManager::hasRunningAppForType(disk.type(), nullptr);
 }
@@ -34,7 +32,7 @@ void StatusMenuController::mi_openRamDiskApp(MenuItem&) {
       path ? services().workspace->launch(*path, {})
            : platform::SystemError{"POSIX", ENOENT, "the application is not installed"};
   if (error)
-    QVLogError(kClass, "launchApplication==NO path:{} error:{}", QVText(path),
+    QVLogError("StatusMenuController", "launchApplication==NO path:{} error:{}", QVText(path),
                QVDescription(*error));
 }
 
@@ -99,7 +97,8 @@ void StatusMenuController::mi_backupNow(MenuItem& sender) {
 }
 
 void StatusMenuController::mi_cleanUp(MenuItem& sender) {
-  if (!sender.represented<QVRamDiskPtr>()) QVLogCriticalException(kClass, "ramDisk==nil");
+  if (!sender.represented<QVRamDiskPtr>())
+    QVLogCriticalException("StatusMenuController", "ramDisk==nil");
   activate();
   const auto ramDisk = recordOf(sender);
   if (noteActing(QVRamDiskActionCleanUpFiles, ramDisk)) ramDisk->startCleanUp(reports_);
@@ -111,10 +110,11 @@ void StatusMenuController::mi_openFile(MenuItem& sender) {
 
 void StatusMenuController::mi_cleanFolder(MenuItem& sender) {
   const auto path = sender.represented<std::string>();
-  if (!isStillShown(path)) return QVLogWarning(kClass, "{} is on no disk; nothing is done", path);
+  if (!isStillShown(path))
+    return QVLogWarning("StatusMenuController", "{} is on no disk; nothing is done", path);
   if (const auto error = services().files->remove(path))
-    QVLogError(kClass, "removeItemAtPath==NO sender.representedObject:{} error:{}", path,
-               QVDescription(*error));
+    QVLogError("StatusMenuController", "removeItemAtPath==NO sender.representedObject:{} error:{}",
+               path, QVDescription(*error));
 }
 
 void StatusMenuController::mi_quitHelper(MenuItem&) {

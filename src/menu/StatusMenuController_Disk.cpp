@@ -12,8 +12,7 @@ using menu::MenuItemPtr;
 
 namespace {
 
-constexpr std::string_view kClass = "StatusMenuController";
-constexpr char kTable[] = "QVRamDiskLocalizable";
+constexpr char kDiskTable[] = "QVRamDiskLocalizable";
 constexpr double kIconPoints = 16;
 
 // The system's pictures by their classic names.
@@ -25,7 +24,7 @@ constexpr std::string_view kFullTrash = "ftrh";
 // Its row cannot be opened while an action runs, so one has begun since the menu was built.
 void reportRunningAction(QVRamDiskAction running) {
   if (running == QVRamDiskActionNone) return;
-  qvlog::critical({__func__, __LINE__}, kClass, kClass,
+  qvlog::critical({__func__, __LINE__}, "StatusMenuController", "StatusMenuController",
                   fmt::format("Action is running:{}", static_cast<std::int64_t>(running)),
                   "Action is running:%ld");
 }
@@ -54,7 +53,7 @@ MenuItemPtr StatusMenuController::commandItem(std::string title, menu::Action ac
 // Enabled while the kind's application runs, and only then: users of the program know it so.
 void StatusMenuController::addMount(const QVRamDiskPtr& ramDisk, Menu& menu) {
   QVRamDiskManager::Message message;
-  const auto item = commandItem(QVLocalized("Mount", kTable),
+  const auto item = commandItem(QVLocalized("Mount", kDiskTable),
                                 action("mi_statusMount:", &StatusMenuController::mi_statusMount),
                                 ramDisk, kRemovableMedia);
   item->isEnabled = QVRamDiskManager::hasRunningAppForType(ramDisk->type(), &message);
@@ -65,8 +64,8 @@ void StatusMenuController::addMount(const QVRamDiskPtr& ramDisk, Menu& menu) {
 void StatusMenuController::addCreate(const QVRamDiskPtr& ramDisk, Menu& menu) {
   QVRamDiskManager::Message message;
   const auto item =
-      commandItem(QVLocalized("Create", kTable), action("mi_menu:", &StatusMenuController::mi_menu),
-                  ramDisk, kRemovableMedia);
+      commandItem(QVLocalized("Create", kDiskTable),
+                  action("mi_menu:", &StatusMenuController::mi_menu), ramDisk, kRemovableMedia);
   item->tag = menu::kCreateTag;
   item->isEnabled = QVRamDiskManager::canCreateWithName(
       ramDisk->name(), ramDisk->size(), ramDisk->type(), ramDisk->mountDirectory(), message);
@@ -84,10 +83,10 @@ void StatusMenuController::addCommandsOfMounted(const QVRamDiskPtr& ramDisk, Men
     item->toolTip = message;
     menu.addItem(item);
   };
-  addGated(QVLocalized("Eject", kTable),
+  addGated(QVLocalized("Eject", kDiskTable),
            action("mi_statusEject:", &StatusMenuController::mi_statusEject), kEjectSymbol);
-  addGated(QVLocalized("Rebuild", kTable), action("mi_rebuild:", &StatusMenuController::mi_rebuild),
-           kBurning);
+  addGated(QVLocalized("Rebuild", kDiskTable),
+           action("mi_rebuild:", &StatusMenuController::mi_rebuild), kBurning);
   addSaving(ramDisk, menu);
   if (ramDisk->type() != QVRamDiskType_CoreSimulator)
     addGated(QVLocalized("Delete All Files"),

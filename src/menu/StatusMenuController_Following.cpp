@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr std::string_view kClass = "StatusMenuController";
 constexpr double kNearlyFull = 0.8;                  // of a volume
 constexpr std::chrono::milliseconds kPatience(300);  // with who changes the list: the menu waits
 
@@ -70,7 +69,7 @@ bool StatusMenuController::isBusy() const {
 void StatusMenuController::n_ramDiskEntriesDidChangeToAllNotification(
     const platform::Notification& notification) {
   if (notification.object != kSenderApp) return;
-  if (isBusy()) return QVLogError(kClass, "hasRunningAction==YES");
+  if (isBusy()) return QVLogError("StatusMenuController", "hasRunningAction==YES");
   ramDiskEntries_->readRamDisksFromDefaultLocation();
   updateDiskWarning();
 }
@@ -96,7 +95,7 @@ void StatusMenuController::mt_ramDiskDidUpdated(const QVRamDiskPtr& ramDisk) {
 void StatusMenuController::tellFailure(const QVRamDisk& ramDisk, const QVErrorPtr& error,
                                        QVRamDiskAction action) {
   const std::string name = ramDisk.displayName().value_or("");
-  QVLogError(kClass, "{} error:{}", name, QVDescription(error));
+  QVLogError("StatusMenuController", "{} error:{}", name, QVDescription(error));
   if (error->isNotified()) return;
   error->setIsNotified(true);
   failures_->tell({name, menu::failureText(*error, ramDisk, action), {"Ok"}});

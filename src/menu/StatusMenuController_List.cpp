@@ -17,7 +17,7 @@ using platform::services;
 
 namespace {
 
-constexpr char kTable[] = "QVRamDiskLocalizable";
+constexpr char kListTable[] = "QVRamDiskLocalizable";
 constexpr platform::Rect kRowFrame{0, 0, 260, 40};
 constexpr platform::Size kIconSize{16, 16};
 constexpr int kFigureIndentation = 2;
@@ -34,7 +34,7 @@ platform::ImagePtr ramDiskAppIcon() {
 std::string figureTitle(const std::string& label, std::uint64_t bytes) {
   const auto figure =
       QVRamDiskFunctions::stringFromBytesWithBin1024Style(static_cast<std::int64_t>(bytes));
-  return label + QVLocalized("LOC_:", kTable) + " " + figure.value_or("");
+  return label + QVLocalized("LOC_:", kListTable) + " " + figure.value_or("");
 }
 
 // What of all disks decides the commands for all of them.
@@ -94,20 +94,20 @@ void StatusMenuController::addMemoryStatistics(Menu& menu) {
     add(figureTitle(label, bytes), kFigureIndentation);
   };
   menu.addItem(MenuItem::separatorItem());
-  add(QVLocalized("Memory Statistics", kTable), 0);
-  addFigure(QVLocalized("Wired", kTable), memory.wiredBytes);
-  addFigure(QVLocalized("Free", kTable), memory.freeBytes);
+  add(QVLocalized("Memory Statistics", kListTable), 0);
+  addFigure(QVLocalized("Wired", kListTable), memory.wiredBytes);
+  addFigure(QVLocalized("Free", kListTable), memory.freeBytes);
   if (memory.purgeableBytes != 0)
-    addFigure(QVLocalized("Purgeable", kTable), memory.purgeableBytes);
+    addFigure(QVLocalized("Purgeable", kListTable), memory.purgeableBytes);
   if (memory.compressedBytes != 0)
-    addFigure(QVLocalized("Compressed", kTable), memory.compressedBytes);
+    addFigure(QVLocalized("Compressed", kListTable), memory.compressedBytes);
 }
 
 void StatusMenuController::addPurging(Menu& menu) {
   if (!QVRamDiskUtils::canPurgeMemory()) return;
   menu.addItem(MenuItem::separatorItem());
   menu.addItem(MenuItem::qv_menuItem(
-      QVLocalized("Free Up Inactive Memory", kTable),
+      QVLocalized("Free Up Inactive Memory", kListTable),
       action("mi_purgeMacMemory:", &StatusMenuController::mi_purgeMacMemory), {}, true));
 }
 

@@ -24,6 +24,7 @@ class Files {
 
   // What is at the path, links followed; a dangling link counts as missing.
   virtual FileKind kind(const std::string& path) const = 0;
+  bool exists(const std::string& path) const { return kind(path) != FileKind::Missing; }
   virtual bool isWritable(const std::string& path) const = 0;
   virtual bool isExecutable(const std::string& path) const = 0;
   // Whether the user may take the item itself out of its folder; what is in it is not looked at.

@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr std::string_view kClass = "QVRamDiskEntries";
-
 // Records of the oldest registries may have no identifier.
 bool areOfOneDisk(const QVRamDisk& a, const QVRamDisk& b) {
   if (&a == &b) return true;
@@ -43,7 +41,8 @@ void putState(std::vector<QVRamDiskPtr>& records, const QVRamDiskPtr& observed) 
   if (found != records.end()) {
     takeOnState(**found, *observed);
   } else if (hasDevice(*observed)) {
-    QVLogWarning(kClass, "{} was removed from the list while it was created; it is listed again",
+    QVLogWarning("QVRamDiskEntries",
+                 "{} was removed from the list while it was created; it is listed again",
                  QVText(observed->name()));
     records.push_back(observed);
   }

@@ -14,8 +14,6 @@ namespace {
 
 using platform::services;
 
-constexpr std::string_view kClass = "QVRamDiskBackup";
-
 QVErrorPtr failure(std::string_view message, const char* reason) {
   return QVError::errorWithMessage(QVLocalized(message), reason);
 }
@@ -53,7 +51,7 @@ bool QVRamDiskBackup::leavesAlone(const std::string& name) {
 
 void QVRamDiskBackup::takeOnAttributes(const std::string& from, const std::string& to) {
   if (const auto error = copyDirectoryAttributes(from, to, kOwnAttributePrefix))
-    QVLogWarning(kClass, "the attributes of {} were not all passed on: {}", from,
+    QVLogWarning("QVRamDiskBackup", "the attributes of {} were not all passed on: {}", from,
                  QVDescription(*error));
 }
 
@@ -74,8 +72,8 @@ QVErrorPtr QVRamDiskBackup::restoreRamDiskAtPath(const Text& path, const Text& b
   options.progress = progress;
   const auto outcome = copyItems(itemsIn(*folder), *folder, *path, options);
   for (const auto& [name, error] : outcome.failedItems)
-    QVLogError(kClass, "copyItemAtPath==NO path:{} backupDirPath:{} error:{}", *path, *folder,
-               QVDescription(error));
+    QVLogError("QVRamDiskBackup", "copyItemAtPath==NO path:{} backupDirPath:{} error:{}", *path,
+               *folder, QVDescription(error));
   if (lacking) addLacking(outcome, *lacking);
   takeOnAttributes(*folder, *path);
   return nullptr;

@@ -24,14 +24,11 @@ using platform::services;
 using platform::Tool;
 using Text = std::optional<std::string>;
 
-constexpr std::string_view kClass = "QVRamDisk";
 constexpr char kUnable[] = "Unable to create RamDisk";
 constexpr char kVolumeIcon[] = ".VolumeIcon.icns";
 constexpr std::uint64_t kLargestWired = 1'073'741'824;  // bytes
 constexpr unsigned kSectorShift = 9;                    // sectors of 512 bytes
 constexpr double kBaseMargin = 1.5;  // the disk must be larger than this × its base
-
-bool exists(const std::string& path) { return services().files->kind(path) != FileKind::Missing; }
 
 std::string withTildeExpanded(const std::string& path) {
   return extensions::expandingTilde(path, services().places->home().value_or(""));
@@ -103,12 +100,12 @@ bool QVRamDiskCreation::setBaseAside() {
   if (!mountDirectory_) return true;
   const std::string base = appendingPathComponent(*mountDirectory_, name_.value_or(""));
   const std::string saved = base + " (Tarnvale Backup Base)";
-  if (!exists(base)) return true;
+  if (!services().files->exists(base)) return true;
   if (!measureBase(base)) return false;
   // Under a mounted volume the saved base is the only copy of the directory's own contents.
   if (QVRamDiskDevice::hasMountedVolumeAtPath(base) != 1 && !removeOldSavedBase(saved))
     return false;
-  if (!exists(base)) return true;
+  if (!services().files->exists(base)) return true;
   if (const auto error = services().files->move(base, saved))
     return fail(QVLocalizedFormat("Unable to move current base (%@) before create RamDisk",
                                   {withTildeExpanded(base)}),
@@ -129,7 +126,7 @@ bool QVRamDiskCreation::measureBase(const std::string& basePath) {
 }
 
 bool QVRamDiskCreation::removeOldSavedBase(const std::string& savedBase) {
-  if (!exists(savedBase)) return true;
+  if (!services().files->exists(savedBase)) return true;
   const auto error = services().files->remove(savedBase);
   if (!error) return true;
   return fail(QVLocalizedFormat("Unable to delete previous backup base (%@)",
@@ -201,7 +198,7 @@ void QVRamDiskCreation::recordVolume(const std::string& mountedPath) {
   disk_->setPath(mountedPath);
   const auto attributes = services().volumes->attributes(mountedPath);
   if (!attributes)
-    QVLogError(kClass, "attrs==nil mountedPath:{} e:{}", mountedPath,
+    QVLogError("QVRamDisk", "attrs==nil mountedPath:{} e:{}", mountedPath,
                QVDescription(attributes.error()));
   const auto values = attributes.value().value_or(platform::FileSystemAttributes{});
   disk_->setVolSize(values.size);
@@ -234,7 +231,8 @@ bool QVRamDiskCreation::endRefill(std::optional<SaveNote> note) {
   if (const auto error = noteRefillEnded(volume_, lacking_.paths, lacking_.unlisted))
     return failAndDetach(QVLocalized(kUnable), "noteRefillEnded", *error);
   if (!lacking_.empty()) {
-    QVLogWarning(kClass, "{} entries could not be brought into {}; they are kept and saved again",
+    QVLogWarning("QVRamDisk",
+                 "{} entries could not be brought into {}; they are kept and saved again",
                  lacking_.paths.size(), volume_);
     return true;
   }
@@ -257,8 +255,8 @@ void QVRamDiskCreation::restore(const std::string& folder, std::uint64_t totalBy
 void QVRamDiskCreation::applyVolumeIcon() {
   const std::string path = disk_->path().value_or("");
   const std::string icon = appendingPathComponent(path, kVolumeIcon);
-  if (!exists(icon) || services().workspace->setIconFromFile(icon, path)) return;
-  QVLogError(kClass, "icon==nil || setIcon==NO volIconPath:{}", icon);
+  if (!services().files->exists(icon) || services().workspace->setIconFromFile(icon, path)) return;
+  QVLogError("QVRamDisk", "icon==nil || setIcon==NO volIconPath:{}", icon);
 }
 
 bool QVRamDiskCreation::runPostCommand() {

@@ -14,7 +14,6 @@ namespace {
 using namespace std::chrono_literals;
 using platform::services;
 
-constexpr std::string_view kClass = "QVRamDiskEntries";
 constexpr auto kRefreshInterval = 1000ms;
 constexpr auto kWaitPass = 250ms;
 constexpr long kWaitCounter = 121;  // one more than the passes waited
@@ -120,7 +119,7 @@ bool QVRamDiskEntries::hasRunningAction() const {
 
 void QVRamDiskEntries::waitingEndAll() {
   for (long counter = kWaitCounter; hasRunningAction() && counter > 1;) {
-    QVLogInfo(kClass, "Waiting {}", --counter);
+    QVLogInfo("QVRamDiskEntries", "Waiting {}", --counter);
     services().mainLoop->sleep(kWaitPass);
   }
 }

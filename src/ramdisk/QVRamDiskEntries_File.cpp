@@ -7,8 +7,6 @@
 
 namespace {
 
-constexpr std::string_view kClass = "QVRamDiskEntries";
-
 bool matches(const QVRamDisk& ramDisk, const QVDeviceListEntry& entry) {
   if (!entry.mountPoint) return false;
   if (ramDisk.uuid() && ramDisk.uuid() == entry.uuid) return true;
@@ -24,7 +22,7 @@ using Devices = std::vector<QVDeviceListEntry>;
 Devices presentDevices() {
   QVErrorPtr error;
   auto devices = QVRamDiskDevice::deviceList(true, error);
-  if (!devices) QVLogError(kClass, "devices==nil error:{}", QVDescription(error));
+  if (!devices) QVLogError("QVRamDiskEntries", "devices==nil error:{}", QVDescription(error));
   return devices.value_or(Devices());
 }
 
@@ -38,7 +36,7 @@ void findVolume(const QVRamDiskPtr& ramDisk, const Devices& devices) {
   QVRamDiskDevice::Infos infos = {{"deviceNode", found->devNode}};
   if (ramDisk->identifier()) infos["identifier"] = *ramDisk->identifier();
   if (!QVRamDiskDevice::setExtendedRamDiskInfos(infos, found->mountPoint))
-    QVLogError(kClass, "setExtendedRamDiskInfos==NO mountPoint:{}", *found->mountPoint);
+    QVLogError("QVRamDiskEntries", "setExtendedRamDiskInfos==NO mountPoint:{}", *found->mountPoint);
 }
 
 }  // namespace

@@ -7,8 +7,6 @@ namespace {
 using namespace std::chrono_literals;
 using Reason = RegistryFailure::Reason;
 
-constexpr std::string_view kClass = "QVRamDiskEntries";
-
 std::optional<RegistryFailure> changeDefaultFile(
     const std::function<bool(RegistryFile&, std::optional<RegistryContents>&)>& edit,
     std::chrono::milliseconds patience) {
@@ -61,8 +59,8 @@ std::optional<RegistryFailure> QVRamDiskEntries::saveStatesOf(
   isWaitingForFile_ = failure && failure->reason == Reason::Busy;
   if (!failure) unsaved_.clear();
   if (isWaitingForFile_ && !wasWaiting)
-    QVLogError(kClass, "another program keeps {} locked; the list is saved when it lets go",
-               failure->path);
+    QVLogError("QVRamDiskEntries",
+               "another program keeps {} locked; the list is saved when it lets go", failure->path);
   return failure;
 }
 

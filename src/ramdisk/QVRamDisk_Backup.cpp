@@ -16,7 +16,6 @@ using platform::FileKind;
 using platform::services;
 using Text = std::optional<std::string>;
 
-constexpr std::string_view kClass = "QVRamDisk";
 constexpr char kBackupExtension[] = "TarnvaleBackup";
 constexpr char kSavedBaseSuffix[] = " (Tarnvale Backup Base)";
 
@@ -55,10 +54,11 @@ void QVRamDisk::deleteBackupDirs() {
   const Text backup = backupFolderIn(QVRamDiskManager::appSupportPath(), identifier_);
   if (!backup) return;
   if (const auto error = removeIfThere(*backup))
-    QVLogError(kClass, "removeItemAtPath==NO bckPath:{} error:{}", *backup, QVDescription(*error));
+    QVLogError("QVRamDisk", "removeItemAtPath==NO bckPath:{} error:{}", *backup,
+               QVDescription(*error));
   const Generation generation(*backup);
   if (const auto error = removeIfThere(generation.previous()))
-    QVLogError(kClass, "removeItemAtPath==NO prevBckPath:{} error:{}", generation.previous(),
+    QVLogError("QVRamDisk", "removeItemAtPath==NO prevBckPath:{} error:{}", generation.previous(),
                QVDescription(*error));
   generation.unmark();
 }
@@ -78,7 +78,7 @@ void QVRamDisk::performSyncWithBase(const QVRamDiskDelegatePtr& delegate) {
   const Text base = savedBasePath();
   const QVErrorPtr error = saveInto(base, delegate, SaveCare::TrustTimes);
   if (error)
-    QVLogError(kClass, "backupRamDiskAtPath basePath:{} error:{}", QVText(base),
+    QVLogError("QVRamDisk", "backupRamDiskAtPath basePath:{} error:{}", QVText(base),
                QVDescription(error));
   setAction(QVRamDiskActionNone);
   inform(delegate, QVRamDiskActionInfo_copyingToBase, error);
@@ -108,7 +108,7 @@ QVErrorPtr QVRamDisk::saveContents(const QVRamDiskDelegatePtr& delegate) {
          nullptr);
   QVErrorPtr error = saveInto(folder, delegate, SaveCare::Compare);
   if (error && usesBase)
-    QVLogError(kClass, "backupRamDiskAtPath path:{} result:{}", QVText(folder),
+    QVLogError("QVRamDisk", "backupRamDiskAtPath path:{} result:{}", QVText(folder),
                QVDescription(error));
   return error;
 }

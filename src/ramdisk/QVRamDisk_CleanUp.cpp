@@ -12,22 +12,20 @@ namespace {
 using extensions::appendingPathComponent;
 using platform::services;
 
-constexpr std::string_view kClass = "QVRamDisk";
-
 // A record that is aimed at one of these is damaged, which the user is to know.
 void reportDangerousPath(const std::string& path) {
   if (path.empty()) {
-    QVLogCriticalException(kClass, "dirPath==nil");
+    QVLogCriticalException("QVRamDisk", "dirPath==nil");
   } else if (path == "/" || path == services().places->volumesDirectory() ||
              path == services().places->home()) {
-    QVLogCriticalException(kClass, "dirPath:{}", path);
+    QVLogCriticalException("QVRamDisk", "dirPath:{}", path);
   }
 }
 
 void removeAll(std::vector<std::string> names, const std::string& folder) {
   std::erase_if(names, QVRamDiskBackup::leavesAlone);
   for (const auto& [name, error] : removeItems(names, folder).failedItems)
-    QVLogError(kClass, "removeItemAtPath==NO filePath:{} error:{}",
+    QVLogError("QVRamDisk", "removeItemAtPath==NO filePath:{} error:{}",
                appendingPathComponent(folder, name), QVDescription(error));
 }
 
@@ -59,7 +57,7 @@ QVErrorPtr QVRamDisk::cleanUpFiles() {
   if (auto error = checkVolume()) return error;
   const auto names = services().files->names(folder);
   if (!names) {
-    QVLogError(kClass, "contents==nil error:{}", QVDescription(names.error()));
+    QVLogError("QVRamDisk", "contents==nil error:{}", QVDescription(names.error()));
     return QVError::errorWithMessage(QVLocalized("Can not delete the files"), "contents==nil",
                                      names.error());
   }

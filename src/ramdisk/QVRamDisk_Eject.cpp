@@ -17,9 +17,7 @@ namespace {
 using platform::FileKind;
 using platform::services;
 
-constexpr std::string_view kClass = "QVRamDisk";
-
-platform::Failure removeIfThere(const std::string& path) {
+platform::Failure removeMountDirectoryIfThere(const std::string& path) {
   if (services().files->kind(path) == FileKind::Missing) return std::nullopt;
   return services().files->remove(path);
 }
@@ -33,7 +31,7 @@ bool ownsMountDirectory(const QVRamDisk& disk) {
 void warnOfWriters(const std::string& volume) {
   for (const auto& user : services().volumes->use(volume).users)
     if (user.writing)
-      QVLogWarning(kClass,
+      QVLogWarning("QVRamDisk",
                    "{} ({}) has files of {} open for writing; what it writes from now on is lost",
                    user.name, user.processIdentifier, volume);
 }
@@ -111,13 +109,13 @@ void QVRamDisk::putBaseBack() {
   const std::string mountPoint = extensions::appendingPathComponent(*mountDirectory(), *name());
   if (services().files->kind(mountPoint) == FileKind::Missing) return;
   setAsideIfUsed(mountPoint);
-  if (const auto error = removeIfThere(mountPoint)) {
-    QVLogError(kClass, "removeItemAtPath==NO mountPoint:{} error:{}", mountPoint,
+  if (const auto error = removeMountDirectoryIfThere(mountPoint)) {
+    QVLogError("QVRamDisk", "removeItemAtPath==NO mountPoint:{} error:{}", mountPoint,
                QVDescription(*error));
     return;
   }
   if (const auto error = services().files->move(*base, mountPoint))
-    QVLogError(kClass, "moveItemAtPath==NO mountPoint:{} error:{}", mountPoint,
+    QVLogError("QVRamDisk", "moveItemAtPath==NO mountPoint:{} error:{}", mountPoint,
                QVDescription(*error));
   else
     takeIdentity(mountPoint);
@@ -147,7 +145,8 @@ void QVRamDisk::performRemount(const QVRamDiskDelegatePtr& delegate) {
 void QVRamDisk::performRebuild(const QVRamDiskDelegatePtr& delegate) {
   setAction(QVRamDiskActionRebuild);
   QVErrorPtr error = eject(delegate);
-  if (!error && !createWithDelegate(delegate, error)) QVLogError(kClass, "icreateWithDelegate==NO");
+  if (!error && !createWithDelegate(delegate, error))
+    QVLogError("QVRamDisk", "icreateWithDelegate==NO");
   setAction(QVRamDiskActionNone);
   inform(delegate, QVRamDiskActionInfo_none, error);
 }

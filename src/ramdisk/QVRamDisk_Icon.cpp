@@ -13,7 +13,6 @@ using platform::Canvas;
 using platform::Compositing;
 using platform::ImagePtr;
 
-constexpr std::string_view kClass = "QVRamDisk";
 constexpr double kGenericSize = 128;
 
 // Points, of an icon and of the badge in its corner.
@@ -22,10 +21,6 @@ struct IconSize {
   double badge;
 };
 constexpr std::array<IconSize, 3> kSizes = {{{32, 16}, {48, 24}, {128, 32}}};
-
-bool exists(const std::string& path) {
-  return platform::services().files->kind(path) != platform::FileKind::Missing;
-}
 
 void drawWhole(Canvas& canvas, const ImagePtr& image, platform::Rect to) {
   const auto size = image->size();
@@ -47,10 +42,11 @@ ImagePtr badged(const ImagePtr& base, const ImagePtr& badge, IconSize size) {
 ImagePtr QVRamDisk::volumeIcon(const std::string& path) const {
   const auto& graphics = *platform::services().graphics;
   const std::string file = extensions::appendingPathComponent(path, ".VolumeIcon.icns");
-  if (!exists(file)) return exists(path) ? graphics.iconForFile(path) : nullptr;
+  if (!platform::services().files->exists(file))
+    return platform::services().files->exists(path) ? graphics.iconForFile(path) : nullptr;
   double modified = 0;
   if (!QVFunctions::getModDate1970(&modified, file))
-    QVLogError(kClass, "getModDate1970==NO volIconPath:{}", file);
+    QVLogError("QVRamDisk", "getModDate1970==NO volIconPath:{}", file);
   const VolumeIcon kept = volumeIcon_.get();
   if (modified != 0 && modified == kept.modified) return kept.image;
   const VolumeIcon now{graphics.iconForFile(path), modified};
@@ -72,7 +68,7 @@ ImagePtr QVRamDisk::displayIcon(double size) const {
   const auto found = std::find_if(kSizes.begin(), kSizes.end(),
                                   [&](const IconSize& known) { return known.icon == size; });
   if (found == kSizes.end()) {
-    QVLogCriticalException(kClass, "sizeIdx==-1");
+    QVLogCriticalException("QVRamDisk", "sizeIdx==-1");
     return nullptr;
   }
   auto& slot = displayIcons_[static_cast<std::size_t>(found - kSizes.begin())];

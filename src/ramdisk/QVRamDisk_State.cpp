@@ -15,8 +15,6 @@ namespace {
 using platform::FileKind;
 using platform::services;
 
-constexpr std::string_view kClass = "QVRamDisk";
-
 std::string described(const QVRamDiskDevice::Infos& infos) {
   std::string text = "{";
   for (const auto& [key, value] : infos) text += fmt::format("{} = {}; ", key, value);
@@ -31,7 +29,7 @@ std::optional<std::string> ownMountPoint(const std::string& path,
   QVRamDiskDevice::Infos infos;
   stale = !QVRamDiskDevice::getExtentedRamDiskInfos(infos, path);
   if (stale) {
-    QVLogError(kClass, "getExtentedRamDiskInfos==NO");
+    QVLogError("QVRamDisk", "getExtentedRamDiskInfos==NO");
     return std::nullopt;
   }
   const auto owner = infos.find("identifier");
@@ -42,20 +40,19 @@ std::optional<std::string> ownMountPoint(const std::string& path,
   auto mountPoint = QVRamDiskDevice::mountPointFromDeviceNode(node->second, error);
   stale = !mountPoint;
   if (stale)
-    QVLogError(kClass, "mountPoint==nil infos:{} error:{}", described(infos), QVDescription(error));
+    QVLogError("QVRamDisk", "mountPoint==nil infos:{} error:{}", described(infos),
+               QVDescription(error));
   return mountPoint;
 }
 
 QVComparableValues volumeValues(const std::string& mountPoint) {
   const auto attributes = services().volumes->attributes(mountPoint);
   if (!attributes)
-    QVLogError(kClass, "attributes==nil mountPoint:{} error:{}", mountPoint,
+    QVLogError("QVRamDisk", "attributes==nil mountPoint:{} error:{}", mountPoint,
                QVDescription(attributes.error()));
   const auto values = attributes.value().value_or(platform::FileSystemAttributes{});
   return {extensions::lastPathComponent(mountPoint), values.size, values.free};
 }
-
-bool exists(const std::string& path) { return services().files->kind(path) != FileKind::Missing; }
 
 bool isHidden(const std::string& name) {
   return QVFinderTools::isSystemFileNameInFolder(name, 0) ||
@@ -88,7 +85,8 @@ QVRamDisk::Observed QVRamDisk::observeUnmounted() {
   const auto device = std::find_if(devices->begin(), devices->end(),
                                    [&](const auto& entry) { return entry.devNode == *node; });
   if (device == devices->end()) return {};
-  if (!device->mountPoint || !exists(*device->mountPoint)) return {QVRamDiskStatus_created, {}};
+  if (!device->mountPoint || !services().files->exists(*device->mountPoint))
+    return {QVRamDiskStatus_created, {}};
   bool stale = false;
   const auto mountPoint = ownMountPoint(*device->mountPoint, identifier_, stale);
   if (stale) setPath(std::nullopt);
@@ -100,7 +98,8 @@ QVRamDisk::Observed QVRamDisk::observeUnmounted() {
 bool QVRamDisk::showsOwnVolume() const {
   const auto path = this->path();
   QVRamDiskDevice::Infos infos;
-  if (!path || !exists(*path) || QVRamDiskDevice::hasMountedVolumeAtPath(path) != 1 ||
+  if (!path || !services().files->exists(*path) ||
+      QVRamDiskDevice::hasMountedVolumeAtPath(path) != 1 ||
       !QVRamDiskDevice::getExtentedRamDiskInfos(infos, path))
     return false;
   const auto owner = infos.find("identifier");
@@ -121,7 +120,8 @@ QVErrorPtr QVRamDisk::checkVolume() {
 bool QVRamDisk::update() {
   const auto before = comparableValues();
   const auto path = this->path();
-  const Observed now = path && exists(*path) ? observeMounted(*path) : observeUnmounted();
+  const Observed now =
+      path && services().files->exists(*path) ? observeMounted(*path) : observeUnmounted();
   const bool statusChanged = now.status != status();
   if (statusChanged) setStatus(now.status);
   if (!now.values || *now.values == before) return statusChanged;
@@ -142,7 +142,7 @@ std::int64_t QVRamDisk::hasContents() const {
   if (action() != QVRamDiskActionNone || status() != QVRamDiskStatus_mounted || !path) return -1;
   const auto names = services().files->names(*path);
   if (!names) {
-    QVLogError(kClass, "contents==nil path:{} error:{}", *path, QVDescription(names.error()));
+    QVLogError("QVRamDisk", "contents==nil path:{} error:{}", *path, QVDescription(names.error()));
     return -1;
   }
   return std::all_of(names->begin(), names->end(), isHidden) ? 0 : 1;

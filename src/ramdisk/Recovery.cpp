@@ -20,10 +20,6 @@ using Findings = std::vector<RecoveryFinding>;
 using Infos = QVRamDiskDevice::Infos;
 using Text = std::optional<std::string>;
 
-constexpr std::string_view kClass = "QVRamDisk";
-
-bool exists(const std::string& path) { return services().files->kind(path) != FileKind::Missing; }
-
 std::string mountPathOf(const QVRamDisk& disk) {
   return extensions::appendingPathComponent(
       disk.mountDirectory().value_or(services().places->volumesDirectory()),
@@ -31,7 +27,7 @@ std::string mountPathOf(const QVRamDisk& disk) {
 }
 
 std::int64_t isCovered(const std::string& path) {
-  return exists(path) ? QVRamDiskDevice::hasMountedVolumeAtPath(path) : 0;
+  return services().files->exists(path) ? QVRamDiskDevice::hasMountedVolumeAtPath(path) : 0;
 }
 
 bool isOf(const QVRamDisk& disk, const Infos& infos) {
@@ -189,7 +185,7 @@ QVErrorPtr recoverVolume(const QVRamDiskPtr& disk, Findings& found) {
   const auto finding = volume.find();
   if (!finding) return nullptr;
   found.push_back(*finding);
-  QVLogWarning(kClass, "{}", finding->text);
+  QVLogWarning("QVRamDisk", "{}", finding->text);
   return volume.perform(*finding);
 }
 
@@ -235,7 +231,7 @@ std::optional<RecoveryFinding> giveBackStrayDevice(const QVRamDiskPtr& disk) {
   QVErrorPtr error;
   const ActionLock lock = ActionLock::take(disk->identifier(), error);
   if (!lock.isHeld()) return std::nullopt;
-  QVLogWarning(kClass, "{}", finding->text);
+  QVLogWarning("QVRamDisk", "{}", finding->text);
   stray.giveBack();
   return finding;
 }

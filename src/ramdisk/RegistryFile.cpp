@@ -17,7 +17,6 @@ using platform::services;
 using Dictionary = PropertyList::Dictionary;
 using namespace registry_keys;
 
-constexpr std::string_view kClass = "QVRamDiskEntries";
 constexpr char kFileName[] = "RamDiskEntries";
 constexpr std::array<std::string_view, 2> kRecordClasses = {"QVRamDisk", "QVRamDiskEntry"};
 
@@ -51,8 +50,8 @@ std::optional<Dictionary> RegistryFile::dictionary() {
   const auto list = bytes ? extensions::parsePropertyList(*bytes) : bytes.error();
   damaged_ = !list || !list->dictionary();
   if (damaged_) {
-    QVLogError(kClass, "dico==nil path:{}", path_);
-    if (!list) QVLogError(kClass, "{}", list.error().text);
+    QVLogError("QVRamDiskEntries", "dico==nil path:{}", path_);
+    if (!list) QVLogError("QVRamDiskEntries", "{}", list.error().text);
     return std::nullopt;
   }
   return *list->dictionary();
@@ -66,13 +65,13 @@ std::optional<std::vector<QVRamDiskPtr>> RegistryFile::unarchived(const Dictiona
   std::vector<std::string> problems;
   const auto objects = extensions::unarchiveArray(data->bytes, kRecordClasses, &problems);
   if (!objects) {
-    QVLogError(kClass, "NSKeyedUnarchiver unarchiveObjectWithData localException:{}",
+    QVLogError("QVRamDiskEntries", "NSKeyedUnarchiver unarchiveObjectWithData localException:{}",
                objects.error().text);
     return std::nullopt;
   }
   std::vector<QVRamDiskPtr> records;
   for (const auto& object : *objects) records.push_back(record(object));
-  for (const auto& problem : problems) QVLogWarning(kClass, "{}: {}", path_, problem);
+  for (const auto& problem : problems) QVLogWarning("QVRamDiskEntries", "{}: {}", path_, problem);
   damaged_ = !problems.empty();
   return records;
 }
@@ -82,7 +81,7 @@ std::optional<RegistryContents> RegistryFile::contentsOf(
   if (!dictionary) return std::nullopt;
   auto ramDisks = unarchived(*dictionary);
   if (!ramDisks) {
-    QVLogError(kClass, "ramDisks==nil");
+    QVLogError("QVRamDiskEntries", "ramDisks==nil");
     return std::nullopt;
   }
   return RegistryContents{std::move(*ramDisks), flag(*dictionary, kMenuBarKey),

@@ -16,15 +16,13 @@ using Dictionary = PropertyList::Dictionary;
 using Reason = RegistryFailure::Reason;
 using namespace registry_keys;
 
-constexpr std::string_view kClass = "QVRamDiskEntries";
-
 // Records that cannot be archived leave those that the file has.
 void archive(const std::vector<QVRamDiskPtr>& ramDisks, Dictionary& dictionary) {
   try {
     auto bytes = extensions::archivedDataWithRootObject({ramDisks.begin(), ramDisks.end()});
     dictionary.insert_or_assign(kEntriesKey, PropertyList::Data{std::move(bytes)});
   } catch (const std::exception& exception) {
-    QVLogError(kClass, "NSKeyedArchiver archivedDataWithRootObject localException:{}",
+    QVLogError("QVRamDiskEntries", "NSKeyedArchiver archivedDataWithRootObject localException:{}",
                exception.what());
   }
 }
@@ -39,8 +37,8 @@ Dictionary filled(Dictionary dictionary, const RegistryContents& contents) {
 }
 
 RegistryFailure unwritable(const std::string& path, const platform::SystemError& error) {
-  QVLogError(kClass, "writeToFile==NO path:{}", path);
-  QVLogError(kClass, "{}", error.text);
+  QVLogError("QVRamDiskEntries", "writeToFile==NO path:{}", path);
+  QVLogError("QVRamDiskEntries", "{}", error.text);
   return {Reason::Unwritable, path, error.text};
 }
 
@@ -49,7 +47,8 @@ RegistryFailure unwritable(const std::string& path, const platform::SystemError&
 platform::Failure RegistryFile::keepDamagedFile() {
   const auto bytes = services().files->contents(path_);
   if (!bytes) {
-    QVLogError(kClass, "{} cannot be read and is left as it is: {}", path_, bytes.error().text);
+    QVLogError("QVRamDiskEntries", "{} cannot be read and is left as it is: {}", path_,
+               bytes.error().text);
     return bytes.error();
   }
   std::string copy = path_ + ".damaged";
@@ -59,10 +58,10 @@ platform::Failure RegistryFile::keepDamagedFile() {
     copy = path_ + ".damaged-" + std::to_string(number);
   }
   if (auto error = services().files->replaceContents(copy, *bytes)) {
-    QVLogError(kClass, "the damaged registry could not be kept: {}", error->text);
+    QVLogError("QVRamDiskEntries", "the damaged registry could not be kept: {}", error->text);
     return error;
   }
-  QVLogWarning(kClass, "part of {} could not be read; it is kept as {}", path_, copy);
+  QVLogWarning("QVRamDiskEntries", "part of {} could not be read; it is kept as {}", path_, copy);
   return std::nullopt;
 }
 

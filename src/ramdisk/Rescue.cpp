@@ -14,30 +14,27 @@ using platform::Failure;
 using platform::FileKind;
 using platform::services;
 
-constexpr std::string_view kClass = "QVRamDisk";
-
-bool exists(const std::string& path) { return services().files->kind(path) != FileKind::Missing; }
-
 std::string freeRescueName(const std::string& path) {
   std::string candidate = path + " rescued";
-  for (int number = 2; exists(candidate); ++number)
+  for (int number = 2; services().files->exists(candidate); ++number)
     candidate = path + " rescued " + std::to_string(number);
   return candidate;
 }
 
 Failure putBack(const std::string& saved, const std::string& place) {
-  if (exists(place))
+  if (services().files->exists(place))
     if (auto error = services().files->remove(place)) {
-      QVLogError(kClass, "removeItemAtPath==NO mountPoint:{} error:{}", place,
+      QVLogError("QVRamDisk", "removeItemAtPath==NO mountPoint:{} error:{}", place,
                  QVDescription(*error));
       return error;
     }
   if (auto error = services().files->move(saved, place)) {
-    QVLogError(kClass, "moveItemAtPath==NO mountPoint:{} error:{}", place, QVDescription(*error));
+    QVLogError("QVRamDisk", "moveItemAtPath==NO mountPoint:{} error:{}", place,
+               QVDescription(*error));
     return error;
   }
   takeIdentity(place);
-  QVLogWarning(kClass, "{} was still set aside as {} and is back", place, saved);
+  QVLogWarning("QVRamDisk", "{} was still set aside as {} and is back", place, saved);
   return std::nullopt;
 }
 
@@ -92,7 +89,7 @@ void planForPlace(const Generation& generation, const std::string& place, bool p
                   std::vector<PlannedRecovery>& plan) {
   const auto whole = generation.whole();
   if (!whole) return;
-  if (placeIsFree || !exists(place) || !holdsUserFiles(place))
+  if (placeIsFree || !services().files->exists(place) || !holdsUserFiles(place))
     return plan.push_back(planPutBack(*whole, place));
   // An incomplete save leaves a previous generation beside a directory that is in its place.
   const bool isLeftover = *whole == generation.previous() && !generation.isMarked();
@@ -113,11 +110,11 @@ bool holdsUserFiles(const std::string& directory) {
 Failure keepRescued(const std::string& path) {
   const std::string rescued = freeRescueName(path);
   if (auto error = services().files->move(path, rescued)) {
-    QVLogError(kClass, "{} holds files and could not be moved to {}: {}", path, rescued,
+    QVLogError("QVRamDisk", "{} holds files and could not be moved to {}: {}", path, rescued,
                QVDescription(*error));
     return error;
   }
-  QVLogWarning(kClass, "{} holds files of yours; they are kept as {}", path, rescued);
+  QVLogWarning("QVRamDisk", "{} holds files of yours; they are kept as {}", path, rescued);
   return std::nullopt;
 }
 

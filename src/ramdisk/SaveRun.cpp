@@ -14,8 +14,6 @@ namespace {
 using extensions::appendingPathComponent;
 using platform::services;
 
-constexpr std::string_view kClass = "QVRamDiskBackup";
-
 QVErrorPtr failure(const char* reason, QVErrorCause cause = {}) {
   return QVError::errorWithMessage(QVLocalized("Can not create backup"), reason, std::move(cause));
 }
@@ -147,7 +145,7 @@ void SaveRun::copyAnewUnshared(CopyOutcome& outcome) {
 
 void SaveRun::logFailures(const CopyOutcome& outcome) const {
   for (const auto& [name, error] : outcome.failedItems)
-    QVLogError(kClass, "copyItemAtPath==NO filePath:{} fileBckPath:{} error:{}",
+    QVLogError("QVRamDiskBackup", "copyItemAtPath==NO filePath:{} fileBckPath:{} error:{}",
                appendingPathComponent(volume_, name),
                appendingPathComponent(generation_.folder(), name), QVDescription(error));
 }
@@ -158,7 +156,7 @@ QVErrorPtr SaveRun::giveUpFull(const CopyOutcome& outcome) {
     error = services().files->move(generation_.previous(), generation_.folder());
   if (!error) error = generation_.unmark();
   if (error)
-    QVLogWarning(kClass, "what was begun at {} stays marked: {}", generation_.folder(),
+    QVLogWarning("QVRamDiskBackup", "what was begun at {} stays marked: {}", generation_.folder(),
                  QVDescription(*error));
   return failure("volFree", outcome.firstError.value_or(
                                 platform::SystemError{"POSIX", ENOSPC, generation_.folder()}));
@@ -182,6 +180,6 @@ QVErrorPtr SaveRun::complete(bool whole) {
 void SaveRun::dropFormer() {
   if (!generation_.hasPrevious()) return;
   if (const auto error = removeItemAtPath(generation_.previous()))
-    QVLogError(kClass, "removeItemAtPath==NO backupPathOld:{} error:{}", generation_.previous(),
-               QVDescription(*error));
+    QVLogError("QVRamDiskBackup", "removeItemAtPath==NO backupPathOld:{} error:{}",
+               generation_.previous(), QVDescription(*error));
 }

@@ -18,7 +18,6 @@ namespace {
 using platform::services;
 using Text = std::optional<std::string>;
 
-constexpr std::string_view kClass = "StrayDevice";
 constexpr std::string_view kNoteExtension = "TarnvaleDevice";
 constexpr std::string_view kPlaceExtension = "TarnvaleVolume";
 
@@ -50,7 +49,7 @@ void forgetAttachedDevice(const Text& identifier) {
   const Text path = fileOf(identifier, kNoteExtension);
   if (!path || services().files->kind(*path) == platform::FileKind::Missing) return;
   if (const auto error = services().files->remove(*path))
-    QVLogWarning(kClass, "the note of a device stays: {}", QVDescription(*error));
+    QVLogWarning("StrayDevice", "the note of a device stays: {}", QVDescription(*error));
 }
 
 StrayDevice::StrayDevice(const Text& identifier)
@@ -77,13 +76,14 @@ std::optional<RecoveryFinding> StrayDevice::find() {
 // attached it runs still and holds its lock, and one that begins now gets another device.
 void StrayDevice::giveBack() {
   const auto others = ActionLock::takeAllOthers(identifier_);
-  if (!others) return QVLogWarning(kClass, "{} is looked at later: an action is running", *node_);
+  if (!others)
+    return QVLogWarning("StrayDevice", "{} is looked at later: an action is running", *node_);
   const bool goes = showVolume() && holdsNothing();
   if (QVRamDiskDevice::hasMountedVolumeAtPath(place_) == 1 && QVRamDiskDevice::unmount(place_))
     return;
   if (services().files->kind(place_) == platform::FileKind::Directory)
     services().files->remove(place_);
-  if (!goes) QVLogWarning(kClass, "{} is not known to be empty and stays", *node_);
+  if (!goes) QVLogWarning("StrayDevice", "{} is not known to be empty and stays", *node_);
   if (goes && QVRamDiskDevice::ejectRamDiskDeviceNode(node_, std::nullopt, false)) return;
   forgetAttachedDevice(identifier_);
 }

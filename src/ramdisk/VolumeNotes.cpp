@@ -12,7 +12,6 @@ namespace {
 
 using platform::services;
 
-constexpr std::string_view kClass = "QVRamDiskBackup";
 constexpr char kSavedAttribute[] = "com.tarnvale.RamDiskSaved";
 constexpr char kLacks[] = "lacks";
 constexpr char kLacksUnlisted[] = "lacks unlisted";
@@ -105,7 +104,7 @@ std::optional<SaveNote> saveNote(const std::string& volume) {
   const auto value = services().volumes->attribute(volume, kSavedAttribute);
   auto note = value ? parsed(*value) : std::nullopt;
   if (!note || !wasSetBack(*note)) return note;
-  QVLogWarning(kClass, "the clock was set back, everything is saved anew: {}", volume);
+  QVLogWarning("QVRamDiskBackup", "the clock was set back, everything is saved anew: {}", volume);
   return std::nullopt;
 }
 
@@ -121,5 +120,6 @@ std::optional<SaveNote> noteSaveBegun(const std::string& volume) {
 
 void noteSaveEnded(const std::string& volume, const SaveNote& note) {
   const auto error = services().volumes->setAttribute(volume, kSavedAttribute, written(note));
-  if (error) QVLogWarning(kClass, "the next save copies everything: {}", QVDescription(*error));
+  if (error)
+    QVLogWarning("QVRamDiskBackup", "the next save copies everything: {}", QVDescription(*error));
 }

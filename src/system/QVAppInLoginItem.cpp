@@ -10,7 +10,6 @@ namespace {
 
 using platform::services;
 
-constexpr std::string_view kClass = "QVAppInLoginItem";
 constexpr char kAccountsPane[] = "/System/Library/PreferencePanes/Accounts.prefPane";
 constexpr std::size_t kOpenPreferences = 1;  // index of the button
 
@@ -42,7 +41,7 @@ void QVAppInLoginItem::setIsLoginItem(bool /*isLoginItem*/, const Window& sender
 }
 
 void QVAppInLoginItem::showHowTo(const Window& window) {
-  if (!window) QVLogCriticalException(kClass, "window==nil");
+  if (!window) QVLogCriticalException("QVAppInLoginItem", "window==nil");
   const platform::Alert alert = instructions();
   if (!services().alerts->runAsSheet(alert, window, howToDidEnd))
     services().alerts->runModal(alert);

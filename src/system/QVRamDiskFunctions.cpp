@@ -11,21 +11,21 @@
 namespace {
 
 // A unit from its threshold on, the greatest first; the text is its key in the strings table.
-struct Unit {
+struct PartUnit {
   double bytes;
   const char* text;
 };
 
-using Units = std::array<Unit, 6>;
+using Units = std::array<PartUnit, 6>;
 using Texts = std::array<std::string, 6>;
 
 constexpr Units unitsOf(double kilo) {
-  return {Unit{kilo * kilo * kilo * kilo, "%.2f TB"},
-          Unit{kilo * kilo * kilo, "%.2f GB"},
-          Unit{kilo * kilo, "%.0f MB"},
-          Unit{kilo, "%.0f KB"},
-          Unit{1, "One Byte"},
-          Unit{0, "Zero Byte"}};
+  return {PartUnit{kilo * kilo * kilo * kilo, "%.2f TB"},
+          PartUnit{kilo * kilo * kilo, "%.2f GB"},
+          PartUnit{kilo * kilo, "%.0f MB"},
+          PartUnit{kilo, "%.0f KB"},
+          PartUnit{1, "One Byte"},
+          PartUnit{0, "Zero Byte"}};
 }
 
 constexpr Units kDecimal = unitsOf(1000);
@@ -40,7 +40,7 @@ Texts translated(const Units& units) {
 }
 
 // A translation that is no format for a number gives way to the text it translates.
-std::string filled(const std::string& format, const Unit& unit, double count) {
+std::string filled(const std::string& format, const PartUnit& unit, double count) {
   try {
     return fmt::sprintf(format, count);
   } catch (const fmt::format_error&) {
@@ -64,7 +64,7 @@ std::optional<std::string> textOf(std::int64_t bytes, const Units& units, Kept<T
   const auto count = static_cast<double>(bytes);
   std::size_t chosen = 0;
   while (count < units[chosen].bytes) ++chosen;
-  const Unit& unit = units[chosen];
+  const PartUnit& unit = units[chosen];
   if (unit.bytes <= 1) return withoutEmptyFraction(texts[chosen]);
   return withoutEmptyFraction(filled(texts[chosen], unit, count / unit.bytes));
 }

@@ -13,8 +13,6 @@ namespace {
 using platform::LoginItem;
 using platform::services;
 
-constexpr std::string_view kClass = "QVSharedLoginItems";
-
 enum class Relation { None, Leftover, Own };
 
 bool bearsName(const LoginItem& item, const std::string& application) {
@@ -33,13 +31,14 @@ std::optional<std::vector<LoginItem>> itemsFor(const QVSharedLoginItems::Path& a
   if (!application) return std::nullopt;
   auto items = services().loginItems->snapshot();
   if (items) return *items;
-  QVLogError(kClass, "snapshot==NULL");
+  QVLogError("QVSharedLoginItems", "snapshot==NULL");
   return std::nullopt;
 }
 
 void remove(const LoginItem& item) {
   if (const auto error = services().loginItems->remove(item))
-    QVLogError(kClass, "LSSharedFileListItemRemove:{} urlRef:{}", error->code, QVText(item.path));
+    QVLogError("QVSharedLoginItems", "LSSharedFileListItemRemove:{} urlRef:{}", error->code,
+               QVText(item.path));
 }
 
 }  // namespace

@@ -17,19 +17,6 @@
 
 namespace {
 
-constexpr unsigned kMostThreads = 8;  // more only wait for one another
-
-// A slash at the end would have a link followed.
-std::string withoutSlashes(const std::string& path) {
-  const auto last = path.find_last_not_of('/');
-  return path.substr(0, last == std::string::npos ? 1 : last + 1);
-}
-
-unsigned threadsFor(unsigned asked) {
-  if (asked != 0) return asked;
-  return std::clamp(std::thread::hardware_concurrency(), 1U, kMostThreads);
-}
-
 platform::Failure failure(const std::string& path) {
   const int code = errno;
   return platform::SystemError{"POSIX", code, path + ": " + errnoText(code)};
@@ -39,26 +26,28 @@ platform::Failure failure(const std::string& path) {
 
 CopyOutcome copyItemAtPath(const std::string& from, const std::string& to,
                            const CopyOptions& options) {
-  return copier::CopyRun(options, threadsFor(options.threads))
-      .copyItem(withoutSlashes(from), withoutSlashes(to));
+  return copier::CopyRun(options, copier::threadsFor(options.threads))
+      .copyItem(copier::withoutSlashes(from), copier::withoutSlashes(to));
 }
 
 CopyOutcome copyItems(const std::vector<std::string>& names, const std::string& fromFolder,
                       const std::string& toFolder, const CopyOptions& options) {
-  return copier::CopyRun(options, threadsFor(options.threads))
-      .copyItems(names, withoutSlashes(fromFolder), withoutSlashes(toFolder));
+  return copier::CopyRun(options, copier::threadsFor(options.threads))
+      .copyItems(names, copier::withoutSlashes(fromFolder), copier::withoutSlashes(toFolder));
 }
 
 platform::Result<std::uint64_t> bytesToCopy(const std::vector<std::string>& names,
                                             const std::string& fromFolder,
                                             const std::optional<EarlierCopy>& earlier,
                                             unsigned threads) {
-  return copier::ByteCount::of(names, withoutSlashes(fromFolder), earlier, threadsFor(threads));
+  return copier::ByteCount::of(names, copier::withoutSlashes(fromFolder), earlier,
+                               copier::threadsFor(threads));
 }
 
 bool anyChangedSince(const std::vector<std::string>& names, const std::string& folder,
                      const timespec& since, unsigned threads) {
-  return copier::ChangeSearch::finds(names, withoutSlashes(folder), since, threadsFor(threads));
+  return copier::ChangeSearch::finds(names, copier::withoutSlashes(folder), since,
+                                     copier::threadsFor(threads));
 }
 
 platform::Result<timespec> changeTime(const std::string& path) {
@@ -71,10 +60,10 @@ platform::Result<timespec> changeTime(const std::string& path) {
 platform::Failure copyDirectoryAttributes(const std::string& from, const std::string& to,
                                           const std::string& leftOut) {
   const auto& system = *platform::services().fileCopying;
-  const Descriptor source(system.openFolder(AT_FDCWD, withoutSlashes(from).c_str()));
+  const Descriptor source(system.openFolder(AT_FDCWD, copier::withoutSlashes(from).c_str()));
   struct stat facts {};
   if (!source || fstat(source.get(), &facts) != 0) return failure(from);
-  const Descriptor destination(system.openFolder(AT_FDCWD, withoutSlashes(to).c_str()));
+  const Descriptor destination(system.openFolder(AT_FDCWD, copier::withoutSlashes(to).c_str()));
   if (!destination || fchmod(destination.get(), facts.st_mode & S_IRWXU) != 0) return failure(to);
   system.dropAccessLists(destination.get());
   auto error =

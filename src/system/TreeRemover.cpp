@@ -2,31 +2,21 @@
 
 #include <fcntl.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <thread>
 
 #include "platform/Services.h"
 #include "system/FunctionLog.h"
 #include "system/copier/ItemRemover.h"
 #include "system/copier/SharedRemover.h"
+#include "system/copier/TreeWalk.h"
 
 namespace {
 
-constexpr unsigned kMostThreads = 8;  // more only wait for one another
 #if defined(O_PATH)
 constexpr int kOpenRoot = O_PATH | O_DIRECTORY | O_CLOEXEC;  // asks for no right to list it
 #else
 constexpr int kOpenRoot = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 #endif
-
-std::string withoutSlashes(const std::string& path) {
-  return path.substr(0, path.find_last_not_of('/') + 1);
-}
-
-unsigned threadsFor(unsigned asked) {
-  return asked != 0 ? asked : std::clamp(std::thread::hardware_concurrency(), 1U, kMostThreads);
-}
 
 platform::Failure failure(int code, const std::string& path) {
   return platform::SystemError{"POSIX", code, path + ": " + errnoText(code)};
@@ -36,14 +26,14 @@ platform::Failure failure(int code, const std::string& path) {
 
 RemovalOutcome removeItems(const std::vector<std::string>& names, const std::string& folder,
                            unsigned threads) {
-  const auto root = std::make_shared<copier::Folder>(nullptr, withoutSlashes(folder));
+  const auto root = std::make_shared<copier::Folder>(nullptr, copier::withoutSlashes(folder));
   copier::OpenFolders open;
   copier::ItemRemover remover(*platform::services().fileCopying, open);
   copier::Sides sides;
   sides[0] = Descriptor(::open(folder.c_str(), kOpenRoot));
   if (sides[0]) {
     auto items = remover.begin(root, names, sides[0].get());
-    copier::TreeWalk(remover, open, threadsFor(threads)).run(root, std::move(sides), items);
+    copier::TreeWalk(remover, open, copier::threadsFor(threads)).run(root, std::move(sides), items);
   } else {
     const int code = errno;
     for (const auto& name : names) remover.fail(name, "open", root->path(name.c_str()), code);
@@ -52,13 +42,13 @@ RemovalOutcome removeItems(const std::vector<std::string>& names, const std::str
 }
 
 platform::Failure removeItemAtPath(const std::string& path, unsigned threads) {
-  const std::string trimmed = withoutSlashes(path);
-  if (trimmed.empty()) return failure(path.empty() ? ENOENT : EBUSY, path);
+  const std::string trimmed = copier::withoutSlashes(path);
+  if (trimmed.empty() || trimmed == "/") return failure(path.empty() ? ENOENT : EBUSY, path);
   const auto slash = trimmed.rfind('/');
   const bool alone = slash == std::string::npos;
   const std::string name = alone ? trimmed : trimmed.substr(slash + 1);
   const std::string folder = alone ? "." : trimmed.substr(0, slash + 1);
-  auto outcome = removeItems({name}, folder, threads != 0 ? threads : kMostThreads);
+  auto outcome = removeItems({name}, folder, threads != 0 ? threads : copier::kMostThreads);
   if (outcome.complete()) return std::nullopt;
   return std::move(outcome.failedItems.begin()->second);
 }
@@ -68,7 +58,7 @@ std::uint64_t removeShared(const std::string& folder, const std::string& other, 
   copier::SharedRemover remover(*platform::services().fileCopying, open);
   auto sides = remover.begin(folder.c_str(), other.c_str());
   if (!sides) return 0;
-  const auto root = std::make_shared<copier::Folder>(nullptr, withoutSlashes(folder));
-  copier::TreeWalk(remover, open, threadsFor(threads)).run(root, *std::move(sides));
+  const auto root = std::make_shared<copier::Folder>(nullptr, copier::withoutSlashes(folder));
+  copier::TreeWalk(remover, open, copier::threadsFor(threads)).run(root, *std::move(sides));
   return remover.removed();
 }

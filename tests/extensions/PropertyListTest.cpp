@@ -13,7 +13,7 @@ namespace {
 using Array = PropertyList::Array;
 using Dictionary = PropertyList::Dictionary;
 
-constexpr std::uint64_t kLargest = std::numeric_limits<std::uint64_t>::max();
+constexpr std::uint64_t kLargestInteger = std::numeric_limits<std::uint64_t>::max();
 constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
 
 TEST(PropertyList, ReadsEveryKindOfBinaryObject) {
@@ -24,7 +24,7 @@ TEST(PropertyList, ReadsEveryKindOfBinaryObject) {
       {bytes("\x11\xFF\xFE"), 65534},
       {bytes("\x12\xFF\xFF\xFF\xFF"), 4294967295},
       {bytes("\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFE"), -2},
-      {bytes("\x14\0\0\0\0\0\0\0\0\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"), kLargest},
+      {bytes("\x14\0\0\0\0\0\0\0\0\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"), kLargestInteger},
       {"\x14" + std::string(15, '\xFF') + "\xFD", -3},
       {bytes("\x22\x3F\x80\0\0"), 1.0},
       {bytes("\x23\xC0\x09\x21\xFB\x54\x44\x2D\x18"), -3.141592653589793},
@@ -53,7 +53,7 @@ TEST(PropertyList, ReadsXml) {
       <key>text</key><string>&lt;é&#x1F600;<![CDATA[<&]]></string><key>real</key><real>0.1</real>
       </dict>)"));
   ASSERT_TRUE(list) << list.error().text;
-  EXPECT_EQ(*list, PropertyList(Dictionary{{"a&b", Array{true, -5, kLargest}},
+  EXPECT_EQ(*list, PropertyList(Dictionary{{"a&b", Array{true, -5, kLargestInteger}},
                                            {"date", PropertyList::Date{64092211200}},
                                            {"data", PropertyList::Data{bytes("\0\x01\xFF")}},
                                            {"reference", PropertyList::Uid{7}},
@@ -75,7 +75,7 @@ TEST(PropertyList, SurvivesBothForms) {
   Array many;
   for (int i = 0; i < 70'000; ++i) many.emplace_back(i);  // references of more than two bytes
   const std::vector<PropertyList> lists = {
-      Array{false, true, 0, 255, 256, -1, kLeast, kLargest, std::uint64_t{1} << 63U},
+      Array{false, true, 0, 255, 256, -1, kLeast, kLargestInteger, std::uint64_t{1} << 63U},
       Array{0.1, -1e300, 1e-300, 3.0, 4294967296.5},
       Array{PropertyList::Date{0}, PropertyList::Date{-1e10}, PropertyList::Date{1e11}},
       Array{"", " <&>\"' ", "é😀\u2029", "line\r\n\ttab", std::string(70'000, 'x'), "\x01\x1F\x7F"},
@@ -97,7 +97,7 @@ TEST(PropertyList, SurvivesBothForms) {
 }
 
 TEST(PropertyList, TellsNumbersApart) {
-  EXPECT_EQ(PropertyList(kLargest).integer(), std::nullopt);
+  EXPECT_EQ(PropertyList(kLargestInteger).integer(), std::nullopt);
   EXPECT_EQ(PropertyList(-1).unsignedInteger(), std::nullopt);
   EXPECT_EQ(PropertyList(7).unsignedInteger(), 7U);
   EXPECT_EQ(PropertyList(2).boolean(), true);
@@ -132,7 +132,7 @@ TEST(PropertyList, RefusesHostileInputWithAReason) {
       {binaryList({"\xA1\x01", bytes("\xD1\x02\x00"), "\x51k"}), "contains itself"},
       {binaryList({"\xA1\x05"}), "reference out of range"},
       {binaryList({lengthOf('\xAF', 1'000'000'000)}), "beyond the objects"},
-      {binaryList({lengthOf('\x4F', kLargest)}), "beyond the objects"},
+      {binaryList({lengthOf('\x4F', kLargestInteger)}), "beyond the objects"},
       {binaryList({lengthOf('\xDF', std::uint64_t{1} << 63U)}), "beyond the objects"},
       {binaryList({"\x5F\x50"}), "length that is no integer"},
       {binaryList({bytes("\x14\0\0\0\0\0\0\0\x01\0\0\0\0\0\0\0\0")}), "more than 64 bits"},
@@ -169,7 +169,7 @@ TEST(PropertyList, RefusesHostileInputWithAReason) {
 
 TEST(PropertyList, EndsWithAnyDamage) {
   const std::string whole = binaryPropertyList(
-      Dictionary{{"array", Array{1, -1, kLargest, 1.5, "é", PropertyList::Date{5}}},
+      Dictionary{{"array", Array{1, -1, kLargestInteger, 1.5, "é", PropertyList::Date{5}}},
                  {"dictionary", Dictionary{{"k", PropertyList::Data{"xyz"}}}},
                  {"long", std::string(20, 'x')}});
   for (std::size_t size = 0; size < whole.size(); ++size)

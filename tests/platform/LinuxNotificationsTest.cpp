@@ -18,8 +18,8 @@ using namespace platform;
 
 namespace {
 
-constexpr char kName[] = "ListDidChange";
-constexpr char kPath[] = "/com/tarnvale/Notifications";
+constexpr char kNotification[] = "ListDidChange";
+constexpr char kObjectPath[] = "/com/tarnvale/Notifications";
 constexpr char kInterface[] = "com.tarnvale.Notifications";
 
 class LinuxNotificationsTest : public testing::Test {
@@ -31,7 +31,7 @@ class LinuxNotificationsTest : public testing::Test {
 
   // Notes what the program hears as "object" and the user information.
   void listen(LinuxNotifications& to) {
-    to.observe(kName, [this](const Notification& one) {
+    to.observe(kNotification, [this](const Notification& one) {
       EXPECT_TRUE(loop->isMainThread());
       std::string text = one.object;
       for (const auto& [key, value] : one.userInfo) text.append(" ").append(key).append(value);
@@ -61,18 +61,20 @@ class RawSender {
     EXPECT_GE(sd_bus_emit_signal(connection_.get(), path, interface, member, types, args...), 0);
     EXPECT_GE(sd_bus_flush(connection_.get()), 0);
   }
-  void post(const char* object) { send(kPath, kInterface, "Posted", "ssa{ss}", kName, object, 0); }
+  void post(const char* object) {
+    send(kObjectPath, kInterface, "Posted", "ssa{ss}", kNotification, object, 0);
+  }
 
   void sendMalformed() {
-    send(kPath, kInterface, "Posted", "ss", kName, "short");
-    send(kPath, kInterface, "Posted", "ssa{sv}", kName, "variant", 1, "key", "i", 4);
-    send(kPath, kInterface, "Posted", "u", 7U);
-    send(kPath, kInterface, "Posted", "");
-    send(kPath, kInterface, "Sent", "ssa{ss}", kName, "member", 0);
-    send(kPath, "com.tarnvale.Other", "Posted", "ssa{ss}", kName, "interface", 0);
-    send("/com/tarnvale/Other", kInterface, "Posted", "ssa{ss}", kName, "path", 0);
+    send(kObjectPath, kInterface, "Posted", "ss", kNotification, "short");
+    send(kObjectPath, kInterface, "Posted", "ssa{sv}", kNotification, "variant", 1, "key", "i", 4);
+    send(kObjectPath, kInterface, "Posted", "u", 7U);
+    send(kObjectPath, kInterface, "Posted", "");
+    send(kObjectPath, kInterface, "Sent", "ssa{ss}", kNotification, "member", 0);
+    send(kObjectPath, "com.tarnvale.Other", "Posted", "ssa{ss}", kNotification, "interface", 0);
+    send("/com/tarnvale/Other", kInterface, "Posted", "ssa{ss}", kNotification, "path", 0);
     const std::string large(70'000, 'x');
-    send(kPath, kInterface, "Posted", "ssa{ss}", kName, large.c_str(), 0);
+    send(kObjectPath, kInterface, "Posted", "ssa{ss}", kNotification, large.c_str(), 0);
   }
 
  private:
@@ -114,15 +116,15 @@ TEST(BusAddress, IsWhatTheEnvironmentSays) {
 TEST_F(LinuxNotificationsTest, ReachOthersAndThisProgramOnce) {
   const auto here = program();
   listen(*here);
-  here->post({kName, "own", {{"a", "1"}, {"b", "\u00e4\n"}}});
+  here->post({kNotification, "own", {{"a", "1"}, {"b", "\u00e4\n"}}});
   const std::string invalid("\xff");
-  here->post({kName, invalid, {}});  // goes no further than this program
+  here->post({kNotification, invalid, {}});  // goes no further than this program
   const auto others = program();
   others->post({"Other", "of no interest", {}});
-  others->post({kName, "other", {{"", ""}, {"k", "v"}}});
-  program()->post({kName, "gone at once", {}});
+  others->post({kNotification, "other", {{"", ""}, {"k", "v"}}});
+  program()->post({kNotification, "gone at once", {}});
   loop->runUntil([&] { return heard.size() >= 4; });
-  others->post({kName, "last", {}});
+  others->post({kNotification, "last", {}});
   runUntilHeard("last");
   std::sort(heard.begin(), heard.end());
   EXPECT_EQ(heard, (std::vector<std::string>{"gone at once", "last", "other  kv",
@@ -163,7 +165,7 @@ TEST_F(LinuxNotificationsTest, BurstOfAProgramArrivesWholeThoughItEnds) {
   const auto elsewhere = std::make_shared<TurningLoop>();
   {
     LinuxNotifications other(elsewhere, log, bus.address());
-    for (std::size_t i = 0; i < kBurst; ++i) other.post({kName, std::to_string(i), {}});
+    for (std::size_t i = 0; i < kBurst; ++i) other.post({kNotification, std::to_string(i), {}});
   }
   runUntilHeard(std::to_string(kBurst - 1));
   EXPECT_EQ(heard.size(), kBurst);
@@ -175,7 +177,7 @@ TEST_F(LinuxNotificationsTest, StayWithinTheProgramWhereThereIsNoBus) {
     log->clear();
     const auto here = program(address);
     listen(*here);
-    for (int i = 0; i < 50; ++i) here->post({kName, "own", {}});
+    for (int i = 0; i < 50; ++i) here->post({kNotification, "own", {}});
     loop->runUntil([&] { return heard.size() == 50; });
     here->observe("Other", [](const Notification&) {});
     EXPECT_EQ(log->entries().size(), 1U) << address;
@@ -188,7 +190,7 @@ TEST_F(LinuxNotificationsTest, CostNothingUntilUsed) {
   const auto here = program();
   here->remove(1);
   EXPECT_EQ(threadCount(), threads);
-  here->post({kName, "", {}});
+  here->post({kNotification, "", {}});
   EXPECT_EQ(threadCount(), threads + 1);
 }
 
@@ -196,18 +198,18 @@ TEST_F(LinuxNotificationsTest, UseTheBusAgainWhenItIsBack) {
   const auto here = program();
   const auto other = program();
   listen(*here);
-  other->post({kName, "before", {}});
+  other->post({kNotification, "before", {}});
   runUntilHeard("before");
 
   bus.stop();
   loop->runUntil([&] { return log->count("no session bus") == 2; });
   const auto used = processorTime();
-  here->post({kName, "meanwhile", {}});
+  here->post({kNotification, "meanwhile", {}});
   runUntilHeard("meanwhile");
   bus.start();
   loop->runUntil([&] { return log->count("is back") == 2; });
   EXPECT_LT(processorTime() - used, std::chrono::milliseconds(300)) << "a second of waiting";
-  other->post({kName, "after", {}});
+  other->post({kNotification, "after", {}});
   runUntilHeard("after");
   EXPECT_EQ(heard, (std::vector<std::string>{"before", "meanwhile", "after"}));
   EXPECT_EQ(log->entries().size(), 4U);
@@ -219,7 +221,7 @@ TEST_F(LinuxNotificationsTest, DoNotWaitForABusThatHangs) {
   {
     const auto here = program();
     listen(*here);
-    here->post({kName, "own", {}});
+    here->post({kNotification, "own", {}});
     runUntilHeard("own");
   }
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
@@ -234,6 +236,6 @@ TEST_F(LinuxNotificationsTest, DoNotUseTheBusOfAnotherUser) {
   const auto here = program(foreign.address());
   listen(*here);
   EXPECT_EQ(log->count("not permitted"), 1U);
-  here->post({kName, "own", {}});
+  here->post({kNotification, "own", {}});
   runUntilHeard("own");
 }

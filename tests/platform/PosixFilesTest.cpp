@@ -32,7 +32,7 @@ std::size_t itemsIn(const std::string& folder) {
       std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
 }
 
-class PosixFiles : public testing::Test {
+class PosixFilesTest : public testing::Test {
  protected:
   Scratch scratch;
   platform::PosixFiles files;
@@ -40,7 +40,7 @@ class PosixFiles : public testing::Test {
 
 }  // namespace
 
-TEST_F(PosixFiles, SeesKindsThroughLinks) {
+TEST_F(PosixFilesTest, SeesKindsThroughLinks) {
   fs::create_symlink(scratch.directory("directory"), scratch.path("toDirectory"));
   fs::create_symlink(scratch.file("file"), scratch.path("toFile"));
   fs::create_symlink("nowhere", scratch.path("dangling"));
@@ -51,7 +51,7 @@ TEST_F(PosixFiles, SeesKindsThroughLinks) {
   for (const auto& [name, kind] : cases) EXPECT_EQ(files.kind(scratch.path(name)), kind) << name;
 }
 
-TEST_F(PosixFiles, ListsEveryNameAsItIs) {
+TEST_F(PosixFilesTest, ListsEveryNameAsItIs) {
   std::vector<std::string> expected = {".hidden", "...", "a\nb", "\xFF\xFE", "-x", "sub", "link"};
   for (std::size_t i = 0; i < 5; ++i) scratch.file("folder/" + expected[i]);
   scratch.directory("folder/sub");
@@ -63,7 +63,7 @@ TEST_F(PosixFiles, ListsEveryNameAsItIs) {
   EXPECT_EQ(*found, expected);
 }
 
-TEST_F(PosixFiles, NamesThePathInItsErrors) {
+TEST_F(PosixFilesTest, NamesThePathInItsErrors) {
   const std::string path = scratch.path("missing");
   const platform::SystemError expected{"POSIX", ENOENT, path + ": No such file or directory"};
   EXPECT_EQ(files.names(path).error(), expected);
@@ -73,7 +73,7 @@ TEST_F(PosixFiles, NamesThePathInItsErrors) {
   EXPECT_EQ(files.contents(scratch.path()).error().code, EISDIR);
 }
 
-TEST_F(PosixFiles, MakesDirectoriesDownToTheLast) {
+TEST_F(PosixFilesTest, MakesDirectoriesDownToTheLast) {
   EXPECT_EQ(codeOf(files.createDirectories(scratch.path("a/b//c/"))), 0);
   EXPECT_EQ(files.kind(scratch.path("a/b/c")), FileKind::Directory);
   EXPECT_EQ(codeOf(files.createDirectories(scratch.path("a/b"))), 0);
@@ -147,7 +147,7 @@ INSTANTIATE_TEST_SUITE_P(BothWays, PosixMove,
                          testing::Values(&platform::moveExclusively,
                                          &platform::moveExclusivelyInSteps));
 
-TEST_F(PosixFiles, ReplacesContentsAndKeepsModeAndOwner) {
+TEST_F(PosixFilesTest, ReplacesContentsAndKeepsModeAndOwner) {
   const std::string fresh = scratch.path("fresh");
   EXPECT_EQ(codeOf(files.replaceContents(fresh, "one")), 0);
   EXPECT_EQ(factsOf(fresh).st_mode & 07777, 0600U);
@@ -165,7 +165,7 @@ TEST_F(PosixFiles, ReplacesContentsAndKeepsModeAndOwner) {
   EXPECT_EQ(itemsIn(scratch.path()), 1U);
 }
 
-TEST_F(PosixFiles, ReplacesWhatALinkLeadsTo) {
+TEST_F(PosixFilesTest, ReplacesWhatALinkLeadsTo) {
   scratch.file("real/file", "old");
   fs::create_symlink("../real/file", scratch.directory("links") + "/one");
   fs::create_symlink("one", scratch.path("links/two"));
@@ -179,7 +179,7 @@ TEST_F(PosixFiles, ReplacesWhatALinkLeadsTo) {
   EXPECT_EQ(codeOf(files.replaceContents(scratch.path("loop"), "")), ELOOP);
 }
 
-TEST_F(PosixFiles, KeepsTheFormerContentsWhenReplacingFails) {
+TEST_F(PosixFilesTest, KeepsTheFormerContentsWhenReplacingFails) {
   const std::string volume = scratch.directory("volume");
   ASSERT_EQ(mount("tmpfs", volume.c_str(), "tmpfs", 0, "size=64k"), 0);
   const std::string path = scratch.file("volume/file", "former");
@@ -192,7 +192,7 @@ TEST_F(PosixFiles, KeepsTheFormerContentsWhenReplacingFails) {
   umount2(volume.c_str(), MNT_DETACH);
 }
 
-TEST_F(PosixFiles, ShowsReadersOnlyWholeContents) {
+TEST_F(PosixFilesTest, ShowsReadersOnlyWholeContents) {
   const std::string first(100'000, 'a');
   const std::string second(70'000, 'b');
   const std::string path = scratch.file("file", first);

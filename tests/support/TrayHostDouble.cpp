@@ -23,7 +23,7 @@ constexpr char kDescription[] = R"xml(<node><interface name="org.kde.StatusNotif
 <method name="RegisterStatusNotifierItem"><arg type="s" direction="in"/></method>
 <signal name="StatusNotifierHostRegistered"/><signal name="StatusNotifierHostUnregistered"/>
 </interface></node>)xml";
-constexpr std::uint64_t kPatience = 20'000'000;  // microseconds
+constexpr std::uint64_t kHostPatience = 20'000'000;  // microseconds
 constexpr auto kLimit = std::chrono::minutes(1);
 
 std::string textIn(sd_bus_message* message, char type) {
@@ -81,7 +81,7 @@ MenuLine lineIn(const BusValue& layout) {
 BusAnswer answerTo(sd_bus* bus, sd_bus_message* request) {
   sd_bus_error error = SD_BUS_ERROR_NULL;
   sd_bus_message* reply = nullptr;
-  sd_bus_call(bus, request, kPatience, &error, &reply);
+  sd_bus_call(bus, request, kHostPatience, &error, &reply);
   const BusMessage kept(reply);
   BusAnswer answer;
   if (reply != nullptr) answer.values = valuesIn(reply);

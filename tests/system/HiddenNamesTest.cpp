@@ -10,13 +10,13 @@ namespace {
 
 enum Rule : unsigned {
   kNone = 0,
-  kFolder = 1,       // excluded from folders with mode 0
-  kFolderMode1 = 2,  // and with mode 1
+  kListedFolder = 1,  // excluded from folders with mode 0
+  kFolderMode1 = 2,   // and with mode 1
   kVolume = 4,
   kStartup = 8,       // at the root of the start-up volume with mode 0
   kStartupMode1 = 16  // and with any other
 };
-constexpr unsigned kFolderAlways = kFolder | kFolderMode1;
+constexpr unsigned kFolderAlways = kListedFolder | kFolderMode1;
 constexpr unsigned kStartupAlways = kStartup | kStartupMode1;
 constexpr unsigned kVolumeRoot = kVolume | kStartupAlways;
 
@@ -24,7 +24,7 @@ constexpr unsigned kVolumeRoot = kVolume | kStartupAlways;
 const std::pair<unsigned, std::vector<std::string>> kTable[] = {
     {kFolderAlways | kVolumeRoot, {".file"}},
     {kFolderAlways, {".Trash", "File Transfer Folder\x03\r"}},
-    {kFolder, {".DS_Store", "Icon\r"}},
+    {kListedFolder, {".DS_Store", "Icon\r"}},
     {kVolumeRoot, {".vol", ".Trashes", ".HFS+ Private Directory Data\r"}},
     {kStartupAlways, {"dev", "mach", "Volumes"}},
     {kStartup, {"etc", "usr", "private"}},
@@ -36,7 +36,7 @@ void expectRules(const std::string& name, unsigned rules) {
   using Tools = QVFinderTools;
   const auto has = [rules](unsigned rule) { return (rules & rule) != 0; };
   for (const std::int64_t even : {0, 2}) {
-    EXPECT_EQ(Tools::isSystemFileNameInFolder(name, even), has(kFolder)) << name;
+    EXPECT_EQ(Tools::isSystemFileNameInFolder(name, even), has(kListedFolder)) << name;
     EXPECT_EQ(Tools::isSystemFileNameInFolder(name, even + 1), has(kFolderMode1)) << name;
   }
   EXPECT_EQ(Tools::isVolumeHiddenFilename(name), has(kVolume)) << name;

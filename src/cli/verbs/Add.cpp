@@ -19,13 +19,13 @@ namespace {
 
 using platform::FileKind;
 
-struct Options {
+struct AddOptions {
   std::string path;  // of a directory to put the disk over; empty for none
   DiskOptions disk;
 };
 
 // A path stands for the directory's name and the one above it, and keeps its contents.
-std::optional<Refusal> usePath(Options& options) {
+std::optional<Refusal> usePath(AddOptions& options) {
   DiskOptions& disk = options.disk;
   if (options.path.empty()) return std::nullopt;
   if (disk.name || disk.directory)
@@ -45,7 +45,7 @@ std::optional<Refusal> usePath(Options& options) {
   return std::nullopt;
 }
 
-std::optional<Refusal> configure(QVRamDisk& disk, const Options& options,
+std::optional<Refusal> configure(QVRamDisk& disk, const AddOptions& options,
                                  const std::vector<QVRamDiskPtr>& all) {
   settings::Change change;
   if (auto refusal = readOptions(options.disk, change)) return refusal;
@@ -59,7 +59,7 @@ std::string describe(const QVRamDisk& disk) {
          ", to be mounted at " + printable(settings::mountPathOf(disk));
 }
 
-int add(Context& context, Options& options) {
+int add(Context& context, AddOptions& options) {
   if (const auto problem = usePath(options)) return context.refuse(*problem);
   Registry registry;
   QVRamDiskPtr disk;
@@ -77,7 +77,7 @@ int add(Context& context, Options& options) {
 }  // namespace
 
 void add(CLI::App& app, Invocation& invocation) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<AddOptions>();
   auto* verb = app.add_subcommand("add", "Configure a new disk");
   verb->add_option("PATH", options->path,
                    "Existing directory to put the disk over: the disk takes its name, is filled "

@@ -11,7 +11,7 @@
 namespace cli::verbs {
 namespace {
 
-std::string result(const QVRamDisk& disk) {
+std::string cleanResult(const QVRamDisk& disk) {
   return fmt::format("emptied ({} % used)", settings::usedPercent(disk));
 }
 
@@ -29,7 +29,7 @@ std::optional<Refusal> fault(const QVRamDisk& disk) {
 void clean(CLI::App& app, Invocation& invocation) {
   action(app, invocation,
          {"clean", "Delete the contents of mounted disks", QVRamDiskActionCleanUpFiles,
-          QVRamDiskStatus_mounted, unlessMounted, result, "deleting the contents of", fault});
+          QVRamDiskStatus_mounted, unlessMounted, cleanResult, "deleting the contents of", fault});
 }
 
 }  // namespace cli::verbs

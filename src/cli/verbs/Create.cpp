@@ -6,7 +6,7 @@
 namespace cli::verbs {
 namespace {
 
-std::optional<Refusal> refusal(const QVRamDisk& disk, QVRamDiskStatus status) {
+std::optional<Refusal> createRefusal(const QVRamDisk& disk, QVRamDiskStatus status) {
   if (status == QVRamDiskStatus_mounted)
     return Refusal{kActionFailed,
                    nameOf(disk) + " is already mounted at " + disk.path().value_or(""),
@@ -22,7 +22,7 @@ std::optional<Refusal> refusal(const QVRamDisk& disk, QVRamDiskStatus status) {
 void create(CLI::App& app, Invocation& invocation) {
   action(app, invocation,
          {"create", "Create disks, fill and mount them", QVRamDiskActionCreate,
-          QVRamDiskStatus_mounted, refusal, mountedText});
+          QVRamDiskStatus_mounted, createRefusal, mountedText});
 }
 
 }  // namespace cli::verbs

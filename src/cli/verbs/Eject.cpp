@@ -10,7 +10,7 @@ bool savesContents(const QVRamDisk& disk) {
   return settings::isKeptInBase(disk) || disk.backupDirPath();
 }
 
-std::optional<Refusal> refusal(const QVRamDisk& disk, QVRamDiskStatus status) {
+std::optional<Refusal> ejectRefusal(const QVRamDisk& disk, QVRamDiskStatus status) {
   if (status == QVRamDiskStatus_mounted) return std::nullopt;
   if (status == QVRamDiskStatus_created && !savesContents(disk)) return std::nullopt;
   if (status == QVRamDiskStatus_created)
@@ -20,7 +20,7 @@ std::optional<Refusal> refusal(const QVRamDisk& disk, QVRamDiskStatus status) {
   return Refusal{kActionFailed, nameOf(disk) + " is not created", "there is nothing to eject"};
 }
 
-std::string result(const QVRamDisk&) { return "ejected"; }
+std::string ejectResult(const QVRamDisk&) { return "ejected"; }
 
 }  // namespace
 
@@ -29,8 +29,8 @@ void eject(CLI::App& app, Invocation& invocation) {
                   "Save what is to be kept and give the memory back",
                   QVRamDiskActionEject,
                   QVRamDiskStatus_notCreated,
-                  refusal,
-                  result};
+                  ejectRefusal,
+                  ejectResult};
   verb.unmounts = true;
   action(app, invocation, verb);
 }

@@ -44,7 +44,7 @@ void writeTable(std::ostream& out) {
   out << table.text();
 }
 
-void writeJson(std::ostream& out) {
+void writeKindsJson(std::ostream& out) {
   JsonWriter json(out);
   json.beginArray();
   for (const auto& kind : settings::kindChoices()) {
@@ -70,7 +70,7 @@ void kinds(CLI::App& app, Invocation& invocation) {
   verb->add_flag("--json", *asJson, "Write an array of objects");
   verb->callback([&invocation, asJson] {
     invocation.command = [asJson](Context& context) {
-      *asJson ? writeJson(context.streams.out) : writeTable(context.streams.out);
+      *asJson ? writeKindsJson(context.streams.out) : writeTable(context.streams.out);
       context.streams.out.flush();
       return static_cast<int>(kDone);
     };

@@ -9,12 +9,12 @@
 namespace cli::verbs {
 namespace {
 
-struct Options {
+struct ListOptions {
   bool json = false;
   bool names = false;
 };
 
-int list(Context& context, const Options& options) {
+int list(Context& context, const ListOptions& options) {
   int status = kDone;
   auto registry = openRegistry(context, status);
   if (!registry) return status;
@@ -36,7 +36,7 @@ int list(Context& context, const Options& options) {
 }  // namespace
 
 void list(CLI::App& app, Invocation& invocation) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ListOptions>();
   auto* verb = app.add_subcommand("list", "Show all disks");
   auto* json = verb->add_flag("--json", options->json, "Write an array of objects");
   verb->add_flag("--names", options->names, "Write the names only, one a line")->excludes(json);

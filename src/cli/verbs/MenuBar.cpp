@@ -8,7 +8,7 @@
 namespace cli::verbs {
 namespace {
 
-struct Options {
+struct MenuBarOptions {
   std::string state;  // "on", "off", or empty to ask
   bool atLogin = false;
   bool notAtLogin = false;
@@ -19,7 +19,7 @@ std::string describe(const QVRamDiskEntries& entries) {
          (entries.showInMenuBarAtLogin() ? "on" : "off");
 }
 
-int menuBar(Context& context, const Options& options) {
+int menuBar(Context& context, const MenuBarOptions& options) {
   int status = kDone;
   auto registry = openRegistry(context, status);
   if (!registry) return status;
@@ -37,7 +37,7 @@ int menuBar(Context& context, const Options& options) {
 }  // namespace
 
 void menuBar(CLI::App& app, Invocation& invocation) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<MenuBarOptions>();
   auto* verb = app.add_subcommand("menu-bar", "Show the disks in the menu bar, or tell whether");
   verb->add_option("STATE", options->state, "on or off")
       ->check(CLI::IsMember({"on", "off"}))

@@ -14,7 +14,7 @@ namespace {
 
 constexpr char kPictureProgram[] = "tarnvale-tray";
 
-struct Options {
+struct MenuTextOptions {
   std::string open;     // a disk, empty for none
   std::string picture;  // a file, empty for text
   bool dark = false;
@@ -28,7 +28,7 @@ std::string pictureProgram() {
                                             kPictureProgram);
 }
 
-QVFunctions::Arguments pictureArguments(const Options& options, const QVRamDiskPtr& disk) {
+QVFunctions::Arguments pictureArguments(const MenuTextOptions& options, const QVRamDiskPtr& disk) {
   QVFunctions::Arguments arguments = {"--picture", options.picture};
   if (options.dark) arguments.emplace_back("--dark");
   if (disk && disk->identifier())
@@ -37,7 +37,7 @@ QVFunctions::Arguments pictureArguments(const Options& options, const QVRamDiskP
 }
 
 // Its words and its status are the command's.
-int draw(Context& context, const Options& options, const QVRamDiskPtr& disk) {
+int draw(Context& context, const MenuTextOptions& options, const QVRamDiskPtr& disk) {
   const std::string program = pictureProgram();
   std::int64_t status = 0;
   std::optional<std::string> out;
@@ -57,7 +57,7 @@ menu::MenuPtr submenuOf(const menu::Menu& menu, const QVRamDiskPtr& disk) {
   return nullptr;
 }
 
-int print(Context& context, const Options& options, const QVRamDiskPtr& disk) {
+int print(Context& context, const MenuTextOptions& options, const QVRamDiskPtr& disk) {
   const auto controller = StatusMenuController::initForDisplay();
   auto& menu = *controller->statusMenu();
   menu.needsUpdate();
@@ -68,7 +68,7 @@ int print(Context& context, const Options& options, const QVRamDiskPtr& disk) {
   return kDone;
 }
 
-int menuText(Context& context, const Options& options) {
+int menuText(Context& context, const MenuTextOptions& options) {
   int status = kDone;
   const auto registry = openRegistry(context, status);
   if (!registry) return status;
@@ -83,7 +83,7 @@ int menuText(Context& context, const Options& options) {
 }  // namespace
 
 void menuText(CLI::App& app, Invocation& invocation) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<MenuTextOptions>();
   auto* verb = app.add_subcommand("menu", "Show what the menu-bar companion shows");
   verb->add_option("--open", options->open, "With what can be done to this disk")
       ->type_name("DISK");

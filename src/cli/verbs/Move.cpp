@@ -9,7 +9,7 @@
 namespace cli::verbs {
 namespace {
 
-struct Options {
+struct MoveOptions {
   std::string disk;
   std::int64_t position = 0;  // counted from 1
 };
@@ -27,7 +27,7 @@ std::optional<Refusal> moveTo(std::int64_t position, const QVRamDiskPtr& disk,
   return std::nullopt;
 }
 
-int move(Context& context, const Options& options) {
+int move(Context& context, const MoveOptions& options) {
   Registry registry;
   QVRamDiskPtr disk;
   const auto refused = registry.change(context, [&]() -> std::optional<Refusal> {
@@ -44,7 +44,7 @@ int move(Context& context, const Options& options) {
 }  // namespace
 
 void move(CLI::App& app, Invocation& invocation) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<MoveOptions>();
   auto* verb = app.add_subcommand("move", "Change the place of a disk in the list");
   verb->add_option("DISK", options->disk, "Disk, by name, identifier or the beginning of one")
       ->required()

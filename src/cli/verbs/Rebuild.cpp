@@ -3,7 +3,7 @@
 namespace cli::verbs {
 namespace {
 
-std::string result(const QVRamDisk& disk) { return "rebuilt, " + mountedText(disk); }
+std::string rebuildResult(const QVRamDisk& disk) { return "rebuilt, " + mountedText(disk); }
 
 }  // namespace
 
@@ -13,7 +13,7 @@ void rebuild(CLI::App& app, Invocation& invocation) {
                   QVRamDiskActionRebuild,
                   QVRamDiskStatus_mounted,
                   unlessMounted,
-                  result};
+                  rebuildResult};
   verb.unmounts = true;
   action(app, invocation, verb);
 }

@@ -11,7 +11,7 @@
 namespace cli::verbs {
 namespace {
 
-struct Options {
+struct RecoverOptions {
   std::vector<std::string> names;
   bool all = false;
   bool dryRun = false;
@@ -33,7 +33,7 @@ void writeFinding(JsonWriter& json, const RecoveryFinding& finding) {
   json.endObject();
 }
 
-void writeJson(JsonWriter& json, const DiskRecovery& recovery) {
+void writeRecovery(JsonWriter& json, const DiskRecovery& recovery) {
   const auto& failure = recovery.failure;
   json.beginObject();
   json.member("name", recovery.disk->name());
@@ -55,7 +55,7 @@ class Report {
 
   void add(const DiskRecovery& recovery) {
     foundAny_ = foundAny_ || !recovery.findings.empty();
-    asJson_ ? writeJson(json_, recovery) : writeText(context_, recovery);
+    asJson_ ? writeRecovery(json_, recovery) : writeText(context_, recovery);
     if (recovery.failure) status_ = combined(status_, context_.refuse(*recovery.failure));
   }
 
@@ -74,7 +74,7 @@ class Report {
   int status_ = kDone;
 };
 
-int recover(Context& context, const Options& options) {
+int recover(Context& context, const RecoverOptions& options) {
   if (options.names.empty() != options.all)
     return context.refuse(kWrongUsage,
                           options.all ? "--all goes without names" : "no disk is named",
@@ -100,7 +100,7 @@ int recover(Context& context, const Options& options) {
 }  // namespace
 
 void recover(CLI::App& app, Invocation& invocation) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<RecoverOptions>();
   auto* verb = app.add_subcommand("recover", "Put right what cut-off actions have left");
   verb->add_option("DISK", options->names, "Disks, by name, identifier or the beginning of one")
       ->type_name("");

@@ -16,7 +16,7 @@ std::optional<Refusal> erasure(const QVRamDisk& disk) {
                  "'tarnvale eject' gives its memory back"};
 }
 
-std::optional<Refusal> refusal(const QVRamDisk& disk, QVRamDiskStatus status) {
+std::optional<Refusal> remountRefusal(const QVRamDisk& disk, QVRamDiskStatus status) {
   if (status == QVRamDiskStatus_created) return erasure(disk);
   if (status == QVRamDiskStatus_mounted)
     return Refusal{kActionFailed,
@@ -30,7 +30,7 @@ std::optional<Refusal> refusal(const QVRamDisk& disk, QVRamDiskStatus status) {
 void remount(CLI::App& app, Invocation& invocation) {
   action(app, invocation,
          {"remount", "Mount disks that were only unmounted, with their contents",
-          QVRamDiskActionRemount, QVRamDiskStatus_mounted, refusal, mountedText});
+          QVRamDiskActionRemount, QVRamDiskStatus_mounted, remountRefusal, mountedText});
 }
 
 }  // namespace cli::verbs

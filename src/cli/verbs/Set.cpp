@@ -11,7 +11,7 @@
 namespace cli::verbs {
 namespace {
 
-struct Options {
+struct SetOptions {
   std::string disk;
   DiskOptions changes;
 };
@@ -33,7 +33,7 @@ std::optional<Refusal> change(QVRamDisk& disk, const DiskOptions& options,
   return problem ? refusalOf(*problem) : std::nullopt;
 }
 
-int set(Context& context, const Options& options) {
+int set(Context& context, const SetOptions& options) {
   Registry registry;
   QVRamDiskPtr disk;
   const auto refused = registry.change(context, [&]() -> std::optional<Refusal> {
@@ -51,7 +51,7 @@ int set(Context& context, const Options& options) {
 }  // namespace
 
 void set(CLI::App& app, Invocation& invocation) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<SetOptions>();
   auto* verb = app.add_subcommand("set", "Change the settings of a disk");
   verb->add_option("DISK", options->disk, "Disk, by name, identifier or the beginning of one")
       ->required()

@@ -8,7 +8,7 @@
 namespace cli::verbs {
 namespace {
 
-struct Options {
+struct ShowOptions {
   std::vector<std::string> names;
   bool all = false;
   bool json = false;
@@ -23,7 +23,7 @@ void writeFacts(std::ostream& out, const std::vector<QVRamDiskPtr>& disks,
   }
 }
 
-int show(Context& context, const Options& options) {
+int show(Context& context, const ShowOptions& options) {
   if (options.names.empty() != options.all)
     return context.refuse(kWrongUsage, "name the disks to show or give --all", {});
   int status = kDone;
@@ -45,7 +45,7 @@ int show(Context& context, const Options& options) {
 }  // namespace
 
 void show(CLI::App& app, Invocation& invocation) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ShowOptions>();
   auto* verb = app.add_subcommand("show", "Show all that is known of disks");
   verb->add_option("DISK", options->names, "Disks, by name, identifier or the beginning of one")
       ->type_name("");

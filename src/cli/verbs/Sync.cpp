@@ -5,14 +5,14 @@
 namespace cli::verbs {
 namespace {
 
-std::optional<Refusal> refusal(const QVRamDisk& disk, QVRamDiskStatus status) {
+std::optional<Refusal> syncRefusal(const QVRamDisk& disk, QVRamDiskStatus status) {
   if (!settings::isKeptInBase(disk))
     return Refusal{kActionFailed, nameOf(disk) + " is not kept in the directory that it replaces",
                    "'tarnvale set " + nameOf(disk) + " --backup base' keeps it there"};
   return unlessMounted(disk, status);
 }
 
-std::string result(const QVRamDisk& disk) {
+std::string syncResult(const QVRamDisk& disk) {
   return "saved to " + disk.savedBasePath().value_or("");
 }
 
@@ -21,7 +21,7 @@ std::string result(const QVRamDisk& disk) {
 void sync(CLI::App& app, Invocation& invocation) {
   action(app, invocation,
          {"sync", "Save the contents for the directory that the disk replaces",
-          QVRamDiskActionSyncWithBase, QVRamDiskStatus_mounted, refusal, result});
+          QVRamDiskActionSyncWithBase, QVRamDiskStatus_mounted, syncRefusal, syncResult});
 }
 
 }  // namespace cli::verbs

@@ -5,16 +5,17 @@
 namespace platform {
 namespace {
 
-struct Names {
+struct NamesOfOne {
   std::string_view bundleIdentifier;
   bool isByPackaging;
   std::vector<std::string> entries;
 };
 
-// Names with an underscore are those of snaps, names of several parts those of flatpaks and of some
-// distributions. The system utilities are the ones that desktops bring along, the most used first.
-const std::vector<Names>& table() {
-  static const std::vector<Names> names = {
+// NamesOfOne with an underscore are those of snaps, names of several parts those of flatpaks and of
+// some distributions. The system utilities are the ones that desktops bring along, the most used
+// first.
+const std::vector<NamesOfOne>& table() {
+  static const std::vector<NamesOfOne> names = {
       {"org.mozilla.firefox",
        true,
        {"firefox", "firefox-esr", "org.mozilla.firefox", "firefox_firefox"}},
@@ -38,7 +39,7 @@ const std::vector<Names>& table() {
 
 std::vector<std::string> identifiers() {
   std::vector<std::string> all;
-  for (const Names& names : table()) {
+  for (const NamesOfOne& names : table()) {
     all.emplace_back(names.bundleIdentifier);
     if (!names.isByPackaging) continue;
     for (const auto end : {kFlatpakEnd, kSnapEnd})
@@ -62,7 +63,7 @@ Packaging takePackaging(std::string_view& bundleIdentifier) {
 
 ApplicationNames applicationNames(std::string_view bundleIdentifier) {
   const Packaging packaging = takePackaging(bundleIdentifier);
-  for (const Names& names : table()) {
+  for (const NamesOfOne& names : table()) {
     if (names.bundleIdentifier != bundleIdentifier) continue;
     if (names.isByPackaging) return {names.entries, packaging};
     return packaging == Packaging::System ? ApplicationNames{names.entries} : ApplicationNames{};

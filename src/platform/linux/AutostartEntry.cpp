@@ -9,7 +9,7 @@
 namespace platform {
 namespace {
 
-constexpr std::string_view kGroup = "[Desktop Entry]";
+constexpr std::string_view kEntryGroup = "[Desktop Entry]";
 
 std::size_t endOfLine(std::string_view text, std::size_t start) {
   return std::min(text.find('\n', start), text.size());
@@ -24,7 +24,7 @@ std::string_view keyOf(std::string_view line) {
 }  // namespace
 
 AutostartEntry AutostartEntry::starting(const std::string& path) {
-  AutostartEntry entry(std::string(kGroup) + "\nType=Application\n");
+  AutostartEntry entry(std::string(kEntryGroup) + "\nType=Application\n");
   entry.set("Name", escapedValue(path.substr(path.rfind('/') + 1)));
   entry.start(path);
   return entry;
@@ -37,7 +37,7 @@ AutostartEntry::Range AutostartEntry::group() const {
     const auto line = std::string_view(text_).substr(at, endOfLine(text_, at) - at);
     if (!line.starts_with('[')) continue;
     if (inside) return {found.start, at};
-    inside = withoutBlanks(line) == kGroup;
+    inside = withoutBlanks(line) == kEntryGroup;
     if (inside) found.start = std::min(endOfLine(text_, at) + 1, text_.size());
   }
   return found;

@@ -54,10 +54,6 @@ std::optional<std::vector<std::string>> arguments(std::string_view line) {
   }
 }
 
-bool isEnvironmentTool(const std::string& program) {
-  return program == "env" || program == "/usr/bin/env" || program == "/bin/env";
-}
-
 bool isForEnvironmentTool(const std::string& argument) {
   return argument.starts_with('-') ||
          argument.substr(0, argument.find('/')).find('=') != argument.npos;

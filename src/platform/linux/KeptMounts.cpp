@@ -10,7 +10,7 @@
 namespace platform {
 namespace {
 
-constexpr char kTable[] = "/proc/self/mountinfo";
+constexpr char kMountTablePath[] = "/proc/self/mountinfo";
 constexpr std::string_view kPrivateMounts = "/run/tarnvale";
 constexpr std::string_view kLoopDevice = "/dev/loop";
 constexpr std::chrono::milliseconds kTrusted{20};
@@ -49,8 +49,8 @@ std::vector<Mount> publicMounts(std::string_view text) {
 Result<KeptMounts::Mounts> KeptMounts::read() const {
   const std::lock_guard lock(mutex_);
   if (isCurrent()) return mounts_;
-  if (!changes_) changes_ = FileDescriptor(open(kTable, O_RDONLY | O_CLOEXEC));
-  if (!changes_) return lastPosixError(kTable);
+  if (!changes_) changes_ = FileDescriptor(open(kMountTablePath, O_RDONLY | O_CLOEXEC));
+  if (!changes_) return lastPosixError(kMountTablePath);
   const auto text = readMountTable();
   if (!text) return text.error();
   mounts_ = std::make_shared<const std::vector<Mount>>(publicMounts(*text));

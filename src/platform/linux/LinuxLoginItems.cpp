@@ -16,10 +16,10 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kExtension[] = ".desktop";
-constexpr std::uintmax_t kMostBytes = 1U << 20U;
+constexpr std::uintmax_t kMostEntryBytes = 1U << 20U;
 constexpr int kMostNames = 100;
 
-bool isProgram(const std::string& path) {
+bool isLoginProgram(const std::string& path) {
   const PosixFiles files;
   return files.kind(path) == FileKind::Other && files.isExecutable(path);
 }
@@ -27,7 +27,7 @@ bool isProgram(const std::string& path) {
 // nullopt for what is no readable file of a sensible size; a pipe must not hold the caller up.
 std::optional<AutostartEntry> entryIn(const std::string& file) {
   std::error_code error;
-  if (!fs::is_regular_file(file, error) || fs::file_size(file, error) > kMostBytes)
+  if (!fs::is_regular_file(file, error) || fs::file_size(file, error) > kMostEntryBytes)
     return std::nullopt;
   auto text = readWholeFile(file);
   if (!text) return std::nullopt;
@@ -78,7 +78,7 @@ LoginItem LinuxLoginItems::itemOf(const AutostartEntry& entry, const std::string
   if (program.empty()) return {fs::path(file).stem(), file, std::nullopt, false};
   const auto tried = entry.value("TryExec");
   const bool isThere =
-      isProgram(program) && (!tried || isProgram(resolved(unescapedValue(*tried))));
+      isLoginProgram(program) && (!tried || isLoginProgram(resolved(unescapedValue(*tried))));
   return {fileName(program), file, program, !isThere};
 }
 
@@ -92,7 +92,7 @@ std::string LinuxLoginItems::resolved(const std::string& program) const {
   if (program.empty() || program.find('/') != program.npos) return program;
   for (const std::string& folder : folders_.executables) {
     std::string path = fs::path(folder) / program;
-    if (isProgram(path)) return path;
+    if (isLoginProgram(path)) return path;
   }
   return program;
 }

@@ -12,17 +12,17 @@ namespace platform {
 namespace {
 
 constexpr char kLogind[] = "org.freedesktop.login1";
-constexpr char kPath[] = "/org/freedesktop/login1";
+constexpr char kLogindPath[] = "/org/freedesktop/login1";
 constexpr char kManager[] = "org.freedesktop.login1.Manager";
 constexpr char kBus[] = "org.freedesktop.DBus";
 constexpr char kBusPath[] = "/org/freedesktop/DBus";
-constexpr std::int64_t kInfo = 2;
-constexpr std::chrono::milliseconds kSubscribing{1000};
+constexpr std::int64_t kLogindInfo = 2;
+constexpr std::chrono::milliseconds kLogindSubscribing{1000};
 constexpr std::chrono::milliseconds kHolding{4000};
 
 FileDescriptor inhibit(sd_bus* bus, const std::string& why) {
   sd_bus_message* made = nullptr;
-  if (sd_bus_call_method(bus, kLogind, kPath, kManager, "Inhibit", nullptr, &made, "ssss",
+  if (sd_bus_call_method(bus, kLogind, kLogindPath, kManager, "Inhibit", nullptr, &made, "ssss",
                          "shutdown:sleep", "Tarnvale-Helper", why.c_str(), "delay") < 0)
     return {};
   const BusMessage reply(made);
@@ -74,7 +74,7 @@ Bus& LogindSessionEnd::bus() {
 
 void LogindSessionEnd::observe(std::function<void()> announced) {
   observed_->announced = std::move(announced);
-  if (observed_->announced && !bus_) bus().performAndWait([](sd_bus*) {}, kSubscribing);
+  if (observed_->announced && !bus_) bus().performAndWait([](sd_bus*) {}, kLogindSubscribing);
 }
 
 bool LogindSessionEnd::hold(const std::string& why) {
@@ -106,7 +106,7 @@ bool LogindSessionEnd::isHeld() {
 
 void LogindSessionEnd::opened(sd_bus* bus) {
   for (const char* signal : {"PrepareForShutdown", "PrepareForSleep"})
-    listenTo(bus, {kLogind, kPath, kManager, signal, nullptr}, preparing_);
+    listenTo(bus, {kLogind, kLogindPath, kManager, signal, nullptr}, preparing_);
   listenTo(bus, {kBus, kBusPath, kBus, "NameOwnerChanged", kLogind}, owning_);
   owner_ = ownerOf(bus, kLogind);
   take(bus);
@@ -115,7 +115,7 @@ void LogindSessionEnd::opened(sd_bus* bus) {
 void LogindSessionEnd::closed(int code) {
   owner_.clear();
   const std::string text = "no system bus, shutdown and sleep are not announced";
-  log_->write(kInfo, "INFO SessionEnd: " + posixError(code, text).text);
+  log_->write(kLogindInfo, "INFO SessionEnd: " + posixError(code, text).text);
 }
 
 void LogindSessionEnd::prepares(sd_bus_message* message) {

@@ -13,7 +13,7 @@
 namespace platform {
 namespace {
 
-constexpr char kTable[] = "/proc/self/mountinfo";
+constexpr char kMountInfo[] = "/proc/self/mountinfo";
 constexpr std::size_t kUsualSize = 16U << 10U;  // bytes
 constexpr std::size_t kEscapeLength = 4;
 constexpr std::string_view kBackingName = "/memfd:tarnvale-disk";
@@ -58,15 +58,15 @@ std::vector<std::size_t> heights(const std::vector<MountLine>& lines) {
 
 // The kernel gives some lines at each call, however large the buffer.
 Result<std::string> readMountTable() {
-  const FileDescriptor file(open(kTable, O_RDONLY | O_CLOEXEC));
-  if (file.get() < 0) return lastPosixError(kTable);
+  const FileDescriptor file(open(kMountInfo, O_RDONLY | O_CLOEXEC));
+  if (file.get() < 0) return lastPosixError(kMountInfo);
   std::string text(kUsualSize, '\0');
   std::size_t length = 0;
   while (true) {
     if (length == text.size()) text.resize(2 * length);
     const ssize_t got = read(file.get(), text.data() + length, text.size() - length);
     if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return lastPosixError(kTable);
+    if (got < 0) return lastPosixError(kMountInfo);
     if (got == 0) break;
     length += static_cast<std::size_t>(got);
   }

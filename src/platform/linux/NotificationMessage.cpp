@@ -10,7 +10,7 @@ namespace {
 constexpr char kPath[] = "/com/tarnvale/Notifications";
 constexpr char kInterface[] = "com.tarnvale.Notifications";
 constexpr char kMember[] = "Posted";
-constexpr std::size_t kMostBytes = 64U << 10U;
+constexpr std::size_t kMostMessageBytes = 64U << 10U;
 
 std::size_t bytesOf(const Notification& notification) {
   std::size_t bytes = notification.name.size() + notification.object.size();
@@ -54,8 +54,8 @@ bool listenToNotifications(sd_bus* bus, const BusListener& listener) {
 }
 
 bool isCarriable(const Notification& notification) {
-  bool carriable = bytesOf(notification) <= kMostBytes && isCarriableText(notification.name) &&
-                   isCarriableText(notification.object);
+  bool carriable = bytesOf(notification) <= kMostMessageBytes &&
+                   isCarriableText(notification.name) && isCarriableText(notification.object);
   for (const auto& [key, value] : notification.userInfo)
     carriable = carriable && isCarriableText(key) && isCarriableText(value);
   return carriable;
@@ -76,7 +76,7 @@ std::optional<Notification> readNotification(sd_bus_message* message) {
   const char* object = nullptr;
   if (sd_bus_message_read(message, "ss", &name, &object) < 0) return std::nullopt;
   Notification notification{name, object, {}};
-  if (!readUserInfo(message, notification) || bytesOf(notification) > kMostBytes)
+  if (!readUserInfo(message, notification) || bytesOf(notification) > kMostMessageBytes)
     return std::nullopt;
   return notification;
 }

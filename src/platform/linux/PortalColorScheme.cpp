@@ -10,14 +10,14 @@ namespace platform {
 namespace {
 
 constexpr char kPortal[] = "org.freedesktop.portal.Desktop";
-constexpr char kPath[] = "/org/freedesktop/portal/desktop";
+constexpr char kPortalPath[] = "/org/freedesktop/portal/desktop";
 constexpr char kSettings[] = "org.freedesktop.portal.Settings";
 constexpr char kNamespace[] = "org.freedesktop.appearance";
 constexpr char kKey[] = "color-scheme";
 constexpr char kReadOne[] = "ReadOne";
 constexpr char kRead[] = "Read";  // of portals before version 2; its answer is wrapped twice
 constexpr std::uint32_t kDark = 1;
-constexpr std::chrono::milliseconds kAnswering{500};
+constexpr std::chrono::milliseconds kPortalAnswering{500};
 
 bool isVariant(sd_bus_message* message) {
   char type = 0;
@@ -55,7 +55,7 @@ bool PortalColorScheme::isDark() {
 
 void PortalColorScheme::awaitAnswer() {
   std::unique_lock lock(mutex_);
-  answering_.wait_for(lock, kAnswering, [this] { return isKnown_; });
+  answering_.wait_for(lock, kPortalAnswering, [this] { return isKnown_; });
 }
 
 void PortalColorScheme::know(bool isDark) {
@@ -66,7 +66,7 @@ void PortalColorScheme::know(bool isDark) {
 }
 
 void PortalColorScheme::opened(sd_bus* bus) {
-  listenTo(bus, {kPortal, kPath, kSettings, "SettingChanged", kNamespace}, changing_);
+  listenTo(bus, {kPortal, kPortalPath, kSettings, "SettingChanged", kNamespace}, changing_);
   listenTo(bus,
            {"org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
             "NameOwnerChanged", kPortal},
@@ -80,8 +80,8 @@ void PortalColorScheme::ask(sd_bus* bus, const char* method) {
     return 0;
   };
   asked_ = method;
-  if (sd_bus_call_method_async(bus, nullptr, kPortal, kPath, kSettings, method, answer, this, "ss",
-                               kNamespace, kKey) < 0)
+  if (sd_bus_call_method_async(bus, nullptr, kPortal, kPortalPath, kSettings, method, answer, this,
+                               "ss", kNamespace, kKey) < 0)
     know(isDark_);
 }
 

@@ -9,7 +9,6 @@
 namespace copier {
 namespace {
 
-constexpr std::string_view kClass = "TreeCopier";
 constexpr std::chrono::milliseconds kBetweenReports{50};
 
 }  // namespace
@@ -38,19 +37,19 @@ void CopyTally::addTakenOver(bool sameInode) {
 
 void CopyTally::addFailure(std::string_view verb, const std::string& entry, int code) {
   const std::string path = pathOf(entry);
-  QVLogError(kClass, "{}==-1 path:{} errno:{} ({})", verb, path, code, errnoText(code));
+  QVLogError("TreeCopier", "{}==-1 path:{} errno:{} ({})", verb, path, code, errnoText(code));
   if (code == ENOSPC || code == EDQUOT) full_ = true;
   countFailure(entry, {"POSIX", code, path + ": " + errnoText(code)}, true);
 }
 
 void CopyTally::addFailure(const std::string& entry, const platform::SystemError& error) {
   const std::string path = pathOf(entry);
-  QVLogError(kClass, "copyAttributes==NO path:{} error:{}", path, error.text);
+  QVLogError("TreeCopier", "copyAttributes==NO path:{} error:{}", path, error.text);
   countFailure(entry, {error.domain, error.code, path + ": " + error.text}, false);
 }
 
 void CopyTally::addSkipped(std::string_view what, const std::string& entry) {
-  QVLogWarning(kClass, "{} passed over, path:{}", what, pathOf(entry));
+  QVLogWarning("TreeCopier", "{} passed over, path:{}", what, pathOf(entry));
   ++skipped_;
 }
 

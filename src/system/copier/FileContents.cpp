@@ -12,9 +12,9 @@ namespace {
 constexpr std::size_t kBuffer = 256 << 10;
 constexpr off_t kLong = 32 << 10;   // from here on the kernel copies in less time than a buffer
 constexpr off_t kSlice = 16 << 20;  // copied inside the kernel between two reports of progress
-constexpr blkcnt_t kBlock = 512;    // what st_blocks counts in, everywhere
+constexpr blkcnt_t kCountedBlock = 512;  // what st_blocks counts in, everywhere
 
-bool hasHoles(const struct stat& facts) { return facts.st_blocks < facts.st_size / kBlock; }
+bool hasHoles(const struct stat& facts) { return facts.st_blocks < facts.st_size / kCountedBlock; }
 
 }  // namespace
 

@@ -12,11 +12,7 @@
 #include "system/copier/ItemAttributes.h"
 
 namespace copier {
-namespace {
-
-constexpr int kOpenFolder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-
-}  // namespace
+namespace {}  // namespace
 
 std::optional<Sides> ItemCopier::beginItem(const FolderPtr& root, SourceFolders::Opened opened,
                                            const std::string& to) {

@@ -13,8 +13,6 @@ namespace {
 // of macOS starts with.
 constexpr std::size_t kMostOpen = 32;
 constexpr std::size_t kAhead = 8;  // levels; other threads may be done with those below them sooner
-constexpr int kOpenFolder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-
 // The folder's sides by one name in the open folder of each.
 std::optional<Sides> openSides(const Folder& folder, const Sides& from, const char* name) {
   Sides sides;

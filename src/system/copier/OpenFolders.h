@@ -1,5 +1,7 @@
 #pragma once
 
+#include <fcntl.h>
+
 #include <cstdint>
 #include <mutex>
 #include <vector>
@@ -7,6 +9,8 @@
 #include "system/copier/Folder.h"
 
 namespace copier {
+
+inline constexpr int kOpenFolder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 // Keeps a walk's folders open, but only so many of them: those unused for longest are closed, and
 // opened anew when they are asked for, however deep they lie. The root stays open. Any thread.

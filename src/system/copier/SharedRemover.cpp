@@ -9,7 +9,7 @@
 namespace copier {
 namespace {
 
-constexpr std::size_t kFolder = 0;
+constexpr std::size_t kRemovedFolder = 0;
 constexpr std::size_t kOther = 1;
 
 }  // namespace
@@ -20,16 +20,16 @@ std::optional<Sides> SharedRemover::begin(const char* folder, const char* other)
 
 std::optional<Sides> SharedRemover::enter(const FolderPtr& folder, const Sides& above) {
   const char* name = folder->name.c_str();
-  return open(above[kFolder].get(), name, above[kOther].get(), name);
+  return open(above[kRemovedFolder].get(), name, above[kOther].get(), name);
 }
 
 // Where the other one has no such folder nothing can be shared.
 std::optional<Sides> SharedRemover::open(int folder, const char* folderName, int other,
                                          const char* otherName) const {
   Sides sides;
-  sides[kFolder] = Descriptor(system_.openFolder(folder, folderName));
+  sides[kRemovedFolder] = Descriptor(system_.openFolder(folder, folderName));
   sides[kOther] = Descriptor(system_.openFolder(other, otherName));
-  if (!sides[kFolder] || !sides[kOther]) return std::nullopt;
+  if (!sides[kRemovedFolder] || !sides[kOther]) return std::nullopt;
   return sides;
 }
 
@@ -37,19 +37,19 @@ void SharedRemover::visit(const FolderPtr& /*folder*/, const Sides& sides,
                           const NameList::Entry& entry, unsigned /*worker*/) {
   struct stat own {};
   struct stat others {};
-  if (fstatat(sides[kFolder].get(), entry.name, &own, AT_SYMLINK_NOFOLLOW) != 0 ||
+  if (fstatat(sides[kRemovedFolder].get(), entry.name, &own, AT_SYMLINK_NOFOLLOW) != 0 ||
       own.st_nlink < 2 ||
       fstatat(sides[kOther].get(), entry.name, &others, AT_SYMLINK_NOFOLLOW) != 0 ||
       own.st_dev != others.st_dev || own.st_ino != others.st_ino)
     return;
-  if (unlinkat(sides[kFolder].get(), entry.name, 0) == 0) ++removed_;
+  if (unlinkat(sides[kRemovedFolder].get(), entry.name, 0) == 0) ++removed_;
 }
 
 // One that holds something stays.
 void SharedRemover::leave(const FolderPtr& folder, const Sides& /*sides*/) {
   if (!folder->parent) return;
   if (const auto above = open_.acquire(folder->parent))
-    unlinkat((*above)[kFolder].get(), folder->name.c_str(), AT_REMOVEDIR);
+    unlinkat((*above)[kRemovedFolder].get(), folder->name.c_str(), AT_REMOVEDIR);
 }
 
 void SharedRemover::failed(const Folder& folder, const char* verb, int code) {

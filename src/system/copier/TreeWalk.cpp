@@ -210,4 +210,14 @@ void TreeWalk::finish() {
   wake_.notify_all();
 }
 
+unsigned threadsFor(unsigned asked) {
+  if (asked != 0) return asked;
+  return std::clamp(std::thread::hardware_concurrency(), 1U, kMostThreads);
+}
+
+std::string withoutSlashes(const std::string& path) {
+  const auto last = path.find_last_not_of('/');
+  return path.substr(0, last == std::string::npos ? 1 : last + 1);
+}
+
 }  // namespace copier

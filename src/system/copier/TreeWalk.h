@@ -112,4 +112,12 @@ class TreeWalk {
   std::atomic<std::size_t> offered_{0};  // batches
 };
 
+inline constexpr unsigned kMostThreads = 8;  // more only wait for one another
+
+// How many a walk takes: the number asked for, or one a processor for 0.
+unsigned threadsFor(unsigned asked);
+
+// A slash at the end would have a link followed. "/" stays.
+std::string withoutSlashes(const std::string& path);
+
 }  // namespace copier

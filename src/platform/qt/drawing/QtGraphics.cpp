@@ -9,7 +9,7 @@ namespace platform::qt {
 namespace {
 
 // A folder may hold files of any number of made-up extensions.
-constexpr std::size_t kMostKept = 512;
+constexpr std::size_t kMostIconsKept = 512;
 
 struct NamedIcon {
   std::string_view name;
@@ -37,7 +37,7 @@ ImagePtr QtGraphics::kept(const std::string& key, const Make& make) const {
   const auto found = kept_.find(key);
   if (found != kept_.end()) return found->second;
   ImagePtr image = make();
-  if (kept_.size() >= kMostKept) kept_.clear();
+  if (kept_.size() >= kMostIconsKept) kept_.clear();
   if (image) kept_.emplace(key, image);
   return image;
 }

@@ -13,7 +13,7 @@ namespace platform::qt {
 namespace {
 
 // Screens of different scales, and the sizes that one picture is shown in.
-constexpr std::size_t kMostKept = 4;
+constexpr std::size_t kMostRenderingsKept = 4;
 
 QImage readScaled(const std::string& path, QSize pixels) {
   QImage image = QImage(qtText(path)).convertToFormat(QImage::Format_ARGB32_Premultiplied);
@@ -45,7 +45,7 @@ QImage QtImage::at(double scale) const {
   const auto found = std::find_if(kept_.begin(), kept_.end(),
                                   [scale](const auto& kept) { return kept.first == scale; });
   if (found != kept_.end()) return found->second;
-  if (kept_.size() == kMostKept) kept_.erase(kept_.begin());
+  if (kept_.size() == kMostRenderingsKept) kept_.erase(kept_.begin());
   return kept_.emplace_back(scale, rendered(pixelsAt(scale), scale)).second;
 }
 

@@ -13,7 +13,7 @@
 namespace platform::qt {
 namespace {
 
-constexpr int kMargin = 16;
+constexpr int kPageMargin = 16;
 
 QPushButton* button(const std::string& text, const char* name, QWidget* parent) {
   auto* made = new QPushButton(qtText(text), parent);
@@ -48,8 +48,8 @@ QLabel* quietLabel(const char* name, QWidget* parent) {
 DisksPage::DisksPage(settings::Registry& registry, Told told, QWidget* parent)
     : QWidget(parent), registry_(registry), told_(std::move(told)) {
   auto* columns = new QHBoxLayout(this);
-  columns->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
-  columns->setSpacing(kMargin);
+  columns->setContentsMargins(kPageMargin, kPageMargin, kPageMargin, kPageMargin);
+  columns->setSpacing(kPageMargin);
   columns->addWidget(makeList());
   pages_ = new QStackedWidget(this);
   pages_->addWidget(makeDetails());
@@ -104,9 +104,9 @@ QWidget* DisksPage::makeDetails() {
   rows->setContentsMargins(0, 0, 0, 0);
   rows->addWidget(title_);
   rows->addWidget(state_);
-  rows->addSpacing(kMargin / 4);
+  rows->addSpacing(kPageMargin / 4);
   rows->addWidget(lockReason_);
-  rows->addSpacing(kMargin / 2);
+  rows->addSpacing(kPageMargin / 2);
   rows->addWidget(scroll, 1);
   rows->addWidget(makeButtons());
   return page;

@@ -8,9 +8,9 @@
 namespace platform::qt {
 namespace {
 
-constexpr char kInterface[] = "com.canonical.dbusmenu";
+constexpr char kMenuInterface[] = "com.canonical.dbusmenu";
 
-const char kIntrospection[] = R"xml(<interface name="com.canonical.dbusmenu">
+const char kMenuIntrospection[] = R"xml(<interface name="com.canonical.dbusmenu">
 <property name="Version" type="u" access="read"/>
 <property name="TextDirection" type="s" access="read"/>
 <property name="Status" type="s" access="read"/>
@@ -51,7 +51,7 @@ ExportedMenu::ExportedMenu(QDBusConnection bus, menu::MenuPtr menu)
 }
 
 QString ExportedMenu::introspect(const QString& /*path*/) const {
-  return QLatin1String(kIntrospection);
+  return QLatin1String(kMenuIntrospection);
 }
 
 const std::map<QString, ExportedMenu::Method>& ExportedMenu::methods() {
@@ -68,7 +68,7 @@ const std::map<QString, ExportedMenu::Method>& ExportedMenu::methods() {
 
 bool ExportedMenu::handleMessage(const QDBusMessage& message, const QDBusConnection& connection) {
   if (answersProperties(message, connection, ownProperties())) return true;
-  if (message.interface() != QLatin1String(kInterface)) return false;
+  if (message.interface() != QLatin1String(kMenuInterface)) return false;
   const QDBusMessage answer = reply(message);
   if (message.isReplyRequired()) connection.send(answer);
   return true;
@@ -164,7 +164,7 @@ void ExportedMenu::tellChanged(const ExportedItems::Changes& changes) {
 
 void ExportedMenu::tell(const QString& signal, const QVariantList& arguments) {
   auto message =
-      QDBusMessage::createSignal(QLatin1String(kPath), QLatin1String(kInterface), signal);
+      QDBusMessage::createSignal(QLatin1String(kPath), QLatin1String(kMenuInterface), signal);
   message.setArguments(arguments);
   bus_.send(message);
 }

@@ -13,7 +13,7 @@ namespace platform::qt {
 namespace {
 
 // A narrow box would break a path or a tool's words into many lines.
-constexpr char kStyle[] =
+constexpr char kAlertStyle[] =
     "QLabel#qt_msgbox_label { font-weight: bold; }"
     "QLabel#qt_msgbox_informativelabel { min-width: 360px; }";
 
@@ -23,7 +23,7 @@ class Box : public QMessageBox {
   Box(const Alert& alert, QWidget* parent) : QMessageBox(parent) {
     setWindowTitle(QApplication::applicationDisplayName());
     setTextFormat(Qt::PlainText);
-    setStyleSheet(QLatin1String(kStyle));
+    setStyleSheet(QLatin1String(kAlertStyle));
     setText(qtText(alert.title));
     setInformativeText(qtText(alert.text));
     for (const auto& text : alert.buttons)

@@ -12,7 +12,6 @@
 namespace platform::qt {
 namespace {
 
-constexpr std::string_view kClass = "QtStatusItem";
 constexpr double kPoints = 22;  // trays are squares
 constexpr double kPixels[] = {16, 22, 24, 32, 44, 48};
 
@@ -100,7 +99,7 @@ void QtStatusItem::showInXTray() {
 
 void QtStatusItem::showWindow() {
   if (!std::exchange(hasSaidSo_, true))
-    QVLogWarning(kClass, "This desktop has no tray; the menu is shown as a window");
+    QVLogWarning("QtStatusItem", "This desktop has no tray; the menu is shown as a window");
   window_ = std::make_unique<MenuWindow>(menu_);
   window_->showIcon(icon());
   window_->setAttribute(Qt::WA_ShowWithoutActivating);
