@@ -6,6 +6,7 @@
 #include "disktools/FsContext.h"
 #include "disktools/LoopDevice.h"
 #include "disktools/Volume.h"
+#include "leaf/DeviceNames.h"
 
 namespace disktools {
 
@@ -14,7 +15,7 @@ namespace {
 // The name is what /sys/block/loopK/loop/backing_file shows, the only way from a block device in
 // the mount table back to ours.
 Result<Descriptor> makeMemoryFile(const Record& record, const std::string& purpose) {
-  Descriptor file(memfd_create(("tarnvale-" + record.name()).c_str(), MFD_CLOEXEC));
+  Descriptor file(memfd_create(backingFileName(record.number).c_str(), MFD_CLOEXEC));
   if (!file || ftruncate(file.get(), static_cast<off_t>(record.bytes())) != 0)
     return systemProblem(purpose);
   return file;

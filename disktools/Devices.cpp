@@ -10,7 +10,7 @@ namespace disktools {
 namespace {
 
 // Where several mounts cover one another at the path, the last one is the visible one.
-std::optional<MountEntry> homeOf(const Record& record, const MountTable& table) {
+std::optional<MountEntry> homeOf(const Record& record, const std::vector<MountEntry>& table) {
   const std::string path = State::home(record);
   std::optional<MountEntry> home;
   for (const MountEntry& entry : table)
@@ -18,7 +18,8 @@ std::optional<MountEntry> homeOf(const Record& record, const MountTable& table) 
   return home;
 }
 
-Device deviceOf(const Record& record, const MountEntry& home, const MountTable& table) {
+Device deviceOf(const Record& record, const MountEntry& home,
+                const std::vector<MountEntry>& table) {
   Device device{record, home, {}};
   for (const MountEntry& entry : table)
     if (entry.device == home.device && entry.path != home.path) device.mounts.push_back(entry);
@@ -28,7 +29,7 @@ Device deviceOf(const Record& record, const MountEntry& home, const MountTable& 
 }  // namespace
 
 Result<std::vector<Device>> liveDevices(const State& state) {
-  auto table = readMountTable();
+  auto table = readMounts();
   if (!table) return table.problem();
   std::vector<Device> devices;
   for (const unsigned number : state.numbers()) {

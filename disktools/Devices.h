@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "disktools/Caller.h"
-#include "disktools/MountTable.h"
+#include "disktools/Mounts.h"
 #include "disktools/Record.h"
 #include "disktools/State.h"
 
@@ -13,8 +13,8 @@ namespace disktools {
 
 struct Device {
   Record record;
-  MountEntry home;    // the private mount
-  MountTable mounts;  // where it is mounted for its user, oldest first
+  MountEntry home;                 // the private mount
+  std::vector<MountEntry> mounts;  // where it is mounted for its user, oldest first
 };
 
 // Every device, by number. Records and directories whose private mount is gone are cleared away.

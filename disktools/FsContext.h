@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string>
 
-#include "disktools/Descriptor.h"
 #include "disktools/Result.h"
+#include "leaf/Descriptor.h"
 
 namespace disktools {
 

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "disktools/Descriptor.h"
 #include "disktools/Result.h"
+#include "leaf/Descriptor.h"
 
 namespace disktools {
 

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "disktools/Caller.h"
-#include "disktools/Descriptor.h"
 #include "disktools/Result.h"
+#include "leaf/Descriptor.h"
 
 namespace disktools {
 

@@ -5,10 +5,10 @@
 #include <span>
 #include <string>
 
-#include "disktools/Descriptor.h"
 #include "disktools/Devices.h"
 #include "disktools/Result.h"
 #include "disktools/Target.h"
+#include "leaf/Descriptor.h"
 
 namespace disktools {
 

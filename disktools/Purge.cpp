@@ -3,8 +3,8 @@
 
 #include <cerrno>
 
-#include "disktools/Descriptor.h"
 #include "disktools/Verbs.h"
+#include "leaf/Descriptor.h"
 
 namespace disktools {
 

@@ -10,6 +10,8 @@
 #include <filesystem>
 #include <set>
 
+#include "leaf/DeviceNames.h"
+
 namespace disktools {
 
 namespace {
@@ -25,9 +27,9 @@ bool isTrusted(int directory) {
 }
 
 Result<Descriptor> openStateDirectory() {
-  if (mkdir(kStateDirectory, kStateMode) != 0 && errno != EEXIST)
+  if (mkdir(kDeviceFolder, kStateMode) != 0 && errno != EEXIST)
     return systemProblem("cannot make /run/tarnvale");
-  Descriptor directory(open(kStateDirectory, O_RDONLY | kDirectory));
+  Descriptor directory(open(kDeviceFolder, O_RDONLY | kDirectory));
   if (!directory) return systemProblem("cannot open /run/tarnvale");
   if (!isTrusted(directory.get()))
     return Problem{"/run/tarnvale is writable for others than root", 0, "remove it and try again"};
@@ -72,13 +74,13 @@ Result<State> State::open() {
 }
 
 std::string State::home(const Record& record) {
-  return std::string(kStateDirectory) + "/" + record.name();
+  return std::string(kDeviceFolder) + "/" + record.name();
 }
 
 std::vector<unsigned> State::numbers() const {
   std::set<unsigned> found;
   std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(kStateDirectory, error)) {
+  for (const auto& entry : std::filesystem::directory_iterator(kDeviceFolder, error)) {
     const auto number =
         deviceNumber("/dev/" + entry.path().filename().replace_extension().string());
     if (number) found.insert(*number);

@@ -4,13 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "disktools/Descriptor.h"
 #include "disktools/Record.h"
 #include "disktools/Result.h"
+#include "leaf/Descriptor.h"
 
 namespace disktools {
-
-inline constexpr const char* kStateDirectory = "/run/tarnvale";
 
 // Open, it holds the lock under which every verb runs, one at a time over all processes. The
 // directory belongs to root and nobody else may write there, so its contents can be believed.

@@ -13,7 +13,7 @@
 #include <cerrno>
 #include <optional>
 
-#include "disktools/State.h"
+#include "leaf/DeviceNames.h"
 
 namespace disktools {
 
@@ -80,8 +80,8 @@ Result<Descriptor> openAsCaller(const Caller& caller, const std::string& path) {
 }
 
 // The mount that holds `name` below the directory, its root when something is mounted there.
-std::optional<MountEntry> mountOf(const MountTable& table, int directory, const std::string& name,
-                                  bool& isRoot) {
+std::optional<MountEntry> mountOf(const std::vector<MountEntry>& table, int directory,
+                                  const std::string& name, bool& isRoot) {
   struct statx info {};
   const int flags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | AT_EMPTY_PATH;
   if (statx(directory, name.c_str(), flags, STATX_MNT_ID, &info) != 0) return std::nullopt;
@@ -91,10 +91,6 @@ std::optional<MountEntry> mountOf(const MountTable& table, int directory, const 
   return std::nullopt;
 }
 
-bool isPrivate(const MountEntry& entry) {
-  return entry.path.starts_with(std::string(kStateDirectory) + "/");
-}
-
 Failure checkTarget(const Caller& caller, int directory, const std::string& path) {
   struct stat info {};
   if (fstat(directory, &info) != 0) return systemProblem("cannot open " + path);
@@ -102,11 +98,12 @@ Failure checkTarget(const Caller& caller, int directory, const std::string& path
     return Problem{path + " belongs to another user", EPERM, "mount over a directory of yours"};
   if (!caller.isRoot() && !isOrdinary(directory))
     return Problem{path + " lies on a file system that takes no mounts", EPERM, {}};
-  auto table = readMountTable();
+  auto table = readMounts();
   if (!table) return table.problem();
   bool isRoot = false;
   const auto entry = mountOf(*table, directory, "", isRoot);
-  if (!entry || isPrivate(*entry)) return Problem{path + " cannot be mounted over", EPERM, {}};
+  if (!entry || liesInDeviceFolder(entry->path))
+    return Problem{path + " cannot be mounted over", EPERM, {}};
   return std::nullopt;
 }
 
@@ -143,11 +140,11 @@ Result<MountPoint> pinMountPoint(const Caller& caller, const std::string& path) 
   if (!parts) return Problem{path + " is not a mount point of ours", 0, {}};
   auto parent = openAsCaller(caller, parts->parent);
   if (!parent) return parent.problem();
-  auto table = readMountTable();
+  auto table = readMounts();
   if (!table) return table.problem();
   bool isRoot = false;
   auto entry = mountOf(*table, parent->get(), parts->name, isRoot);
-  if (!entry || !isRoot || isPrivate(*entry))
+  if (!entry || !isRoot || liesInDeviceFolder(entry->path))
     return Problem{"no device is mounted at " + path, EINVAL, "hdiutil info lists your devices"};
   return MountPoint{std::move(*parent), parts->name, std::move(*entry)};
 }

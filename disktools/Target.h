@@ -6,9 +6,9 @@
 #include <string>
 
 #include "disktools/Caller.h"
-#include "disktools/Descriptor.h"
-#include "disktools/MountTable.h"
+#include "disktools/Mounts.h"
 #include "disktools/Result.h"
+#include "leaf/Descriptor.h"
 
 namespace disktools {
 

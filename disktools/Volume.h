@@ -1,11 +1,11 @@
 #pragma once
 // Making the file system that is a device's contents.
 
-#include "disktools/Descriptor.h"
 #include "disktools/Devices.h"
 #include "disktools/Record.h"
 #include "disktools/Result.h"
 #include "disktools/State.h"
+#include "leaf/Descriptor.h"
 
 namespace disktools {
 

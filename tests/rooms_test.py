@@ -2,21 +2,22 @@
 """Holds every #include of the project against the order of the rooms.
 
 A room includes itself and the rooms above it in the list; ports may include every room above them
-but no other port than their own platform's. Toolkit headers stay under their port.
+but no other port than their own platform's. Toolkit headers stay under their port. The privileged
+disk tools include only themselves and the leaf.
 """
 import pathlib
 import re
 import sys
 
 TOP = pathlib.Path(__file__).resolve().parent.parent
-ROOMS = ["platform", "core", "extensions", "system", "device", "kinds", "ramdisk", "menu", "app",
+ROOMS = ["leaf", "platform", "core", "extensions", "system", "device", "kinds", "ramdisk", "menu", "app",
          "settings", "cli"]
 # A port, and the rooms and ports that it may include besides itself.
 PORTS = {
-    "platform/posix": ["platform", "core", "extensions"],
-    "platform/linux": ["platform", "core", "extensions", "platform/posix"],
+    "platform/posix": ["leaf", "platform", "core", "extensions"],
+    "platform/linux": ["leaf", "platform", "core", "extensions", "platform/posix"],
     "platform/qt": ROOMS + ["platform/posix"],
-    "platform/mac": ["platform", "core", "extensions", "platform/posix"],
+    "platform/mac": ["leaf", "platform", "core", "extensions", "platform/posix"],
 }
 # Rooms that know nothing of each other although one stands above the other.
 STRANGERS = {("kinds", "device"), ("settings", "menu"), ("settings", "app")}
@@ -57,9 +58,22 @@ def faults(path):
             yield f"{where}: a platform #if outside the ports"
 
 
+def disktool_faults(path):
+    for number, line in enumerate(path.read_text().splitlines(), 1):
+        own = re.match(r'\s*#\s*include\s+"([^"]+)"', line)
+        if own and not own[1].startswith(("disktools/", "leaf/")):
+            yield f"{path.relative_to(TOP)}:{number}: the disk tools must not include {own[1]}"
+
+
+def sources_of(folder):
+    return sorted(p for p in (TOP / folder).rglob("*") if p.suffix in {".h", ".cpp", ".mm"})
+
+
 def main():
-    sources = [p for p in (TOP / "src").rglob("*") if p.suffix in {".h", ".cpp", ".mm"}]
-    found = [fault for path in sorted(sources) for fault in faults(path)]
+    sources, tools = sources_of("src"), sources_of("disktools")
+    found = [fault for path in sources for fault in faults(path)]
+    found += [fault for path in tools for fault in disktool_faults(path)]
+    sources += tools
     print("\n".join(found) or f"{len(sources)} files include only what their rooms may")
     return 1 if found else 0
 

@@ -8,7 +8,7 @@
 
 #include <filesystem>
 
-#include "disktools/MountTable.h"
+#include "leaf/MountTable.h"
 #include "tests/disktools/Bench.h"
 
 namespace fs = std::filesystem;
@@ -192,10 +192,11 @@ TEST_P(Contract, IndexingIsAcceptedForVolumesOnly) {
 
 TEST_P(Contract, TheMountTableLeadsBackToTheNode) {
   disk();
-  disktools::MountTable table = *disktools::readMountTable();
-  std::erase_if(table, [](const auto& entry) { return entry.path != "/run/tarnvale/disk4"; });
+  const auto text = readMountTable();
+  auto table = parseMountTable(*text);
+  std::erase_if(table, [](const auto& line) { return line.mountedOn != "/run/tarnvale/disk4"; });
   ASSERT_EQ(table.size(), 1U);
-  const std::string source = table[0].source;
+  const std::string source(table[0].source);
   if (std::string(GetParam()) == "tmpfs") {
     EXPECT_EQ(source, "/dev/disk4");
     return;

@@ -8,14 +8,12 @@
 #include <filesystem>
 #include <set>
 
-#include "disktools/Descriptor.h"
-#include "disktools/MountTable.h"
 #include "disktools/PropertyList.h"
 #include "disktools/Record.h"
+#include "leaf/Descriptor.h"
 #include "tests/disktools/Bench.h"
 
 namespace fs = std::filesystem;
-using disktools::Descriptor;
 
 namespace {
 
@@ -168,23 +166,6 @@ TEST(Record, OnlyWhatCanBeTrueIsRead) {
     text.replace(text.find(part), part.size(), fault);
     EXPECT_FALSE(disktools::parseRecord(text)) << fault;
   }
-}
-
-TEST(MountTable, LinesAreReadAndBrokenOnesLeftOut) {
-  const auto table = disktools::parseMountTable(
-      "36 35 98:0 /mnt1 /mnt\\0402 rw,noatime master:1 shared:2 - ext3 /dev/root rw\n"
-      "37 35 0:5 / /a\\134b\\09 rw - tmpfs /dev/disk4 rw\n"
-      "broken\n"
-      "38 35 0:6 / /b rw - tmpfs\n"
-      "x 35 0:6 / /b rw - tmpfs none rw");
-  ASSERT_EQ(table.size(), 2U);
-  EXPECT_EQ(table[0].path, "/mnt 2");
-  EXPECT_EQ(table[0].root, "/mnt1");
-  EXPECT_EQ(table[0].type, "ext3");
-  EXPECT_EQ(table[1].id, 37U);
-  EXPECT_EQ(table[1].device, "0:5");
-  EXPECT_EQ(table[1].path, "/a\\b\\09");
-  EXPECT_EQ(table[1].source, "/dev/disk4");
 }
 
 TEST(PropertyList, TextIsMadeValid) {

@@ -3,7 +3,8 @@
 #include <fcntl.h>
 #include <poll.h>
 
-#include "platform/linux/MountTable.h"
+#include "leaf/DeviceNames.h"
+#include "leaf/MountTable.h"
 #include "platform/posix/FileContents.h"
 #include "platform/posix/PosixError.h"
 
@@ -11,14 +12,8 @@ namespace platform {
 namespace {
 
 constexpr char kMountTablePath[] = "/proc/self/mountinfo";
-constexpr std::string_view kPrivateMounts = "/run/tarnvale";
 constexpr std::string_view kLoopDevice = "/dev/loop";
 constexpr std::chrono::milliseconds kTrusted{20};
-
-bool isPrivate(std::string_view path) {
-  return path.starts_with(kPrivateMounts) &&
-         (path.size() == kPrivateMounts.size() || path[kPrivateMounts.size()] == '/');
-}
 
 std::optional<std::string> nodeBehindLoop(std::string_view source) {
   const auto name = source.substr(std::string_view("/dev/").size());
@@ -36,8 +31,8 @@ std::string shownSource(const MountLine& line) {
 
 std::vector<Mount> publicMounts(std::string_view text) {
   std::vector<Mount> mounts;
-  for (const MountLine& line : parseMountTable(text)) {
-    if (isPrivate(line.mountedOn)) continue;
+  for (const MountLine& line : visibleFirst(parseMountTable(text))) {
+    if (liesInDeviceFolder(line.mountedOn)) continue;
     mounts.push_back(
         {std::string(line.type), shownSource(line), withoutMountEscapes(line.mountedOn)});
   }
@@ -52,7 +47,7 @@ Result<KeptMounts::Mounts> KeptMounts::read() const {
   if (!changes_) changes_ = FileDescriptor(open(kMountTablePath, O_RDONLY | O_CLOEXEC));
   if (!changes_) return lastPosixError(kMountTablePath);
   const auto text = readMountTable();
-  if (!text) return text.error();
+  if (!text) return lastPosixError(kMountTablePath);
   mounts_ = std::make_shared<const std::vector<Mount>>(publicMounts(*text));
   readAt_ = Clock::now();
   return mounts_;

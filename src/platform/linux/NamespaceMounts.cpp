@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "platform/linux/MountTable.h"
+#include "leaf/MountTable.h"
 
 namespace platform {
 namespace {

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <array>
 
-#include "platform/linux/MountTable.h"
+#include "leaf/MountTable.h"
 #include "platform/posix/PosixError.h"
 
 namespace platform {
@@ -55,7 +55,7 @@ Result<bool> isRemoteFileSystem(const std::string& path) {
   struct stat item {};
   if (stat(path.c_str(), &item) != 0) return lastPosixError(path);
   const auto table = readMountTable();
-  if (!table) return table.error();
+  if (!table) return lastPosixError("/proc/self/mountinfo");
   return isRemoteType(magic, typeOfDevice(item.st_dev, *table));
 }
 

@@ -1,22 +1,19 @@
-#include "platform/linux/MountTable.h"
+#include "leaf/MountTable.h"
 
 #include <fcntl.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <numeric>
 #include <unordered_map>
 
-#include "platform/posix/FileDescriptor.h"
-#include "platform/posix/PosixError.h"
+#include "leaf/Descriptor.h"
 
-namespace platform {
 namespace {
 
-constexpr char kMountInfo[] = "/proc/self/mountinfo";
 constexpr std::size_t kUsualSize = 16U << 10U;  // bytes
 constexpr std::size_t kEscapeLength = 4;
-constexpr std::string_view kBackingName = "/memfd:tarnvale-disk";
 
 std::string_view takeUntil(std::string_view& text, char separator) {
   const auto part = text.substr(0, text.find(separator));
@@ -38,6 +35,26 @@ bool isEscape(std::string_view text) {
          isOctal(text[3]);
 }
 
+// Six fields, a varying number of optional ones, a lone dash, the type, the source, the options.
+std::optional<MountLine> parseMountLine(std::string_view line) {
+  MountLine found;
+  const auto identifier = number(takeUntil(line, ' '));
+  const auto parent = number(takeUntil(line, ' '));
+  if (!identifier || !parent) return std::nullopt;
+  found.identifier = *identifier;
+  found.parent = *parent;
+  found.device = takeUntil(line, ' ');
+  found.root = takeUntil(line, ' ');
+  found.mountedOn = takeUntil(line, ' ');
+  takeUntil(line, ' ');  // the mount's own options
+  while (!line.empty() && takeUntil(line, ' ') != "-") {
+  }
+  found.type = takeUntil(line, ' ');
+  if (!found.mountedOn.starts_with('/') || found.type.empty()) return std::nullopt;
+  found.source = takeUntil(line, ' ');  // may be nothing at all
+  return found;
+}
+
 // How many other mounts each covers at its own path.
 std::vector<std::size_t> heights(const std::vector<MountLine>& lines) {
   std::unordered_map<std::uint64_t, std::size_t> places;
@@ -57,16 +74,16 @@ std::vector<std::size_t> heights(const std::vector<MountLine>& lines) {
 }  // namespace
 
 // The kernel gives some lines at each call, however large the buffer.
-Result<std::string> readMountTable() {
-  const FileDescriptor file(open(kMountInfo, O_RDONLY | O_CLOEXEC));
-  if (file.get() < 0) return lastPosixError(kMountInfo);
+std::optional<std::string> readMountTable() {
+  const Descriptor file(open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC));
+  if (!file) return std::nullopt;
   std::string text(kUsualSize, '\0');
   std::size_t length = 0;
   while (true) {
     if (length == text.size()) text.resize(2 * length);
     const ssize_t got = read(file.get(), text.data() + length, text.size() - length);
     if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return lastPosixError(kMountInfo);
+    if (got < 0) return std::nullopt;
     if (got == 0) break;
     length += static_cast<std::size_t>(got);
   }
@@ -74,37 +91,21 @@ Result<std::string> readMountTable() {
   return text;
 }
 
-// Six fields, a varying number of optional ones, a lone dash, the type, the source, the options.
-std::optional<MountLine> parseMountLine(std::string_view line) {
-  MountLine found;
-  const auto identifier = number(takeUntil(line, ' '));
-  const auto parent = number(takeUntil(line, ' '));
-  if (!identifier || !parent) return std::nullopt;
-  found.identifier = *identifier;
-  found.parent = *parent;
-  found.device = takeUntil(line, ' ');
-  takeUntil(line, ' ');  // the directory of the file system that is shown
-  found.mountedOn = takeUntil(line, ' ');
-  takeUntil(line, ' ');  // the mount's own options
-  while (!line.empty() && takeUntil(line, ' ') != "-") {
-  }
-  found.type = takeUntil(line, ' ');
-  if (!found.mountedOn.starts_with('/') || found.type.empty()) return std::nullopt;
-  found.source = takeUntil(line, ' ');  // may be nothing at all
-  return found;
-}
-
-// A mount that was made detached and put in place later stands before one that it covers, so that
-// the order of the table alone does not tell which is seen.
 std::vector<MountLine> parseMountTable(std::string_view text) {
   std::vector<MountLine> lines;
   while (!text.empty()) {
     if (auto line = parseMountLine(takeUntil(text, '\n'))) lines.push_back(*line);
   }
+  return lines;
+}
+
+// A mount that was made detached and put in place later stands before one that it covers, so that
+// the order of the table alone does not tell which is seen.
+std::vector<MountLine> visibleFirst(std::vector<MountLine> lines) {
   std::reverse(lines.begin(), lines.end());
   const auto height = heights(lines);
   std::vector<std::size_t> order(lines.size());
-  for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
+  std::iota(order.begin(), order.end(), 0U);
   std::stable_sort(order.begin(), order.end(),
                    [&](std::size_t a, std::size_t b) { return height[a] > height[b]; });
   std::vector<MountLine> sorted;
@@ -125,13 +126,3 @@ std::string withoutMountEscapes(std::string_view field) {
   }
   return plain;
 }
-
-std::optional<std::string> nodeOfBackingFile(std::string_view name) {
-  if (!name.starts_with(kBackingName)) return std::nullopt;
-  name.remove_prefix(kBackingName.size());
-  const std::string_view digits = takeUntil(name, ' ');
-  if (!number(digits) || !name.starts_with("(deleted)")) return std::nullopt;
-  return "/dev/disk" + std::string(digits);
-}
-
-}  // namespace platform
