@@ -35,8 +35,8 @@ void becomeTray(char** argv) {
   QVLogError("main", "{} cannot be run, there is no menu", tray);
 }
 
-app::MenuFactory menuFactory(char** argv) {
-  return [argv]() -> std::shared_ptr<app::Menu> {
+AppDelegate::MenuFactory menuFactory(char** argv) {
+  return [argv]() -> std::shared_ptr<StatusMenuController> {
     if (hasDisplay()) becomeTray(argv);
     return nullptr;
   };

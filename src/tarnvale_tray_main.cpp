@@ -6,7 +6,6 @@
 #include <QApplication>
 #include <vector>
 
-#include "app/StatusMenu.h"
 #include "menu/StatusMenuController.h"
 #include "platform/linux/ApplicationIcons.h"
 #include "platform/linux/OwnPrograms.h"
@@ -85,7 +84,8 @@ void runWithMenu(const app::HelperOptions& options) {
       std::make_shared<platform::qt::QtStatusBar>(platform::qt::trayOptionsOfSession(), [&running] {
         if (const auto delegate = running.lock()) delegate->terminate();
       });
-  const auto delegate = std::make_shared<AppDelegate>(options, app::statusMenuFactory(bar));
+  const auto delegate =
+      std::make_shared<AppDelegate>(options, [bar] { return StatusMenuController::init(bar); });
   running = delegate;
   helper::run(delegate);
 }

@@ -7,17 +7,19 @@
 #include "system/DetachedThread.h"
 #include "system/QVRamDiskUtils.h"
 
-using app::SessionSave;
+using app::kBusyPasses;
+using app::kMostPasses;
+using app::kPass;
 using platform::services;
 
 namespace {
 
 // The time that a helper has to end: for its action and for its last save.
-constexpr int kOthersPasses = SessionSave::kBusyPasses + SessionSave::kMostPasses;
+constexpr int kOthersPasses = kBusyPasses + kMostPasses;
 
 }  // namespace
 
-AppDelegate::AppDelegate(const app::HelperOptions& options, app::MenuFactory menuFactory)
+AppDelegate::AppDelegate(const app::HelperOptions& options, MenuFactory menuFactory)
     : options_(options),
       menuFactory_(std::move(menuFactory)),
       keeper_([this] { return isRecovering(); }) {}
@@ -80,7 +82,7 @@ void AppDelegate::recover(QVRamDiskEntries& entries, const QVRamDiskPtr& disk) {
 std::optional<ActionLock> AppDelegate::lockOf(const QVRamDisk& disk) const {
   const int passes = disk.createAtLogin() ? kOthersPasses : 0;
   for (int pass = 0; !stopRecovery_ && pass <= passes; ++pass) {
-    if (pass > 0) services().mainLoop->sleep(SessionSave::kPass);
+    if (pass > 0) services().mainLoop->sleep(kPass);
     if (auto lock = ActionLock::takeIfFree(disk.identifier())) return lock;
     if (pass == 0 || pass == kOthersPasses)
       QVLogWarning("AppDelegate", "{}: another program is working on it", QVText(disk.name()));
@@ -139,8 +141,8 @@ bool AppDelegate::applicationShouldTerminate() {
 // No further disk is begun. The list is saved here, because the loop that would do it stops.
 void AppDelegate::waitForRecovery() {
   if (!ramDiskEntries_ || options_.fromApp) return;
-  for (int pass = 0; isRecovering() && pass < SessionSave::kBusyPasses; ++pass)
-    services().mainLoop->sleep(SessionSave::kPass);
+  for (int pass = 0; isRecovering() && pass < kBusyPasses; ++pass)
+    services().mainLoop->sleep(kPass);
   saveStartUpRegistry();
   if (isRecovering()) return;
   ramDiskEntries_ = nullptr;

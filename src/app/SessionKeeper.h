@@ -1,21 +1,44 @@
 #pragma once
+// The end of the session, and what a helper that stays does until then.
+//
+// A session that ends takes the memory and what is in it along. Whoever wants to save first has to
+// hold the end back before it is announced: by then it is too late to ask. So the keeper holds it
+// (platform::SessionEnd) for as long as a mounted disk has something to save, which it knows by
+// following the list, and lets go when the last one is ejected. Nothing of it polls.
+//
+// The announcement starts one save: each disk on a thread of its own, by the action that ejecting
+// it would save with, and it stays mounted, because a session that sleeps comes back. It is moved
+// on by a timer and never blocks the loop. A disk that is busy, in this program or in another, is
+// waited for until kBusyPasses; what is not saved after kMostPasses is given up, with a line in the
+// log. A list that changed meanwhile is read after the save.
+//
+// The end need not come: a shutdown may be called off, and sleep is over some time. So a while
+// after the save the end is held anew. A service that is asked to end makes the same save and waits
+// for it (saveAndWait()).
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
 
-#include "app/SessionSave.h"
+#include "platform/MainLoop.h"
 #include "platform/Notifications.h"
+#include "ramdisk/QVRamDiskEntries.h"
 
 namespace app {
 
-// What a helper does that stays: it keeps in step with the registry, holds the end of the session
-// back while a mounted disk has something to save, and saves when the end is announced. Nothing of
-// it polls. Main thread only.
+// How long an end waits, in looks at what is still at work.
+constexpr std::chrono::milliseconds kPass{250};  // between two looks
+constexpr int kBusyPasses = 120;                 // for a disk that is busy: 30 seconds
+constexpr int kMostPasses = 240;                 // for all: a minute
+
+class SessionSave;
+
+// Main thread only.
 class SessionKeeper {
  public:
   // `isBusy` tells of actions besides the registry's own; they are waited for like those.
-  explicit SessionKeeper(std::function<bool()> isBusy) : isBusy_(std::move(isBusy)) {}
+  explicit SessionKeeper(std::function<bool()> isBusy);
   ~SessionKeeper();
   SessionKeeper(const SessionKeeper&) = delete;
   SessionKeeper& operator=(const SessionKeeper&) = delete;

@@ -2,8 +2,10 @@
 
 #include <deque>
 #include <memory>
+#include <string>
 
 #include "platform/Alerts.h"
+#include "ramdisk/QVRamDisk.h"
 
 namespace menu {
 
@@ -19,5 +21,9 @@ class FailureAlerts : public std::enable_shared_from_this<FailureAlerts> {
   std::deque<platform::Alert> waiting_;
   bool isShowing_ = false;
 };
+
+// A failed action for an alert with the disk's name: what happened, why, and what may help, each a
+// line of its own as far as it is known.
+std::string failureText(const QVError& error, const QVRamDisk& disk, QVRamDiskAction action);
 
 }  // namespace menu

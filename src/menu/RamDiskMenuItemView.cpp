@@ -5,20 +5,30 @@
 
 #include "core/QVLocalized.h"
 #include "kinds/QVRamDiskManager.h"
+#include "menu/Menu.h"
 #include "platform/Services.h"
+#include "system/QVMacInfo.h"
 #include "system/QVOSAppearance.h"
 
 namespace menu {
 
+using platform::Canvas;
 using platform::Colour;
+using platform::Compositing;
+using platform::Path;
+using platform::Point;
 using platform::Rect;
 
 namespace {
 
 constexpr char kTable[] = "QVRamDiskLocalizable";
-constexpr double kMargin = 6;  // left of the spinner
+constexpr double kMargin = 6;  // left of the spinner, and of the pie in its place
 constexpr double kSpinnerSize = 14;
 constexpr double kIconSize = 32;
+constexpr double kPieSize = 16;
+constexpr double kRingSize = 14;
+constexpr double kTriangleSize = 9;
+constexpr double kRightMargin = 21;  // from the triangle's left edge
 
 // "25 percent full", for who hears it.
 std::string fullness(double usage) {
@@ -91,6 +101,62 @@ std::string RamDiskMenuItemView::accessibleName() const {
   if (action_ != QVRamDiskActionNone) return listed(title(), infoLabel_->text);
   const std::string named = listed(title(), displayStatus_);
   return status_ == QVRamDiskStatus_mounted ? listed(named, fullness(diskUsage_)) : named;
+}
+
+bool RamDiskMenuItemView::isHighlighted() const {
+  const auto item = enclosingMenuItem.lock();
+  return item && item->isHighlighted;
+}
+
+void RamDiskMenuItemView::drawRect(Canvas& canvas) {
+  const bool highlighted = isHighlighted();
+  const double height = bounds().height;
+  if (highlighted)
+    canvas.fill(bounds(), isDarkMode_ && isGraphiteTheme_
+                              ? Colour::white(0.5, 0.5)
+                              : Colour::of(Colour::Source::SelectedMenuItem));
+  canvas.draw(icon_, iconRect_, {0, 0, iconRect_.width, iconRect_.height}, Compositing::SourceOver,
+              1);
+  styleTitle(highlighted);
+  if (status_ == QVRamDiskStatus_mounted && action_ == QVRamDiskActionNone)
+    drawDiskUsage(canvas, diskUsage_, {kMargin, std::floor((height - kPieSize) * 0.5)},
+                  highlighted);
+  const Rect triangle{bounds().width - kRightMargin, std::floor((height - kTriangleSize) * 0.5),
+                      kTriangleSize, kTriangleSize};
+  canvas.fill(qv_bezierPathTriangleInRect(triangle, 'r'),
+              Colour::white(isDarkMode_ || highlighted ? 1 : 0));
+}
+
+// Before the label draws itself.
+void RamDiskMenuItemView::styleTitle(bool highlighted) {
+  const auto item = enclosingMenuItem.lock();
+  const auto enclosing = item ? item->menu.lock() : nullptr;
+  if (enclosing) titleLabel_->style.font = enclosing->font;
+  titleLabel_->style.colour = highlighted ? Colour::of(Colour::Source::SelectedMenuItemText)
+                              : QVMacInfo::isYosemiteOrBetter() ? Colour::of(Colour::Source::Text)
+                                                                : Colour::white(0);
+}
+
+// A ring, filled clockwise from twelve o'clock on.
+void RamDiskMenuItemView::drawDiskUsage(Canvas& canvas, double usage, Point atPoint,
+                                        bool isHighlighted) {
+  const Colour colour =
+      isHighlighted ? Colour::white(1) : Colour::rgb(155. / 255, 180. / 255, 212. / 255);
+  const Rect circle{atPoint.x + 1, atPoint.y + 1, kRingSize, kRingSize};
+  Path oval;
+  oval.lineWidth = 2;
+  oval.appendOval(circle);
+  canvas.stroke(oval, colour);
+  if (usage <= 0) return;
+  if (usage >= 1) return canvas.fill(oval, colour);
+
+  const double radius = std::floor(circle.width * 0.5);
+  const Point centre{std::floor(circle.x + 7), std::floor(circle.y + 7)};
+  Path wedge;
+  wedge.moveTo(centre);
+  wedge.appendArc(centre, radius, 90, 90 - 360 * usage, true);
+  wedge.close();
+  canvas.fill(wedge, colour);
 }
 
 }  // namespace menu

@@ -22,7 +22,7 @@ class RamDiskMenuItemView : public View {
   // Null unless an action ran.
   const std::shared_ptr<ProgressIndicator>& progressIndicator() const { return progressIndicator_; }
 
-  // (RamDiskMenuItemView_Drawing.cpp) The pie: `usage` is the fraction in use, less than 0 and more
+  // The pie: `usage` is the fraction in use, less than 0 and more
   // than 1 stand for those.
   static void drawDiskUsage(platform::Canvas& canvas, double usage, platform::Point atPoint,
                             bool isHighlighted);

@@ -8,10 +8,10 @@
 #include <string_view>
 
 #include "menu/FailureAlerts.h"
-#include "menu/FileIcons.h"
 #include "menu/Menu.h"
 #include "menu/StatusBar.h"
 #include "menu/StatusItemView.h"
+#include "platform/Files.h"
 #include "platform/Notifications.h"
 #include "ramdisk/ActionLock.h"
 #include "ramdisk/QVRamDiskEntries.h"
@@ -40,7 +40,7 @@ class StatusMenuController : public menu::MenuDelegate,
   // An action runs, or has ended and is not saved yet: the list must not be read anew.
   bool isBusy() const;
 
-  // --- Reports (StatusMenuController_Following.cpp)
+  // --- Reports
 
   void statusItemViewPressed(menu::StatusItemView& view) override;
   // A stage of the record's action began, or the action ended.
@@ -48,7 +48,7 @@ class StatusMenuController : public menu::MenuDelegate,
   void n_ramDiskEntriesDidChangeToAllNotification(const platform::Notification& notification);
   void n_preferencesStatusItemIconStyleDidChange(const platform::Notification& notification);
 
-  // --- Building (StatusMenuController_List.cpp, _Disk.cpp, _Directory.cpp)
+  // --- Building (StatusMenuController_Building.cpp, _Folders.cpp)
 
   void menuNeedsUpdate(menu::Menu& menu) override;
   void menuWillOpen(menu::Menu& menu) override;
@@ -57,7 +57,7 @@ class StatusMenuController : public menu::MenuDelegate,
   void loadDirectoryMenu(menu::Menu& menu);
   menu::MenuItemPtr fileMenuItemWithPath(const std::string& path);
 
-  // --- What items do (StatusMenuController_Actions.cpp, _Acting.cpp)
+  // --- What items do (StatusMenuController_Actions.cpp)
 
   void mi_openRamDiskApp(menu::MenuItem& sender);
   void mi_openRamDisk(menu::MenuItem& sender);
@@ -76,6 +76,7 @@ class StatusMenuController : public menu::MenuDelegate,
 
  private:
   class Reports;
+  class FileIcons;
   using Method = void (StatusMenuController::*)(menu::MenuItem&);
   struct Acting {
     ActionLock lock;
@@ -122,11 +123,11 @@ class StatusMenuController : public menu::MenuDelegate,
   std::shared_ptr<menu::StatusItemView> statusItemView_;
   menu::MenuPtr statusMenu_;
   std::shared_ptr<QVRamDiskEntries> ramDiskEntries_;
-  std::shared_ptr<Reports> reports_;
+  std::shared_ptr<QVRamDiskDelegate> reports_;
   std::map<QVRamDiskPtr, Acting> acting_;  // started here, and their end not dealt with yet
   std::shared_ptr<menu::FailureAlerts> failures_ = std::make_shared<menu::FailureAlerts>();
-  menu::FileIcons fileIcons_;
-  std::string rows_;  // what the menu was last known to show of the disks
+  std::shared_ptr<FileIcons> fileIcons_;  // from the first that is asked for
+  std::string rows_;                      // what the menu was last known to show of the disks
   std::optional<platform::Notifications::ObserverId> entriesObserver_;
   std::optional<platform::Notifications::ObserverId> styleObserver_;
 };

@@ -10,6 +10,7 @@
 
 #include "app/AppDelegate.h"
 #include "platform/posix/PosixMainLoop.h"
+#include "tests/menu/StatusBarDouble.h"
 #include "tests/support/EngineTest.h"
 
 // What happened, in order; the same thing twice in a row once.
@@ -140,6 +141,28 @@ class AppTest : public EngineTest {
     entries->readRamDisksFromDefaultLocation();
     return entries;
   }
+  static void wantMenu(const std::shared_ptr<QVRamDiskEntries>& list) {
+    list->setShowInMenuBar(true);
+    list->writeRamDisksToDefaultLocation();
+  }
+  // A helper as it is started with these arguments, with a menu where one is wanted.
+  std::shared_ptr<AppDelegate> launched(const std::vector<std::string>& args = {}) {
+    auto delegate = std::make_shared<AppDelegate>(app::helperOptions(args), [this] {
+      trace->add("make the menu");
+      return controller = StatusMenuController::init(bar);
+    });
+    setUp_ = trace->steps().size();
+    delegate->applicationDidFinishLaunching();
+    return delegate;
+  }
+  void recover(const std::shared_ptr<AppDelegate>& delegate) {
+    loop->runUntil([&] { return !delegate->ramDiskEntries(); });
+  }
+  // What happened since the launch.
+  Steps steps() const {
+    const auto all = trace->steps();
+    return {all.begin() + static_cast<std::ptrdiff_t>(setUp_), all.end()};
+  }
   void announceChange(const char* sender) {
     notifications->deliver({QVRamDiskEntriesDidChangeToAllNotification, sender, {}});
   }
@@ -148,4 +171,9 @@ class AppTest : public EngineTest {
   std::shared_ptr<TracedLoop> loop = std::make_shared<TracedLoop>(trace);
   std::shared_ptr<TracedApplications> applications = std::make_shared<TracedApplications>(trace);
   std::shared_ptr<doubles::FakeSessionEnd> sessionEnd = std::make_shared<doubles::FakeSessionEnd>();
+  std::shared_ptr<StatusBarDouble> bar = std::make_shared<StatusBarDouble>();
+  std::shared_ptr<StatusMenuController> controller;  // of the menu that was made last
+
+ private:
+  std::size_t setUp_ = 0;
 };

@@ -1,5 +1,3 @@
-#include "app/StatusMenu.h"
-
 #include "ramdisk/ActionLock.h"
 #include "tests/app/AppTest.h"
 #include "tests/menu/StatusBarDouble.h"
@@ -11,23 +9,6 @@ class StatusMenuTest : public AppTest {
  protected:
   StatusMenuTest() {
     loop->onSleep = [] { std::this_thread::sleep_for(std::chrono::milliseconds(1)); };
-  }
-  std::shared_ptr<AppDelegate> launched(std::vector<std::string> args = {}) {
-    auto delegate = std::make_shared<AppDelegate>(
-        app::helperOptions(args), [this]() -> std::shared_ptr<app::Menu> {
-          auto made = app::statusMenuFactory(bar)();
-          controller = std::dynamic_pointer_cast<app::StatusMenu>(made)->controller();
-          return made;
-        });
-    delegate->applicationDidFinishLaunching();
-    return delegate;
-  }
-  void recover(const std::shared_ptr<AppDelegate>& delegate) {
-    loop->runUntil([&] { return !delegate->ramDiskEntries(); });
-  }
-  void wantMenu(const std::shared_ptr<QVRamDiskEntries>& list) {
-    list->setShowInMenuBar(true);
-    list->writeRamDisksToDefaultLocation();
   }
   // Does one thing after the other on the main loop: what is not so yet is tried again.
   void runSteps(const std::vector<std::function<bool()>>& steps) {
@@ -56,9 +37,6 @@ class StatusMenuTest : public AppTest {
     ADD_FAILURE() << "there is no " << title;
     return false;
   }
-
-  std::shared_ptr<StatusBarDouble> bar = std::make_shared<StatusBarDouble>();
-  std::shared_ptr<StatusMenuController> controller;
 };
 
 TEST_F(StatusMenuTest, ItKnowsWhatWasMadeAtLogin) {
@@ -67,7 +45,6 @@ TEST_F(StatusMenuTest, ItKnowsWhatWasMadeAtLogin) {
   EXPECT_EQ(bar->item->menu, controller->statusMenu());
   recover(delegate);
   EXPECT_EQ(controller->ramDiskEntries()->ramDisks()[0]->status(), QVRamDiskStatus_mounted);
-  EXPECT_EQ(app::statusMenuFactory(nullptr)(), nullptr);
 }
 
 TEST_F(StatusMenuTest, TheSessionsEndIsHeldAsItsActionsRequire) {

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "menu/QVNSMenuItemBk.h"
-#include "menu/QVNSMenuLoaderBk.h"
+#include "menu/Menu.h"
 
 namespace {
 

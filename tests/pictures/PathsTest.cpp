@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "menu/BezierPath.h"
+#include "menu/View.h"
 #include "tests/support/RecordingGraphics.h"
 
 namespace {

@@ -1,3 +1,12 @@
+// Browsing the folders of a disk.
+//
+// A folder's menu is titled with its path and filled each time it opens, so that nothing is read
+// before somebody looks, and what is shown is what is there. Of its entries each is looked at once,
+// for whether it is a folder, which decides its own submenu and, with its name, its icon.
+
+#include <map>
+#include <unordered_map>
+
 #include "core/QVLocalized.h"
 #include "extensions/PathExtension.h"
 #include "menu/StatusMenuController.h"
@@ -9,9 +18,12 @@ using menu::Menu;
 using menu::MenuItem;
 using menu::MenuItemPtr;
 using platform::FileKind;
+using platform::ImagePtr;
 using platform::services;
 
 namespace {
+
+constexpr double kFileIconPoints = 16;
 
 bool isHidden(const std::string& name, bool isVolumeRoot) {
   if (isVolumeRoot && QVFinderTools::isVolumeSystemHiddenFilename(name, 0)) return true;
@@ -34,7 +46,42 @@ QVRamDiskPtr representedRamDisk(const Menu& menu) {
   return ramDisk ? *ramDisk : nullptr;
 }
 
+// Empty for a name that has none; what a name begins with is no extension.
+std::string extensionOf(const std::string& path) {
+  const auto name = path.rfind('/') + 1;
+  const auto dot = path.rfind('.');
+  return dot == std::string::npos || dot <= name ? "" : path.substr(dot + 1);
+}
+
 }  // namespace
+
+// Files with one extension look alike, so that a folder of thousands asks for few icons; folders,
+// which may have an icon of their own, and names without an extension are asked for one by one.
+class StatusMenuController::FileIcons {
+ public:
+  // 16 points. `kind` is what is at the path.
+  ImagePtr icon(const std::string& path, FileKind kind);
+
+ private:
+  ImagePtr small(const ImagePtr& image);
+
+  std::unordered_map<std::string, ImagePtr> byExtension_;
+  std::map<ImagePtr, ImagePtr> small_;  // by the picture in its own size
+};
+
+ImagePtr StatusMenuController::FileIcons::icon(const std::string& path, FileKind kind) {
+  const std::string extension = kind == FileKind::Other ? extensionOf(path) : "";
+  if (extension.empty()) return small(services().graphics->iconForFile(path));
+  const auto known = byExtension_.find(extension);
+  if (known != byExtension_.end()) return known->second;
+  return byExtension_[extension] = small(services().graphics->iconForFile(path));
+}
+
+ImagePtr StatusMenuController::FileIcons::small(const ImagePtr& image) {
+  const auto known = small_.find(image);
+  if (known != small_.end()) return known->second;
+  return small_[image] = services().graphics->resized(image, {kFileIconPoints, kFileIconPoints});
+}
 
 // A submenu is opened later than it was made: the list may know more of the disk by now.
 void StatusMenuController::loadDirectoryMenu(Menu& menu) {
@@ -78,6 +125,7 @@ MenuItemPtr StatusMenuController::fileMenuItem(const std::string& path, FileKind
   auto item =
       MenuItem::qv_menuItem(services().workspace->displayName(path),
                             action("mi_openFile:", &StatusMenuController::mi_openFile), path, true);
-  item->image = fileIcons_.icon(path, kind);
+  if (!fileIcons_) fileIcons_ = std::make_shared<FileIcons>();
+  item->image = fileIcons_->icon(path, kind);
   return item;
 }
