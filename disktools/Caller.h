@@ -1,5 +1,23 @@
 #pragma once
-// Who asked. The program runs with root's rights; what it may do with them depends on this.
+// Who asked, and acting as that user.
+//
+// The program runs with root's rights for somebody who may have none: as root itself, as the root
+// of a user namespace, or for the real user behind an effective root. Three things keep the caller
+// from more than her own:
+//
+//   - `prepareProcess` takes back what she set up before the program ran: variables that libraries
+//     read, a closed standard error that the next opened file would become, limits and signals that
+//     end it half-way.
+//   - `takePrivilege` remembers the real user and becomes root altogether. While the real user was
+//     hers, her signals could stop or kill the process, with the lock in its hands.
+//   - `AsCaller` reaches every path that she names with her rights. The identity that file access
+//   is
+//     checked against changes for one thread and touches nothing else, so the process stays root
+//     and out of her signals' reach; the supplementary groups are hers all along. What was opened
+//     so is then acted upon by descriptor, with root's rights (Target.h).
+//
+// It is not for being installed set-user-ID all the same: there are other ways than signals to
+// freeze a process that one has started.
 
 #include <sys/types.h>
 
@@ -20,8 +38,12 @@ struct Caller {
   std::string name() const;
 };
 
-// Takes the real user as the caller and then becomes root altogether, so that this user can no
-// longer send signals that stop the program half-way. Fails without root's rights.
+// Frees the process of what its caller may have set up before starting it: environment, file mask,
+// missing standard descriptors, limits that would stop it half-way, signals of the terminal. Call
+// it first, with one thread.
+void prepareProcess();
+
+// Takes the real user as the caller and then becomes root. Fails without root's rights.
 Result<Caller> takePrivilege();
 
 // While it lives, this thread reaches files with the caller's rights instead of root's: a path is

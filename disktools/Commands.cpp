@@ -4,8 +4,7 @@
 
 #include <algorithm>
 #include <array>
-
-#include "disktools/Verbs.h"
+#include <ostream>
 
 namespace disktools {
 
@@ -60,7 +59,7 @@ const Option* findOption(const Command& command, std::string_view name) {
   return found == command.options.end() ? nullptr : &*found;
 }
 
-Failure checkComplete(const Command& command, const Arguments& arguments) {
+Outcome checkComplete(const Command& command, const Arguments& arguments) {
   for (const Option& option : command.options)
     if (option.required && !arguments.has(option.name))
       return Problem{fmt::format("{} is missing", option.name), 0, {}};
@@ -68,8 +67,27 @@ Failure checkComplete(const Command& command, const Arguments& arguments) {
   if (given < command.operands) return Problem{"an argument is missing", 0, {}};
   if (given > command.operands)
     return Problem{"unexpected argument " + arguments.operands[command.operands], 0, {}};
-  return std::nullopt;
+  return {};
 }
+
+constexpr std::string_view kProgram = "tarnvale-disktools";
+
+int wrongUsage(std::string_view applet, std::string_view title, std::string_view what,
+               std::ostream& err) {
+  err << title << ": " << what << '\n' << usage(applet);
+  return kWrongUsage;
+}
+
+int act(const Command& command, const Request& request) {
+  const Outcome done = command.act(request);
+  if (!done) request.err << command.title() << ": " << text(done.error()) << '\n';
+  if (!done) return kFailed;
+  if (request.out.flush()) return 0;
+  request.err << command.title() << ": cannot write to the standard output\n";
+  return kFailed;
+}
+
+std::string baseName(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
 }  // namespace
 
@@ -116,7 +134,7 @@ Result<Arguments> parseArguments(const Command& command, std::span<const std::st
       arguments.options.emplace_back(word, option->takesValue ? words[++i] : std::string());
     }
   }
-  if (auto failure = checkComplete(command, arguments)) return *failure;
+  if (auto complete = checkComplete(command, arguments); !complete) return complete.error();
   return arguments;
 }
 
@@ -132,6 +150,29 @@ std::string usage(std::string_view applet) {
     lines += fmt::format("  {}\n      {}\n", line, command.summary);
   }
   return lines;
+}
+
+int run(std::string_view applet, std::span<const std::string> words, const Caller& caller,
+        std::ostream& out, std::ostream& err) {
+  const std::string verb = words.empty() ? std::string() : words[0];
+  if (verb == "--help" || applet == "--help") {
+    out << usage(applet);
+    return 0;
+  }
+  const Command* const command = findCommand(applet, verb);
+  if (!command)
+    return wrongUsage(applet, applet.empty() ? kProgram : applet,
+                      verb.empty() ? "no command" : "unknown command " + verb, err);
+  auto arguments = parseArguments(*command, words.subspan(command->verb.empty() ? 0 : 1));
+  if (!arguments) return wrongUsage(applet, command->title(), text(arguments.error()), err);
+  return act(*command, Request{caller, *arguments, out, err});
+}
+
+int runProgram(std::span<const std::string> words, const Caller& caller, std::ostream& out,
+               std::ostream& err) {
+  if (!words.empty() && baseName(words[0]) == kProgram) words = words.subspan(1);
+  if (words.empty()) return run({}, {}, caller, out, err);
+  return run(baseName(words[0]), words.subspan(1), caller, out, err);
 }
 
 }  // namespace disktools

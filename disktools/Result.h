@@ -1,40 +1,36 @@
 #pragma once
-// How a step that can fail answers: a value or a Problem that is told to the caller as it stands.
+// How a step that can fail answers, and the texts in which the program speaks.
 
-#include <optional>
+#include <cstdint>
 #include <string>
-#include <utility>
-#include <variant>
+#include <string_view>
+
+#include "leaf/Result.h"
 
 namespace disktools {
 
+// Why a step failed, told to the caller as it stands.
 struct Problem {
   std::string what;    // what could not be done and to which device or path
   int error = 0;       // errno, 0 when the system had no part in it
   std::string advice;  // what to do about it or what the kernel said, may be empty
 };
 
-using Failure = std::optional<Problem>;
-
 template <class T>
-class [[nodiscard]] Result {
- public:
-  Result(T value) : state_(std::move(value)) {}            // NOLINT(google-explicit-constructor)
-  Result(Problem problem) : state_(std::move(problem)) {}  // NOLINT(google-explicit-constructor)
-
-  explicit operator bool() const { return state_.index() == 0; }
-  T& operator*() { return *std::get_if<0>(&state_); }
-  T* operator->() { return std::get_if<0>(&state_); }
-  const Problem& problem() const { return *std::get_if<1>(&state_); }
-
- private:
-  std::variant<T, Problem> state_;
-};
+using Result = leaf::Result<T, Problem>;
+using Outcome = Result<void>;
 
 // A problem with the errno of the call that just failed.
 Problem systemProblem(std::string what, std::string advice = {});
 
 // "cannot …: No space left on device (advice)", on one line but for what the kernel said.
 std::string text(const Problem& problem);
+
+// Whole megabytes, kilobytes for less than one: "512 MB".
+std::string sizeText(std::uint64_t bytes);
+
+// UTF-8 with every invalid byte, and every control character that XML has no place for, turned
+// into U+FFFD.
+std::string validText(std::string_view bytes);
 
 }  // namespace disktools

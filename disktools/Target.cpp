@@ -91,20 +91,20 @@ std::optional<MountEntry> mountOf(const std::vector<MountEntry>& table, int dire
   return std::nullopt;
 }
 
-Failure checkTarget(const Caller& caller, int directory, const std::string& path) {
+Outcome checkTarget(const Caller& caller, int directory, const std::string& path) {
   struct stat info {};
   if (fstat(directory, &info) != 0) return systemProblem("cannot open " + path);
   if (!caller.mayUse(info.st_uid))
     return Problem{path + " belongs to another user", EPERM, "mount over a directory of yours"};
   if (!caller.isRoot() && !isOrdinary(directory))
     return Problem{path + " lies on a file system that takes no mounts", EPERM, {}};
-  auto table = readMounts();
-  if (!table) return table.problem();
+  const auto table = readMounts();
+  if (!table) return table.error();
   bool isRoot = false;
   const auto entry = mountOf(*table, directory, "", isRoot);
   if (!entry || liesInDeviceFolder(entry->path))
     return Problem{path + " cannot be mounted over", EPERM, {}};
-  return std::nullopt;
+  return {};
 }
 
 struct SplitPath {
@@ -126,8 +126,8 @@ std::optional<SplitPath> split(std::string path) {
 
 Result<Descriptor> pinDirectory(const Caller& caller, const std::string& path) {
   auto directory = openAsCaller(caller, path);
-  if (!directory) return directory.problem();
-  if (auto failure = checkTarget(caller, directory->get(), path)) return *failure;
+  if (!directory) return directory.error();
+  if (auto checked = checkTarget(caller, directory->get(), path); !checked) return checked.error();
   return directory;
 }
 
@@ -139,9 +139,9 @@ Result<MountPoint> pinMountPoint(const Caller& caller, const std::string& path) 
   const auto parts = split(path);
   if (!parts) return Problem{path + " is not a mount point of ours", 0, {}};
   auto parent = openAsCaller(caller, parts->parent);
-  if (!parent) return parent.problem();
-  auto table = readMounts();
-  if (!table) return table.problem();
+  if (!parent) return parent.error();
+  const auto table = readMounts();
+  if (!table) return table.error();
   bool isRoot = false;
   auto entry = mountOf(*table, parent->get(), parts->name, isRoot);
   if (!entry || !isRoot || liesInDeviceFolder(entry->path))
@@ -160,10 +160,10 @@ Result<Descriptor> pinRoot(const MountPoint& point) {
   return root;
 }
 
-Failure unmount(const MountPoint& point, bool force) {
+Outcome unmount(const MountPoint& point, bool force) {
   const std::string path = point.path();
-  if (umount2(path.c_str(), UMOUNT_NOFOLLOW) == 0) return std::nullopt;
-  if (force && umount2(path.c_str(), UMOUNT_NOFOLLOW | MNT_DETACH) == 0) return std::nullopt;
+  if (umount2(path.c_str(), UMOUNT_NOFOLLOW) == 0) return {};
+  if (force && umount2(path.c_str(), UMOUNT_NOFOLLOW | MNT_DETACH) == 0) return {};
   return systemProblem("cannot unmount " + point.entry.path,
                        errno == EBUSY ? "a program still uses files there" : "");
 }

@@ -1,13 +1,20 @@
 #pragma once
-// Paths that a caller names, held by descriptor so that nothing can be put in their place between
-// looking and acting.
+// Paths that a caller names, held by descriptor.
+//
+// A path is only a wish: whoever may rename things on the way can make it lead elsewhere between a
+// look and an act. So a path is walked once, with the caller's rights and through no symbolic link,
+// and what it led to is held by an O_PATH descriptor. All checks ask the descriptor, and mounting
+// goes onto it: whatever becomes of the name, the mount lies over the directory that was looked at.
+//
+// Unmounting knows no descriptor, only paths. There the directory above is held and the last name
+// looked up from it: the kernel lets nobody rename or remove what is mounted upon, so that name
+// stays good as long as the mount does, and UMOUNT_NOFOLLOW stops at a link. The number of the
+// mount found, not its path, says whose it is.
 
-#include <cstdint>
 #include <string>
 
 #include "disktools/Caller.h"
-#include "disktools/Mounts.h"
-#include "disktools/Result.h"
+#include "disktools/Devices.h"
 #include "leaf/Descriptor.h"
 
 namespace disktools {
@@ -17,8 +24,7 @@ namespace disktools {
 // private mount.
 Result<Descriptor> pinDirectory(const Caller& caller, const std::string& path);
 
-// The mount on top at a path. The directory above is held; the kernel lets nobody rename or
-// remove what is mounted upon, so its name stays good as long as the mount does.
+// The mount on top at a path.
 struct MountPoint {
   Descriptor parent;
   std::string name;
@@ -34,6 +40,6 @@ Result<MountPoint> pinMountPoint(const Caller& caller, const std::string& path);
 Result<Descriptor> pinRoot(const MountPoint& point);
 
 // Takes the mount away: refused while it is in use or, when `force` is set, given up to its users.
-Failure unmount(const MountPoint& point, bool force);
+Outcome unmount(const MountPoint& point, bool force);
 
 }  // namespace disktools

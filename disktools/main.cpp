@@ -3,8 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "disktools/Disktools.h"
-#include "disktools/Startup.h"
+#include "disktools/Commands.h"
 
 namespace {
 
@@ -18,7 +17,7 @@ int start(const std::vector<std::string>& words) {
   if (!asksForHelp(words)) {
     auto real = disktools::takePrivilege();
     if (!real) {
-      std::cerr << "tarnvale-disktools: " << disktools::text(real.problem()) << '\n';
+      std::cerr << "tarnvale-disktools: " << disktools::text(real.error()) << '\n';
       return disktools::kFailed;
     }
     caller = *real;

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "disktools/Disktools.h"
+#include "disktools/Commands.h"
 #include "tests/support/Scratch.h"
 
 struct Outcome {

@@ -8,8 +8,7 @@
 #include <filesystem>
 #include <set>
 
-#include "disktools/PropertyList.h"
-#include "disktools/Record.h"
+#include "disktools/State.h"
 #include "leaf/Descriptor.h"
 #include "tests/disktools/Bench.h"
 
