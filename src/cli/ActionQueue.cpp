@@ -28,7 +28,7 @@ QVRamDiskAction actionOfStage(QVRamDiskActionInfo info, QVRamDiskAction running)
 }
 
 // Where another program acts on the disk, that knows its state.
-bool didBegin(const QVErrorPtr& error) { return !error || error->reason() != "lock"; }
+bool didBegin(const QVErrorPtr& error) { return !error || error->code() != QVErrorCode::Locked; }
 
 }  // namespace
 

@@ -17,19 +17,29 @@ std::string qv_stringTerminatedByPoint(std::string text) {
   return text;
 }
 
+QVErrorCode codeOf(const QVErrorCause& cause) {
+  const auto* error = std::get_if<QVErrorPtr>(&cause);
+  return error && *error ? (*error)->code() : QVErrorCode::None;
+}
+
 }  // namespace
 
 QVErrorPtr QVError::errorWithMessage(std::string message, std::string reason) {
-  return errorWithMessage(std::move(message), std::move(reason), {});
+  return errorWithMessage(std::move(message), std::move(reason), QVErrorCode::None);
 }
 
-QVErrorPtr QVError::errorWithMessage(std::string message, std::string reason,
-                                     QVErrorCause depends) {
+QVErrorPtr QVError::errorWithMessage(std::string message, std::string reason, QVErrorCode code) {
+  return errorWithMessage(std::move(message), std::move(reason), QVErrorCause(), code);
+}
+
+QVErrorPtr QVError::errorWithMessage(std::string message, std::string reason, QVErrorCause depends,
+                                     QVErrorCode code) {
   struct Constructible : QVError {};
   auto error = std::make_shared<Constructible>();
   error->errorCount_ = ++errorCounter;
   error->message_ = std::move(message);
   error->reason_ = std::move(reason);
+  error->code_ = code == QVErrorCode::None ? codeOf(depends) : code;
   error->depends_ = std::move(depends);
   QVLogError("QVError", "{}", error->description());
   return error;

@@ -17,7 +17,21 @@ using QVErrorPtr = std::shared_ptr<QVError>;
 // What an error came from: another error, one of the system, or a tool's own words.
 using QVErrorCause = std::variant<std::monostate, QVErrorPtr, platform::SystemError, std::string>;
 
-// One failure. `message` is for the user, `reason` a short tag that names the failed call.
+// What a caller may have to know of a failure to go on, or to advise. Most need none.
+enum class QVErrorCode : std::uint8_t {
+  None,
+  ContentsTooLarge,  // the disk is too small for the contents that it is to be filled with
+  CommandFailed,     // the command that runs on the new disk
+  PlaceTaken,        // another volume is mounted there
+  OtherVolume,       // the device holds another volume by now
+  Locked,            // another program acts on the disk; nothing was begun
+  RefillUnfinished,  // the volume's contents never came in whole
+  NotRestored,       // the volume is there, but not all of its contents were brought back
+  VolumeGone,        // the disk is no longer mounted where it was
+};
+
+// One failure. `message` is for the user, `reason` a short tag that names the failed call and is
+// for the log; what is to be decided by is `code`.
 // Immutable but for its infos, which only the thread that made it adds, and isNotified.
 class QVError {
  public:
@@ -28,11 +42,15 @@ class QVError {
 
   // Makes an error and logs it once, at error severity.
   static QVErrorPtr errorWithMessage(std::string message, std::string reason);
-  static QVErrorPtr errorWithMessage(std::string message, std::string reason, QVErrorCause depends);
+  static QVErrorPtr errorWithMessage(std::string message, std::string reason, QVErrorCause depends,
+                                     QVErrorCode code = QVErrorCode::None);
+  static QVErrorPtr errorWithMessage(std::string message, std::string reason, QVErrorCode code);
 
   std::uint64_t errorCount() const { return errorCount_; }  // serial number in this process
   const std::string& message() const { return message_; }
   const std::string& reason() const { return reason_; }
+  // An error without a code of its own has that of the error it came from.
+  QVErrorCode code() const { return code_; }
   const QVErrorCause& depends() const { return depends_; }
 
   std::string description() const;
@@ -58,6 +76,7 @@ class QVError {
   std::uint64_t errorCount_ = 0;
   std::string message_;
   std::string reason_;
+  QVErrorCode code_ = QVErrorCode::None;
   QVErrorCause depends_;
   std::vector<Info> infos_;
   AtomicProperty<bool> isNotified_;

@@ -16,8 +16,10 @@ using platform::services;
 using platform::Tool;
 using Text = std::optional<std::string>;
 
-QVErrorPtr failure(std::string_view message, std::string_view reason, QVErrorCause cause = {}) {
-  return QVError::errorWithMessage(QVLocalized(message), std::string(reason), std::move(cause));
+QVErrorPtr failure(std::string_view message, std::string_view reason, QVErrorCause cause = {},
+                   QVErrorCode code = QVErrorCode::None) {
+  return QVError::errorWithMessage(QVLocalized(message), std::string(reason), std::move(cause),
+                                   code);
 }
 
 // Runs a tool whose output nobody reads; null when it succeeded.
@@ -50,7 +52,8 @@ QVErrorPtr createMountPath(const std::string& path, std::string_view reason) {
 QVErrorPtr replaceMountedVolume(const std::string& path) {
   QVRamDiskDevice::Infos infos;
   if (!QVRamDiskDevice::getExtentedRamDiskInfos(infos, path))
-    return failure("Another volume is mounted", "getExtentedAttribute==NO");
+    return failure("Another volume is mounted", "getExtentedAttribute==NO", {},
+                   QVErrorCode::PlaceTaken);
   const auto node = infos.find("deviceNode");
   const auto error = QVRamDiskDevice::ejectRamDiskDeviceNode(
       node == infos.end() ? std::nullopt : Text(node->second), path, false);
@@ -103,7 +106,7 @@ QVErrorPtr labelVolume(const std::string& deviceNode, const Text& identifier, QV
                    cause ? QVErrorCause(cause) : QVErrorCause());
   if (state == QVVolumeState::Known && !isOf(found, identifier)) {
     QVRamDiskDevice::unmount(*found);
-    return failure("Unable to mount disk", "identifier");
+    return failure("Unable to mount disk", "identifier", {}, QVErrorCode::OtherVolume);
   }
   if (state == QVVolumeState::NewToBeFilled &&
       !QVSetExtendedAttribute(kRamDiskRefillUnderWay, kRamDiskRefillAttributeName, found))

@@ -51,7 +51,7 @@ bool isNearlyFull(const QVRamDiskPtr& ramDisk) {
 // state.
 bool didBegin(const QVRamDisk& ramDisk) {
   const auto error = ramDisk.lastError();
-  return !error || error->reason() != "lock";
+  return !error || error->code() != QVErrorCode::Locked;
 }
 
 }  // namespace

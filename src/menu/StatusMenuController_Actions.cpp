@@ -120,7 +120,7 @@ std::optional<ActionLock> StatusMenuController::lockForActing(const QVRamDiskPtr
   if (!lock)
     tellFailure(*ramDisk,
                 QVError::errorWithMessage(QVLocalized("Another program is working on this RamDisk"),
-                                          "lock"),
+                                          "lock", QVErrorCode::Locked),
                 QVRamDiskActionNone);
   return lock;
 }

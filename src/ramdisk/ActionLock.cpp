@@ -58,7 +58,7 @@ ActionLock ActionLock::take(const std::optional<std::string>& identifier, QVErro
   auto lock = takeOrTell(identifier, true, reason);
   if (reason)
     error = QVError::errorWithMessage(QVLocalized("Another program is working on this RamDisk"),
-                                      "lock", *reason);
+                                      "lock", *reason, QVErrorCode::Locked);
   return lock;
 }
 

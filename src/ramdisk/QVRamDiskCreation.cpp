@@ -122,7 +122,7 @@ bool QVRamDiskCreation::measureBase(const std::string& basePath) {
   if (static_cast<double>(baseSize_) * kBaseMargin < static_cast<double>(size_)) return true;
   return fail(QVLocalizedFormat("Insufficient space to create RamDisk (RamDisk: %@, Base: %@)",
                                 {sizeText(size_), sizeText(baseSize_)}),
-              "directoryStatistics.totalSize");
+              "directoryStatistics.totalSize", {}, QVErrorCode::ContentsTooLarge);
 }
 
 bool QVRamDiskCreation::removeOldSavedBase(const std::string& savedBase) {
@@ -249,7 +249,8 @@ void QVRamDiskCreation::restore(const std::string& folder, std::uint64_t totalBy
       disk_->path(), folder, progressReport(disk_, delegate_, totalBytes), &lacking_);
   if (!cause) return;
   lacking_.unlisted = true;
-  error_ = QVError::errorWithMessage(QVLocalized(kUnable), "restoreRamDiskAtPath", cause);
+  error_ = QVError::errorWithMessage(QVLocalized(kUnable), "restoreRamDiskAtPath", cause,
+                                     QVErrorCode::NotRestored);
 }
 
 void QVRamDiskCreation::applyVolumeIcon() {
@@ -270,7 +271,7 @@ bool QVRamDiskCreation::runPostCommand() {
       status == 0)
     return true;
   return failAndDetach(QVLocalized("Can not execute post-command"), "runPostCommand",
-                       QVCauseFromText(errors));
+                       QVCauseFromText(errors), QVErrorCode::CommandFailed);
 }
 
 bool QVRamDiskCreation::applyIndexing() {
@@ -297,14 +298,16 @@ void QVRamDiskCreation::inform(QVRamDiskActionInfo info) {
   disk_->inform(delegate_, info, nullptr);
 }
 
-bool QVRamDiskCreation::fail(std::string message, const char* reason, QVErrorCause cause) {
-  error_ = QVError::errorWithMessage(std::move(message), reason, std::move(cause));
+bool QVRamDiskCreation::fail(std::string message, const char* reason, QVErrorCause cause,
+                             QVErrorCode code) {
+  error_ = QVError::errorWithMessage(std::move(message), reason, std::move(cause), code);
   return false;
 }
 
 // The device goes with everything on it; the set-aside base stays where it is.
-bool QVRamDiskCreation::failAndDetach(std::string message, const char* reason, QVErrorCause cause) {
-  fail(std::move(message), reason, std::move(cause));
+bool QVRamDiskCreation::failAndDetach(std::string message, const char* reason, QVErrorCause cause,
+                                      QVErrorCode code) {
+  fail(std::move(message), reason, std::move(cause), code);
   const bool removeDir = type_ == QVRamDiskType_Default &&
                          (!mountDirectory_ || backupMode_ != QVRamDiskBackupMode_Base);
   if (!QVRamDiskDevice::ejectRamDiskDeviceNode(deviceNode_, std::nullopt, removeDir))

@@ -44,8 +44,10 @@ class QVRamDiskCreation {
   bool runIndexer(const std::vector<std::string>& args);
 
   void inform(QVRamDiskActionInfo info);
-  bool fail(std::string message, const char* reason, QVErrorCause cause = {});
-  bool failAndDetach(std::string message, const char* reason, QVErrorCause cause = {});
+  bool fail(std::string message, const char* reason, QVErrorCause cause = {},
+            QVErrorCode code = QVErrorCode::None);
+  bool failAndDetach(std::string message, const char* reason, QVErrorCause cause = {},
+                     QVErrorCode code = QVErrorCode::None);
 
   const QVRamDiskPtr disk_;
   const QVRamDiskDelegatePtr delegate_;

@@ -136,7 +136,7 @@ void QVRamDisk::performRemount(const QVRamDiskDelegatePtr& delegate) {
       QVRamDiskDevice::mountDeviceNode(deviceNode(), mountDirectory(), name(), format(), type(),
                                        identifier(), mounted, QVVolumeState::Known);
   if (!error) setPath(mounted);
-  if (error && error->reason() == "identifier") setDeviceNode(std::nullopt);
+  if (error && error->code() == QVErrorCode::OtherVolume) setDeviceNode(std::nullopt);
   update();
   setAction(QVRamDiskActionNone);
   inform(delegate, QVRamDiskActionInfo_remounting, error);

@@ -114,7 +114,7 @@ QVErrorPtr QVRamDisk::checkVolume() {
       QVLocalizedFormat("The RamDisk %@ is no longer mounted at %@, so nothing was saved or "
                         "deleted. Create or mount it again first.",
                         {displayName().value_or(""), *path}),
-      "volume");
+      "volume", QVErrorCode::VolumeGone);
 }
 
 bool QVRamDisk::update() {

@@ -1,29 +1,28 @@
 #include "ramdisk/Remedy.h"
 
-#include <algorithm>
-#include <array>
-#include <string_view>
-#include <utility>
-
 #include "platform/Services.h"
 
 namespace {
 
-constexpr std::array<std::pair<std::string_view, Remedy>, 7> kByReason = {{
-    {"directoryStatistics.totalSize", Remedy::MakeLarger},
-    {"runPostCommand", Remedy::CheckCommand},
-    {"getExtentedAttribute==NO", Remedy::FreeThePlace},
-    {"identifier", Remedy::CreateAnew},
-    {"lock", Remedy::WaitForOther},
-    {"refillUnderWay", Remedy::UndoTheRefill},
-    {"restoreRamDiskAtPath", Remedy::LookForContents},
-}};
-
-// Whether the error or one that it came from carries the tag.
-bool comesFrom(const QVError& error, std::string_view reason) {
-  if (error.reason() == reason) return true;
-  const auto* cause = std::get_if<QVErrorPtr>(&error.depends());
-  return cause && *cause && comesFrom(**cause, reason);
+Remedy byCode(QVErrorCode code) {
+  switch (code) {
+    case QVErrorCode::ContentsTooLarge:
+      return Remedy::MakeLarger;
+    case QVErrorCode::CommandFailed:
+      return Remedy::CheckCommand;
+    case QVErrorCode::PlaceTaken:
+      return Remedy::FreeThePlace;
+    case QVErrorCode::OtherVolume:
+      return Remedy::CreateAnew;
+    case QVErrorCode::Locked:
+      return Remedy::WaitForOther;
+    case QVErrorCode::RefillUnfinished:
+      return Remedy::UndoTheRefill;
+    case QVErrorCode::NotRestored:
+      return Remedy::LookForContents;
+    default:
+      return Remedy::None;
+  }
 }
 
 bool isBaseAside(const QVRamDisk& disk) {
@@ -34,10 +33,7 @@ bool isBaseAside(const QVRamDisk& disk) {
 }  // namespace
 
 Remedy remedyFor(const QVError& error, const QVRamDisk& disk, QVRamDiskAction action) {
-  const auto known = std::find_if(kByReason.begin(), kByReason.end(), [&error](const auto& each) {
-    return comesFrom(error, each.first);
-  });
-  if (known != kByReason.end()) return known->second;
+  if (const Remedy known = byCode(error.code()); known != Remedy::None) return known;
   const bool ejects = action == QVRamDiskActionEject || action == QVRamDiskActionRebuild;
   if (disk.status() == QVRamDiskStatus_mounted)
     return ejects ? Remedy::EndWhatUsesIt : Remedy::None;

@@ -14,8 +14,10 @@ namespace {
 using extensions::appendingPathComponent;
 using platform::services;
 
-QVErrorPtr failure(const char* reason, QVErrorCause cause = {}) {
-  return QVError::errorWithMessage(QVLocalized("Can not create backup"), reason, std::move(cause));
+QVErrorPtr failure(const char* reason, QVErrorCause cause = {},
+                   QVErrorCode code = QVErrorCode::None) {
+  return QVError::errorWithMessage(QVLocalized("Can not create backup"), reason, std::move(cause),
+                                   code);
 }
 
 std::vector<std::string> itemsOf(const std::vector<std::string>& names) {
@@ -37,7 +39,8 @@ EarlierCopy forFailures(const std::string& folder, const RefillNote& refill) {
 }  // namespace
 
 QVErrorPtr SaveRun::run() {
-  if (isRefillUnderWay(volume_)) return failure("refillUnderWay");
+  if (isRefillUnderWay(volume_))
+    return failure("refillUnderWay", {}, QVErrorCode::RefillUnfinished);
   if (auto error = dropUnfinished()) return error;
   if (auto error = checkRoom()) return error;
   if (auto error = setFormerAside()) return error;

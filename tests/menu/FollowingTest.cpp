@@ -128,7 +128,7 @@ TEST_F(FollowingTest, AnActionThatDidNotBeginSavesNothingOfItsRecord) {
   theirs->readRamDisksFromDefaultLocation();
   theirs->ramDisks()[0]->setDeviceNode("/dev/disk5");
   theirs->writeRamDisksToDefaultLocation();
-  refused->setLastError(QVError::errorWithMessage("Another program", "lock"));
+  refused->setLastError(QVError::errorWithMessage("Another program", "", QVErrorCode::Locked));
   controller->mt_ramDiskDidUpdated(refused);
   EXPECT_EQ(saved()->deviceNode(), "/dev/disk5");
 }
