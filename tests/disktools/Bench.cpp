@@ -1,6 +1,7 @@
 #include "tests/disktools/Bench.h"
 
 #include <fcntl.h>
+#include <plist/plist.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/wait.h>
@@ -39,6 +40,14 @@ std::string contents(int file) {
   _exit(126);
 }
 
+using Plist = std::unique_ptr<void, decltype(&plist_free)>;
+
+Plist plistOf(const std::string& text) {
+  plist_t root = nullptr;
+  plist_from_xml(text.data(), static_cast<std::uint32_t>(text.size()), &root);
+  return {root, plist_free};
+}
+
 std::string textOf(plist_t dictionary, const char* key) {
   char* text = nullptr;
   plist_get_string_val(plist_dict_get_item(dictionary, key), &text);
@@ -74,13 +83,13 @@ Outcome program(const std::string& applet, const Words& words, Caller real) {
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(out), contents(err)};
 }
 
+bool isRefused(const Outcome& outcome, const std::string& told) {
+  return outcome.status == 1 && outcome.err.find(told) != std::string::npos;
+}
+
 bool isRealRoot() { return disktools::AsCaller(kUser).holds(); }
 
-Plist plistOf(const std::string& text) {
-  plist_t root = nullptr;
-  plist_from_xml(text.data(), static_cast<std::uint32_t>(text.size()), &root);
-  return {root, plist_free};
-}
+Image attachedIn(const std::string& text) { return imageOf(plistOf(text).get()); }
 
 std::vector<Image> images(Caller caller) {
   const Outcome outcome = tool("hdiutil", {"info", "-plist"}, caller);
@@ -114,6 +123,13 @@ std::string Disks::disk(int megabytes, Caller caller, const std::string& backing
 
 Outcome Disks::mount(const std::string& node, const std::string& path, Caller caller) {
   return tool("mount", {"-o", "noatime", "-o", "nobrowse", "-t", "hfs", node, path}, caller);
+}
+
+std::string Disks::mounted(const std::string& node, const std::string& name) const {
+  std::string path = scratch.directory(name);
+  const Outcome done = mount(node, path);
+  EXPECT_EQ(done.status, 0) << done.err;
+  return path;
 }
 
 std::string Disks::directoryOf(Caller owner, const std::string& name) const {

@@ -1,9 +1,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <plist/plist.h>
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,6 +30,9 @@ Outcome program(const std::string& applet, const Words& words, disktools::Caller
 // namespace, as which these tests run for anyone else, has not.
 bool isRealRoot();
 
+// It failed, and said so in these words.
+bool isRefused(const Outcome& outcome, const std::string& told);
+
 struct Image {
   std::string path;
   std::string node;
@@ -39,10 +40,8 @@ struct Image {
   bool operator==(const Image&) const = default;
 };
 
-using Plist = std::unique_ptr<void, decltype(&plist_free)>;
-Plist plistOf(const std::string& text);
-
-// The contents of what "hdiutil info -plist" prints; fails the test on any other form.
+// What "hdiutil attach -plist" and "hdiutil info -plist" print; fails the test on any other form.
+Image attachedIn(const std::string& text);
 std::vector<Image> images(disktools::Caller caller = kRoot);
 
 // A scratch folder to mount in. Every device is gone before and after.
@@ -56,6 +55,8 @@ class Disks : public testing::Test {
                           const std::string& backing = "tmpfs");
   static Outcome mount(const std::string& node, const std::string& path,
                        disktools::Caller caller = kRoot);
+  // The path of a directory of this name, made and with the device mounted over it.
+  std::string mounted(const std::string& node, const std::string& name) const;
   // A directory that belongs to the caller, in one that everyone may pass through.
   std::string directoryOf(disktools::Caller owner, const std::string& name) const;
 
