@@ -12,7 +12,6 @@
 #include "platform/qt/drawing/QtAppearance.h"
 #include "platform/qt/drawing/QtGraphics.h"
 #include "platform/qt/settings/SettingsWindow.h"
-#include "platform/qt/settings/SingleWindow.h"
 #include "platform/qt/shell/QtMainLoop.h"
 
 namespace {

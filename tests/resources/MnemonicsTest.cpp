@@ -9,8 +9,7 @@ namespace {
 
 using Page = std::vector<std::string>;  // the sources that lay out one page
 
-const std::vector<Page> kPages = {{"DisksPage_Layout.cpp", "DiskForm_Layout.cpp"},
-                                  {"GeneralPage.cpp"}};
+const std::vector<Page> kPages = {{"DisksPage_Layout.cpp", "DiskForm.cpp"}, {"GeneralPage.cpp"}};
 
 // The keys with a letter that a page looks up.
 std::vector<std::string> keysOf(const Page& page) {

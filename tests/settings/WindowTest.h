@@ -14,7 +14,7 @@
 
 #include "core/Identifiers.h"
 #include "platform/linux/LinuxServices.h"
-#include "platform/qt/settings/Choice.h"
+#include "platform/qt/settings/Fields.h"
 #include "platform/qt/settings/SettingsWindow.h"
 #include "ramdisk/RegistryFile.h"
 #include "settings/Edits.h"

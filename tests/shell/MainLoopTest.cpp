@@ -5,7 +5,6 @@
 #include <QTimer>
 
 #include "platform/qt/shell/QtAlerts.h"
-#include "platform/qt/shell/QtWindow.h"
 #include "tests/shell/Desk.h"
 #include "tests/support/MainLoopCases.h"
 

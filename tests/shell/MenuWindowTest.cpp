@@ -1,4 +1,4 @@
-#include "platform/qt/shell/MenuWindow.h"
+#include "platform/qt/shell/PopupMenu.h"
 
 #include "tests/shell/Desk.h"
 #include "tests/shell/HandBuiltMenu.h"

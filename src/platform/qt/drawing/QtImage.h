@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QImage>
+#include <QStringList>
 #include <string>
 #include <utility>
 #include <vector>
@@ -9,8 +10,8 @@
 
 namespace platform::qt {
 
-// A picture that is rendered when it is drawn, once for each scale. Made and let go on any thread;
-// rendered on the main one.
+// A promise of a picture: rendered when it is drawn, once for each scale (QtImage.cpp has the
+// kinds of promises). Made and let go on any thread; rendered on the main one.
 class QtImage : public Image {
  public:
   explicit QtImage(Size size) : size_(size) {}
@@ -31,61 +32,26 @@ class QtImage : public Image {
   mutable std::vector<std::pair<double, QImage>> kept_;  // by scale, the latest last
 };
 
-// An empty picture to draw on.
-QImage emptyImage(QSize pixels);
+// From files of several scales. Null unless NAME.png, or one of a higher scale (NAME@2x.png), is in
+// the folder.
+ImagePtr imageFromFiles(const std::string& folder, std::string_view name);
 
-// The whole image, scaled to the rectangle.
-void drawWhole(Canvas& canvas, const ImagePtr& image, Rect to);
+ImagePtr drawnImage(Size size, Graphics::Drawing drawing);
 
-// A picture from files of several scales. Files are read for as long as it takes to scale them.
-class FileImage : public QtImage {
- public:
-  struct Variant {
-    double scale = 1;
-    std::string path;
-  };
+// The same picture in a size of the same proportions; null for other proportions. It shares that
+// picture's pixels, so that a menu of thousands of files holds one for each kind.
+ImagePtr sameInSize(const ImagePtr& image, Size size);
 
-  // Null unless NAME.png, or one of a higher scale (NAME@2x.png), is in the folder.
-  static ImagePtr load(const std::string& folder, std::string_view name);
-
-  FileImage(Size size, std::vector<Variant> variants)
-      : QtImage(size), variants_(std::move(variants)) {}
-
- protected:
-  QImage rendered(QSize pixels, double scale) const override;
-
- private:
-  const std::vector<Variant> variants_;  // the smallest scale first
+// A picture of the desktop's icon theme.
+constexpr double kThemeIconSize = 32;  // points; as any other it is rendered sharp
+struct ThemeChoice {
+  QStringList names{};   // icons of the theme or absolute paths, the best first
+  QString type{};        // tried next: a content type or an extension
+  ImagePtr otherwise{};  // where the theme has none of these
 };
+ImagePtr themeImage(ThemeChoice choice);
 
-class DrawnImage : public QtImage {
- public:
-  DrawnImage(Size size, Graphics::Drawing drawing) : QtImage(size), drawing_(std::move(drawing)) {}
-
- protected:
-  QImage rendered(QSize pixels, double scale) const override;
-
- private:
-  const Graphics::Drawing drawing_;
-};
-
-// Another picture in a size of the same proportions. It shares that picture's pixels, so that a
-// menu of thousands of files holds one for each kind.
-class ResizedImage : public QtImage {
- public:
-  // Null unless the proportions are the same.
-  static ImagePtr of(const ImagePtr& image, Size size);
-
-  ResizedImage(Size size, std::shared_ptr<const QtImage> image)
-      : QtImage(size), image_(std::move(image)) {}
-
-  QImage at(double scale) const override;
-
- protected:
-  QImage rendered(QSize /*pixels*/, double scale) const override { return at(scale); }
-
- private:
-  const std::shared_ptr<const QtImage> image_;
-};
+// The picture in an icon container ("icns"). Null unless the file holds one; it is read now.
+ImagePtr imageInContainer(const std::string& path);
 
 }  // namespace platform::qt

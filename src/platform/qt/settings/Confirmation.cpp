@@ -4,7 +4,7 @@
 #include <QPushButton>
 
 #include "core/QVLocalized.h"
-#include "platform/qt/settings/Texts.h"
+#include "platform/qt/QtText.h"
 #include "settings/Edits.h"
 
 namespace platform::qt {

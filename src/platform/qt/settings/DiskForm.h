@@ -7,10 +7,7 @@
 #include <map>
 #include <vector>
 
-#include "platform/qt/settings/Choice.h"
-#include "platform/qt/settings/FieldBox.h"
-#include "platform/qt/settings/PathField.h"
-#include "platform/qt/settings/SizeField.h"
+#include "platform/qt/settings/Fields.h"
 #include "ramdisk/QVRamDisk.h"
 #include "settings/KindChoices.h"
 #include "settings/Problem.h"

@@ -1,3 +1,19 @@
+// What is edited, and what others change meanwhile.
+//
+// Three states of a disk meet here: the record in the registry, which any program may change at any
+// time; what the form shows; and a draft (settings/Draft.h) per disk that was looked at: the record
+// as it was saved and as it is edited. The difference is the edit; the form is never the truth:
+//
+//   a key is pressed   form --store()--> draft         takeEdits(), takeKind()
+//   another selected   form <--load()--- its draft     showSelected()
+//   others saved       draft takes over what is not edited; the form is loaded   refresh()
+//   Apply              draft's difference --> the registry as it is by then   apply()
+//
+// So edits of one disk survive looking at another one, and what others saved survives an edit of
+// another setting. The form is told whether it shows another disk than before: where it does not,
+// what says the same already is not touched, for a text that is set loses the cursor and the half
+// of a number or command that is being typed. Adding, removing and reordering have no draft; they
+// change the registry at once.
 #include "platform/qt/settings/DisksPage.h"
 
 #include <QStackedWidget>
@@ -5,7 +21,7 @@
 #include "core/QVLocalized.h"
 #include "kinds/QVSimDeviceList.h"
 #include "platform/qt/settings/Confirmation.h"
-#include "platform/qt/settings/Texts.h"
+#include "platform/qt/settings/Fields.h"
 #include "settings/Edits.h"
 #include "settings/MemoryFacts.h"
 #include "settings/ProblemText.h"

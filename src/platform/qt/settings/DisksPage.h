@@ -9,7 +9,7 @@
 #include <optional>
 
 #include "platform/qt/settings/DiskForm.h"
-#include "platform/qt/settings/DiskListModel.h"
+#include "platform/qt/settings/DiskList.h"
 #include "settings/Draft.h"
 #include "settings/Registry.h"
 #include "settings/Validation.h"

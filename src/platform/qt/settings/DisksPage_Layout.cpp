@@ -5,10 +5,8 @@
 #include <QVBoxLayout>
 
 #include "core/QVLocalized.h"
-#include "platform/qt/settings/DiskRowDelegate.h"
 #include "platform/qt/settings/DisksPage.h"
-#include "platform/qt/settings/Texts.h"
-#include "platform/qt/settings/ToneLabel.h"
+#include "platform/qt/settings/Fields.h"
 
 namespace platform::qt {
 namespace {
@@ -62,17 +60,9 @@ QWidget* DisksPage::makeList() {
   constexpr int kWidth = 220;
   auto* column = new QWidget(this);
   column->setFixedWidth(kWidth);
-  list_ = new QListView(column);
   model_ = new DiskListModel;
+  list_ = makeDiskList(*model_, column);
   model_->setParent(list_);
-  list_->setModel(model_);
-  list_->setItemDelegate(new DiskRowDelegate(list_));
-  list_->setObjectName("disks");
-  list_->setAccessibleName(qtText(QVLocalized("RAM Disks")));
-  list_->setDragDropMode(QAbstractItemView::InternalMove);
-  list_->setDefaultDropAction(Qt::MoveAction);
-  list_->setDropIndicatorShown(true);
-  list_->setDragDropOverwriteMode(false);
   add_ = button(QVLocalized("&Add"), "add", column);
   remove_ = button(QVLocalized("&Remove…"), "remove", column);
   auto* rows = new QVBoxLayout(column);

@@ -3,7 +3,7 @@
 #include <QFormLayout>
 
 #include "core/QVLocalized.h"
-#include "platform/qt/settings/Texts.h"
+#include "platform/qt/settings/Fields.h"
 #include "settings/Switches.h"
 
 namespace platform::qt {

@@ -5,7 +5,7 @@
 #include <functional>
 #include <optional>
 
-#include "platform/qt/settings/Choice.h"
+#include "platform/qt/settings/Fields.h"
 #include "settings/Registry.h"
 
 namespace platform::qt {

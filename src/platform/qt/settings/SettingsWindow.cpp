@@ -1,17 +1,30 @@
 #include "platform/qt/settings/SettingsWindow.h"
 
 #include <QCloseEvent>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
 #include <QShortcut>
 #include <QTabWidget>
 #include <QVBoxLayout>
+#include <QVariantMap>
 
+#include "core/Identifiers.h"
 #include "core/QVLocalized.h"
 #include "platform/Services.h"
 #include "platform/qt/settings/Confirmation.h"
-#include "platform/qt/settings/Texts.h"
+#include "platform/qt/settings/Fields.h"
 #include "settings/ProblemText.h"
 
 namespace platform::qt {
+namespace {
+
+constexpr char kPathOnBus[] = "/com/tarnvale/Tarnvale";
+constexpr char kInterface[] = "org.freedesktop.Application";
+constexpr char kActivate[] = "Activate";
+constexpr int kPatienceWithFirst = 3000;  // milliseconds
+
+}  // namespace
 
 // Hears of disks whose state changed.
 class SettingsWindow::Refresh : public QVRamDiskEntriesDelegate {
@@ -130,6 +143,34 @@ void SettingsWindow::closeEvent(QCloseEvent* event) {
         discards_ = true;
         close();
       });
+}
+
+// --- That there is one of it
+
+bool SingleWindow::claim() {
+  auto bus = QDBusConnection::sessionBus();
+  if (!bus.isConnected()) return true;
+  bus.registerVirtualObject(kPathOnBus, this);
+  if (bus.registerService(kMainAppBundleId)) return true;
+  auto call = QDBusMessage::createMethodCall(kMainAppBundleId, kPathOnBus, kInterface, kActivate);
+  call << QVariantMap();
+  bus.call(call, QDBus::Block, kPatienceWithFirst);
+  return false;
+}
+
+QString SingleWindow::introspect(const QString&) const {
+  return QStringLiteral(
+      "<interface name=\"org.freedesktop.Application\"><method name=\"Activate\">"
+      "<arg type=\"a{sv}\" name=\"platform_data\" direction=\"in\"/></method></interface>");
+}
+
+bool SingleWindow::handleMessage(const QDBusMessage& message, const QDBusConnection& connection) {
+  if (message.interface() != QLatin1String(kInterface) ||
+      message.member() != QLatin1String(kActivate))
+    return false;
+  if (activated) activated();
+  connection.send(message.createReply());
+  return true;
 }
 
 }  // namespace platform::qt

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <QDBusVirtualObject>
 #include <QLabel>
 #include <QTimer>
 #include <QWidget>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -10,8 +12,6 @@
 #include "platform/qt/settings/DisksPage.h"
 #include "platform/qt/settings/GeneralPage.h"
 #include "settings/Registry.h"
-
-class QTabWidget;
 
 namespace platform::qt {
 
@@ -48,6 +48,20 @@ class SettingsWindow : public QWidget {
   QTimer reloadsSoon_;
   bool unreadable_ = false;  // the registry, when it was read last
   bool discards_ = false;
+};
+
+// The one window of its user's session, by a name on the session bus. Where there is no bus every
+// start has a window of its own.
+class SingleWindow : public QDBusVirtualObject {
+ public:
+  // Called when the program is started again.
+  std::function<void()> activated;
+
+  // NO when there is a window already; it was asked to come forward.
+  bool claim();
+
+  QString introspect(const QString& path) const override;
+  bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override;
 };
 
 }  // namespace platform::qt

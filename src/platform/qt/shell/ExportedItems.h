@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "menu/Menu.h"
-#include "platform/qt/shell/BusTypes.h"
-#include "platform/qt/shell/Pictures.h"
+#include "platform/qt/shell/BusMessages.h"
+#include "platform/qt/shell/MenuLook.h"
 
 namespace platform::qt {
 
@@ -61,7 +61,7 @@ class ExportedItems {
   };
 
   bool fill(int id);
-  bool fillTop();  // (ExportedItems_Top.cpp) also what follows
+  bool fillTop();
   int numberFor(const menu::MenuItemPtr& item, std::vector<int>& known);
   void replace(int id, const menu::MenuItemPtr& item);
   void tellChanges();

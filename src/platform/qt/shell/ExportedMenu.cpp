@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "platform/qt/shell/BusReplies.h"
-#include "platform/qt/shell/MenuTexts.h"
+#include "platform/qt/shell/BusMessages.h"
+#include "platform/qt/shell/MenuLook.h"
 
 namespace platform::qt {
 namespace {

@@ -1,16 +1,38 @@
+// A menu of ours shown by the toolkit.
+//
+// Ours is data that its delegate fills when it opens and that may hold a folder of ten thousand
+// files; the toolkit's wants all its actions before it is laid out, and measures each. What makes
+// them meet:
+//
+// - It is filled when it is about to show, and emptied when the last menu of the chain has closed,
+//   so that a menu that is not open costs nothing. What shows keeps its item (items_): the records
+//   behind it may be replaced meanwhile, and a click acts on what was seen.
+// - Of a long menu only the first actions are made. More follow before the end of what is made can
+//   be scrolled to (makeAhead(), told by painting) or reached with a key (makeForKey()). While they
+//   are added the menu says that it is hidden and of the size it has: an open menu lays itself out
+//   anew for every single action that comes.
+// - A row that draws itself is a widget in the menu that lets pointer and keys through to it, so
+//   that choosing, walking into the submenu and closing are the toolkit's own as for every item.
+// - The toolkit never triggers an item that has a submenu. Ours has rows that do both, so a whole
+//   click (pressed and let go) and Return on such a row are taken before the toolkit sees them.
+// - What was clicked runs after the event that closes the menus, since it may ask something in a
+//   modal alert, or have the very menu filled anew.
 #include "platform/qt/shell/PopupMenu.h"
 
 #include <QApplication>
 #include <QKeyEvent>
+#include <QPainter>
 #include <QProxyStyle>
 #include <QTimer>
+#include <QVBoxLayout>
 #include <QWidgetAction>
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 #include "platform/qt/QtText.h"
 #include "platform/qt/drawing/QtAppearance.h"
-#include "platform/qt/shell/MenuTexts.h"
+#include "ramdisk/QVRamDisk.h"
 
 namespace platform::qt {
 namespace {
@@ -20,6 +42,19 @@ constexpr std::size_t kMore = 400;
 constexpr int kScreensAhead = 3;
 constexpr int kLongestLine = 60;  // characters
 constexpr int kWidestLine = 420;  // points
+
+void callWhenChanged(menu::View& view, const std::function<void()>& call) {
+  view.needsDisplay = call;
+  for (const auto& part : view.subviews()) callWhenChanged(*part, call);
+}
+
+bool advanceSpinners(menu::View& view) {
+  auto* spinner = dynamic_cast<menu::ProgressIndicator*>(&view);
+  bool any = spinner != nullptr && spinner->isAnimating();
+  if (any) spinner->advance();
+  for (const auto& part : view.subviews()) any = advanceSpinners(*part) || any;
+  return any;
+}
 
 // A line that is cut says the whole of itself in its tool tip.
 void setLine(QAction& action, const QString& line, const QFontMetrics& metrics) {
@@ -51,7 +86,62 @@ QStyle* scrollingStyle() {
   return made.release();
 }
 
+// A click runs the item's action also where it has a submenu. Only what is mounted can be opened,
+// so a disk that is not has its submenu opened.
+bool clickRuns(const menu::MenuItem& item) {
+  if (!item.isEnabled || !item.action) return false;
+  const auto disk = item.represented<QVRamDiskPtr>();
+  return !item.submenu || !disk || disk->status() == QVRamDiskStatus_mounted;
+}
+
 }  // namespace
+
+// A menu item's view as a row of a menu. The menu gets the mouse: the row only draws.
+class PopupMenu::Row : public QWidget {
+ public:
+  // `isHighlighted` is asked whenever it draws.
+  Row(menu::MenuItemPtr item, std::function<bool()> isHighlighted)
+      : item_(std::move(item)),
+        view_(item_->view),
+        isHighlighted_(std::move(isHighlighted)),
+        size_(static_cast<int>(view_->frame().width), static_cast<int>(view_->frame().height)) {
+    setAttribute(Qt::WA_TransparentForMouseEvents);
+    setAccessibleName(qtText(view_->accessibleName()));
+    callWhenChanged(*view_, [this] {
+      update();
+      if (changed) changed();
+    });
+  }
+  ~Row() override { callWhenChanged(*view_, nullptr); }
+
+  QSize sizeHint() const override { return size_; }
+
+  // Moves the spinners that turn by one step. NO when none does.
+  bool advance() {
+    if (!advanceSpinners(*view_)) return false;
+    update();
+    return true;
+  }
+
+  // Called when the view wants to be shown anew: a spinner may have started.
+  std::function<void()> changed;
+
+ protected:
+  void paintEvent(QPaintEvent* /*event*/) override {
+    item_->isHighlighted = isHighlighted_();
+    QPainter painter(this);
+    paintView(painter, *view_);
+  }
+  void resizeEvent(QResizeEvent* /*event*/) override {
+    view_->setFrameSize({static_cast<double>(width()), static_cast<double>(height())});
+  }
+
+ private:
+  const menu::MenuItemPtr item_;
+  const menu::ViewPtr view_;
+  const std::function<bool()> isHighlighted_;
+  const QSize size_;
+};
 
 PopupMenu::PopupMenu(menu::MenuPtr shown, PopupMenu* parentMenu)
     : menu_(std::move(shown)), parent_(parentMenu) {
@@ -80,6 +170,8 @@ void PopupMenu::refresh() {
   menu_->willOpen();
   updateGeometry();
 }
+
+// --- Opening and closing
 
 void PopupMenu::opens() {
   rebuild();
@@ -133,8 +225,8 @@ menu::MenuItemPtr PopupMenu::itemOf(const QAction* action) const {
   return nullptr;
 }
 
-// A menu that is shown lays itself out anew for every action that comes; it need not before the
-// last one did.
+// --- Making actions
+
 void PopupMenu::makeUpTo(std::size_t count) {
   const bool visible = isVisible();
   isGrowing_ = visible;
@@ -161,7 +253,7 @@ std::unique_ptr<QAction> PopupMenu::made(const menu::MenuItemPtr& item) {
 
 std::unique_ptr<QAction> PopupMenu::madeRow(const menu::MenuItemPtr& item) {
   auto action = std::make_unique<QWidgetAction>(nullptr);
-  auto row = std::make_unique<MenuRow>(
+  auto row = std::make_unique<Row>(
       item, [this, shown = action.get()] { return activeAction() == shown || chosen_ == shown; });
   row->changed = [this] { keepTurning(); };
   rows_.push_back(row.get());
@@ -201,6 +293,8 @@ void PopupMenu::makeAhead() {
   growsSoon_ = true;
   QTimer::singleShot(0, this, [this] { makeNext(); });
 }
+
+// --- What the user does
 
 // Keys may lead anywhere: to the end, up over the beginning, to a letter.
 void PopupMenu::makeForKey(const QKeyEvent& event) {
@@ -266,8 +360,35 @@ void PopupMenu::keepTurning() {
 void PopupMenu::timerEvent(QTimerEvent* event) {
   if (event->timerId() != spinning_.timerId()) return QMenu::timerEvent(event);
   bool turns = false;
-  for (MenuRow* row : rows_) turns = row->advance() || turns;
+  for (Row* row : rows_) turns = row->advance() || turns;
   if (!turns) spinning_.stop();
+}
+
+// --- As a window
+
+MenuWindow::MenuWindow(const menu::MenuPtr& menu) : menu_(std::make_unique<PopupMenu>(menu)) {
+  setWindowTitle(QApplication::applicationDisplayName());
+  setAttribute(Qt::WA_QuitOnClose, false);
+  auto layout = std::make_unique<QVBoxLayout>(this);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setSizeConstraint(QLayout::SetFixedSize);
+  menu_->embedIn(this);
+  layout.release()->addWidget(menu_.get());
+  menu_->hide();  // until it is filled: shown empty it would give the window its size
+  QObject::connect(menu_.get(), &QMenu::triggered, this,
+                   [this] { QTimer::singleShot(0, this, [this] { refresh(); }); });
+}
+
+bool MenuWindow::event(QEvent* event) {
+  if (event->type() == QEvent::Show) menu_->openEmbedded();
+  if (event->type() == QEvent::Hide) menu_->hide();
+  if (event->type() == QEvent::WindowActivate || event->type() == QEvent::Enter) refresh();
+  return QWidget::event(event);
+}
+
+void MenuWindow::refresh() {
+  if (!isVisible() || QApplication::activePopupWidget() != nullptr) return;
+  menu_->refresh();
 }
 
 }  // namespace platform::qt

@@ -2,12 +2,12 @@
 
 #include <QBasicTimer>
 #include <QMenu>
+#include <QWidget>
 #include <memory>
 #include <vector>
 
 #include "menu/Menu.h"
-#include "platform/qt/shell/MenuRow.h"
-#include "platform/qt/shell/Pictures.h"
+#include "platform/qt/shell/MenuLook.h"
 
 namespace platform::qt {
 
@@ -27,7 +27,6 @@ class PopupMenu : public QMenu {
   // Has the menu filled and shows what it holds now.
   void rebuild();
 
-  const menu::MenuPtr& shown() const { return menu_; }
   // The action of an item, null when it is not made yet. And the other way round.
   QAction* actionOf(const menu::MenuItem& item) const;
   menu::MenuItemPtr itemOf(const QAction* action) const;
@@ -46,6 +45,8 @@ class PopupMenu : public QMenu {
   void timerEvent(QTimerEvent* event) override;
 
  private:
+  class Row;
+
   void opens();
   void closed();
   void empty();
@@ -67,7 +68,7 @@ class PopupMenu : public QMenu {
   std::vector<menu::MenuItemPtr> items_;  // as they were when it opened
   std::vector<std::unique_ptr<PopupMenu>> submenus_;
   std::vector<std::unique_ptr<QAction>> actions_;  // of the first items
-  std::vector<MenuRow*> rows_;                     // owned by their actions
+  std::vector<Row*> rows_;                         // owned by their actions
   Icons icons_;
   QBasicTimer spinning_;
   const QAction* chosen_ = nullptr;
@@ -75,6 +76,24 @@ class PopupMenu : public QMenu {
   bool isGrowing_ = false;
   bool wasPressed_ = false;
   bool growsSoon_ = false;
+};
+
+// The menu as a small window, for desktops without a tray. Closing it ends nothing. What it shows
+// is brought up to date whenever the user comes to it, after every choice, and when told to.
+class MenuWindow : public QWidget {
+ public:
+  explicit MenuWindow(const menu::MenuPtr& menu);
+
+  void showIcon(const QIcon& icon) { setWindowIcon(icon); }
+  PopupMenu& menu() { return *menu_; }
+  // Not under an open submenu.
+  void refresh();
+
+ protected:
+  bool event(QEvent* event) override;
+
+ private:
+  std::unique_ptr<PopupMenu> menu_;
 };
 
 }  // namespace platform::qt

@@ -7,7 +7,6 @@
 #include <algorithm>
 
 #include "platform/qt/QtText.h"
-#include "platform/qt/shell/QtWindow.h"
 
 namespace platform::qt {
 namespace {

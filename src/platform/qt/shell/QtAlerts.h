@@ -1,6 +1,20 @@
 #pragma once
 
+#include <QPointer>
+#include <QWidget>
+
 #include "platform/Alerts.h"
+
+namespace platform {
+
+// A window as the seam passes it around. It does not keep the widget alive.
+class Window {
+ public:
+  explicit Window(QWidget* shown) : widget(shown) {}
+  QPointer<QWidget> widget;
+};
+
+}  // namespace platform
 
 namespace platform::qt {
 

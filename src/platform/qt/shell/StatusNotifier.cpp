@@ -9,8 +9,8 @@
 
 #include "core/QVLocalized.h"
 #include "platform/qt/QtText.h"
-#include "platform/qt/shell/BusReplies.h"
-#include "platform/qt/shell/Pictures.h"
+#include "platform/qt/shell/BusMessages.h"
+#include "platform/qt/shell/MenuLook.h"
 
 namespace platform::qt {
 namespace {

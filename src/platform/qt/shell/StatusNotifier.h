@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "menu/StatusItemView.h"
-#include "platform/qt/shell/BusTypes.h"
+#include "platform/qt/shell/BusMessages.h"
 #include "platform/qt/shell/ExportedMenu.h"
 
 namespace platform::qt {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QAbstractListModel>
+#include <QListView>
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -48,5 +49,9 @@ class DiskListModel : public QAbstractListModel {
  private:
   std::vector<DiskRow> rows_;
 };
+
+// The list that shows them: each with its picture, its name and beneath it its state, to be dragged
+// to another place.
+QListView* makeDiskList(DiskListModel& model, QWidget* parent);
 
 }  // namespace platform::qt
