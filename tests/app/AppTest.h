@@ -2,8 +2,8 @@
 // A helper on real disks, in a session that the test dictates, with a record of what it asked for
 // and in which order.
 
+#include <algorithm>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -13,31 +13,15 @@
 #include "tests/menu/StatusBarDouble.h"
 #include "tests/support/EngineTest.h"
 
-// What happened, in order; the same thing twice in a row once.
-class Trace {
- public:
-  void add(const std::string& what) {
-    const std::lock_guard lock(mutex_);
-    if (steps_.empty() || steps_.back() != what) steps_.push_back(what);
-  }
-  std::vector<std::string> steps() const {
-    const std::lock_guard lock(mutex_);
-    return steps_;
-  }
-
- private:
-  mutable std::mutex mutex_;
-  std::vector<std::string> steps_;
-};
-
-using TracePtr = std::shared_ptr<Trace>;
+// Keeps what happened, in order.
+using TracePtr = std::shared_ptr<doubles::RecordingLog>;
 
 // A real loop on a clock of the test's own: sleeping takes no time.
 class TracedLoop : public platform::PosixMainLoop {
  public:
   explicit TracedLoop(TracePtr trace) : trace_(std::move(trace)) {}
   void stop() override {
-    trace_->add("stop");
+    trace_->write(0, "stop");
     PosixMainLoop::stop();
   }
   void sleep(std::chrono::milliseconds time) override {
@@ -47,13 +31,18 @@ class TracedLoop : public platform::PosixMainLoop {
   std::chrono::milliseconds slept{0};
   std::function<void()> onSleep;
 
-  // Runs until the condition holds, which is looked at every millisecond.
+  // Runs until the condition holds, which is looked at every millisecond, or something stops it;
+  // once only, because a loop that was stopped stays so. A minute is a failure.
   void runUntil(const std::function<bool()>& condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    bool holds = false;
     const auto timer = every(std::chrono::milliseconds(1), [&] {
-      if (condition()) PosixMainLoop::stop();
+      holds = holds || condition();
+      if (holds || std::chrono::steady_clock::now() > end) PosixMainLoop::stop();
     });
     run();
     cancel(timer);
+    ASSERT_TRUE(holds || condition()) << "waited in vain";
   }
 
  private:
@@ -65,11 +54,11 @@ class TracedFiles : public FaultyFiles {
   TracedFiles(std::shared_ptr<platform::Files> real, FaultPlanPtr plan, TracePtr trace)
       : FaultyFiles(std::move(real), std::move(plan)), trace_(std::move(trace)) {}
   platform::Result<std::string> contents(const std::string& path) const override {
-    if (path.ends_with("/RamDiskEntries")) trace_->add("read the list");
+    if (path.ends_with("/RamDiskEntries")) trace_->write(0, "read the list");
     return FaultyFiles::contents(path);
   }
   platform::Failure replaceContents(const std::string& path, std::string_view bytes) override {
-    if (path.ends_with("/RamDiskEntries")) trace_->add("write the list");
+    if (path.ends_with("/RamDiskEntries")) trace_->write(0, "write the list");
     return FaultyFiles::replaceContents(path, bytes);
   }
 
@@ -85,7 +74,7 @@ class TracedPlaces : public FaultyPlaces {
         trace_(std::move(trace)) {}
   std::string tool(platform::Tool tool) const override {
     if (tool == platform::Tool::Formatter)
-      trace_->add(std::this_thread::get_id() == main_ ? "make a disk here" : "make a disk");
+      trace_->write(0, std::this_thread::get_id() == main_ ? "make a disk here" : "make a disk");
     return FaultyPlaces::tool(tool);
   }
 
@@ -98,7 +87,7 @@ class TracedApplications : public doubles::FakeApplications {
  public:
   explicit TracedApplications(TracePtr trace) : trace_(std::move(trace)) {}
   std::vector<platform::RunningApplication> running(std::string_view identifier) const override {
-    trace_->add("look for copies");
+    trace_->write(0, "look for copies");
     return FakeApplications::running(identifier);
   }
 
@@ -122,17 +111,11 @@ class AppTest : public EngineTest {
 
   // Writes a list of disks over home/desk/NAME that are wanted at login.
   std::shared_ptr<QVRamDiskEntries> listOf(const std::vector<std::string>& names,
-                                           QVRamDiskBackupMode mode = QVRamDiskBackupMode_Base) {
+                                           bool withMenu = false) {
     auto entries = QVRamDiskEntries::init();
-    for (const auto& name : names) {
-      scratch.directory("home/desk/" + name);
-      const auto disk = entries->addRamDisk();
-      disk->setName(name);
-      disk->setMountDirectory(work);
-      disk->setSize(kSize);
-      disk->setBackupMode(mode);
-      disk->setCreateAtLogin(true);
-    }
+    for (const auto& name : names)
+      diskOver(name, QVRamDiskBackupMode_Base, entries->addRamDisk())->setCreateAtLogin(true);
+    entries->setShowInMenuBar(withMenu);
     entries->writeRamDisksToDefaultLocation();
     return entries;
   }
@@ -141,33 +124,32 @@ class AppTest : public EngineTest {
     entries->readRamDisksFromDefaultLocation();
     return entries;
   }
-  static void wantMenu(const std::shared_ptr<QVRamDiskEntries>& list) {
-    list->setShowInMenuBar(true);
-    list->writeRamDisksToDefaultLocation();
-  }
+
   // A helper as it is started with these arguments, with a menu where one is wanted.
   std::shared_ptr<AppDelegate> launched(const std::vector<std::string>& args = {}) {
     auto delegate = std::make_shared<AppDelegate>(app::helperOptions(args), [this] {
-      trace->add("make the menu");
+      trace->write(0, "make the menu");
       return controller = StatusMenuController::init(bar);
     });
-    setUp_ = trace->steps().size();
+    setUp_ = trace->entries().size();
     delegate->applicationDidFinishLaunching();
     return delegate;
   }
-  void recover(const std::shared_ptr<AppDelegate>& delegate) {
+  void recover(const std::shared_ptr<AppDelegate>& delegate) const {
     loop->runUntil([&] { return !delegate->ramDiskEntries(); });
   }
-  // What happened since the launch.
+  // What happened since the launch; the same thing twice in a row once.
   Steps steps() const {
-    const auto all = trace->steps();
-    return {all.begin() + static_cast<std::ptrdiff_t>(setUp_), all.end()};
+    auto all = trace->entries();
+    all.erase(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(setUp_));
+    all.erase(std::unique(all.begin(), all.end()), all.end());
+    return all;
   }
-  void announceChange(const char* sender) {
+  void announceChange(const char* sender) const {
     notifications->deliver({QVRamDiskEntriesDidChangeToAllNotification, sender, {}});
   }
 
-  TracePtr trace = std::make_shared<Trace>();
+  TracePtr trace = std::make_shared<doubles::RecordingLog>();
   std::shared_ptr<TracedLoop> loop = std::make_shared<TracedLoop>(trace);
   std::shared_ptr<TracedApplications> applications = std::make_shared<TracedApplications>(trace);
   std::shared_ptr<doubles::FakeSessionEnd> sessionEnd = std::make_shared<doubles::FakeSessionEnd>();

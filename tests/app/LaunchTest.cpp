@@ -14,22 +14,24 @@ using LaunchTest = AppTest;
 
 TEST_F(LaunchTest, WithoutAMenuItMakesTheDisksOnAThreadAndEnds) {
   listOf({"first", "second"});
-  const auto delegate = launched({});
-  recover(delegate);
+  recover(launched());
   EXPECT_EQ(steps(), (Steps{"read the list", "look for copies", "make a disk", "read the list",
                             "write the list", "stop"}));
-  EXPECT_TRUE(isMounted(folder("first")) && isMounted(folder("second")));
   const auto list = reread();
-  for (const auto& disk : list->ramDisks()) EXPECT_EQ(disk->status(), QVRamDiskStatus_mounted);
+  for (const auto& disk : list->ramDisks()) {
+    EXPECT_EQ(disk->status(), QVRamDiskStatus_mounted);
+    EXPECT_TRUE(isMounted(disk->path().value_or("")));
+  }
   EXPECT_EQ(loop->slept.count(), 0);
 }
 
 TEST_F(LaunchTest, WithAMenuItStaysAndTheMenuIsToldOfTheEnd) {
-  wantMenu(listOf({"first"}));
-  const auto delegate = launched({});
+  listOf({"first"}, true);
+  const auto delegate = launched();
   recover(delegate);
   EXPECT_EQ(steps(), (Steps{"read the list", "make the menu", "read the list", "look for copies",
                             "make a disk", "read the list", "write the list", "read the list"}));
+  EXPECT_EQ(controller->ramDiskEntries()->ramDisks()[0]->status(), QVRamDiskStatus_mounted);
   EXPECT_TRUE(sessionEnd->held.has_value()) << "the menu's list knows what was made";
   delegate->terminate();
   delegate->terminate();
@@ -38,14 +40,13 @@ TEST_F(LaunchTest, WithAMenuItStaysAndTheMenuIsToldOfTheEnd) {
 }
 
 TEST_F(LaunchTest, StartedByTheApplicationItMakesNoDisk) {
-  wantMenu(listOf({"first"}));
+  listOf({"first"}, true);
   launched({"FromApp"});
   EXPECT_EQ(steps(), (Steps{"read the list", "make the menu", "read the list", "look for copies"}));
-  controller = nullptr;
   EXPECT_EQ(log->count("Helper started from the principal app"), 1U);
-  for (const auto& args : {std::vector<std::string>{"--no-menu", "FromApp"},
-                           std::vector<std::string>{"--service", "FromApp"}}) {
-    const auto delegate = launched(args);
+  controller = nullptr;
+  for (const char* option : {"--no-menu", "--service"}) {
+    const auto delegate = launched({option, "FromApp"});
     EXPECT_EQ(steps().back(), "read the list") << "to follow it";
     EXPECT_EQ(notifications->observerCount(), 1U);
   }
@@ -63,30 +64,26 @@ TEST_F(LaunchTest, OnlyWhatIsWantedAndNotMountedIsMade) {
   EXPECT_TRUE(isMounted(folder("wanted")));
 }
 
+// A service saves the disks at the session's end, whatever becomes of the menu: only another one
+// takes its place.
 TEST_F(LaunchTest, OtherCopiesAreAskedToEndAndForcedWhereTheyCannotBe) {
-  applications->applications = {{7001, kHelperBundleId, {}},
+  using Asked = std::vector<std::int64_t>;
+  applications->applications = {{7001, kHelperBundleId, {}, {"--no-menu"}},
                                 {getpid(), kHelperBundleId, {}},
                                 {7002, kHelperBundleId, {}},
-                                {7003, "com.example.other", {}}};
+                                {7003, "com.example.other", {}},
+                                {7004, kHelperBundleId, {}, {"-v", "--service"}}};
   applications->refusing = {7002};
+  const Asked others = {7001, 7002};
   launched({"FromApp"});
-  EXPECT_EQ(applications->asked, (std::vector<std::int64_t>{7001, 7002}));
-  EXPECT_EQ(applications->forced, std::vector<std::int64_t>{7002});
-}
-
-// It saves the disks at the session's end, whatever becomes of the menu.
-TEST_F(LaunchTest, AServiceStaysBesideHelpersThatAreNone) {
-  applications->applications = {{7001, kHelperBundleId, {}, {"--no-menu"}},
-                                {7002, kHelperBundleId, {}, {"-v", "--service"}}};
-  using Asked = std::vector<std::int64_t>;
-  launched({"FromApp"});
-  EXPECT_EQ(std::exchange(applications->asked, {}), Asked{7001});
+  EXPECT_EQ(std::exchange(applications->asked, {}), others);
+  EXPECT_EQ(applications->forced, Asked{7002});
   for (const bool shows : {false, true}) {
     QVRamDiskUtils::setHelperIsRunning(shows);
-    EXPECT_EQ(std::exchange(applications->asked, {}), Asked{7001});
+    EXPECT_EQ(std::exchange(applications->asked, {}), others);
   }
   launched({"--service"});
-  EXPECT_EQ(applications->asked, Asked{7002});
+  EXPECT_EQ(applications->asked, Asked{7004});
 }
 
 TEST_F(LaunchTest, AnActionThatStillRunsAtTheEndHasThirtySeconds) {
@@ -97,7 +94,6 @@ TEST_F(LaunchTest, AnActionThatStillRunsAtTheEndHasThirtySeconds) {
   delegate->ramDiskEntries()->ramDisks()[1]->setAction(QVRamDiskActionBackup);
   recover(delegate);
   EXPECT_EQ(log->count("hasRunningAction==YES"), 1U);
-  EXPECT_EQ(log->count("Waiting "), 120U);
   EXPECT_EQ(loop->slept, std::chrono::seconds(30));
   EXPECT_EQ(steps().back(), "stop");
   EXPECT_EQ(reread()->ramDisks()[0]->status(), QVRamDiskStatus_mounted);

@@ -10,20 +10,13 @@ class SessionTest : public AppTest {
  protected:
   // Mounted disks in every mode, "NAME/new" written on each.
   void mountAll() {
-    list = listOf({"base"});
+    mount(QVRamDiskBackupMode_Base, "base");
     mount(QVRamDiskBackupMode_Directory, "chosen");
     mount(QVRamDiskBackupMode_None, "none");
-    list->create(list->ramDisks()[0], 0);
-    scratch.file("home/desk/base/new", "new");
     list->writeRamDisksToDefaultLocation();
   }
   void mount(QVRamDiskBackupMode mode, const std::string& name) {
-    scratch.directory("home/desk/" + name);
-    const auto disk = list->addRamDisk();
-    disk->setName(name);
-    disk->setMountDirectory(work);
-    disk->setSize(kSize);
-    disk->setBackupMode(mode);
+    const auto disk = diskOver(name, mode, list->addRamDisk());
     disk->setBackupDir(backups);
     list->create(disk, 0);
     scratch.file("home/desk/" + name + "/new", "new");
@@ -37,17 +30,16 @@ class SessionTest : public AppTest {
     loop->runUntil([&] { return !sessionEnd->held; });
   }
 
-  std::shared_ptr<QVRamDiskEntries> list;
+  std::shared_ptr<QVRamDiskEntries> list = QVRamDiskEntries::init();
   std::string backups = scratch.directory("home/backups");
   bool busy = false;
   app::SessionKeeper keeper{[this] { return busy; }};
 };
 
 TEST_F(SessionTest, TheEndIsHeldWhileThereIsSomethingToSave) {
-  list = listOf({"base"});
   keeper.start();
   EXPECT_FALSE(sessionEnd->held.has_value());
-  list->create(list->ramDisks()[0], 0);
+  mount(QVRamDiskBackupMode_Base, "base");
   list->writeRamDisksToDefaultLocation();
   announceChange(kSenderHelper);
   EXPECT_FALSE(sessionEnd->held.has_value()) << "its own word brings no news";
@@ -63,14 +55,15 @@ TEST_F(SessionTest, TheEndIsHeldWhileThereIsSomethingToSave) {
 
 TEST_F(SessionTest, OnTheAnnouncementEachDiskIsSavedWhereItsSettingsSay) {
   mountAll();
-  const std::string before = readFile(RegistryFile::defaultPath().value_or(""));
+  const auto file = [] { return readFile(RegistryFile::defaultPath().value_or("")); };
+  const std::string before = file();
   keeper.start();
   ASSERT_TRUE(sessionEnd->held.has_value());
   announceEnd();
   EXPECT_EQ(savedFile(), "new");
   EXPECT_EQ(generations(), 1U);
   for (const char* name : {"base", "chosen", "none"}) EXPECT_TRUE(isMounted(folder(name)));
-  EXPECT_EQ(readFile(RegistryFile::defaultPath().value_or("")), before);
+  EXPECT_EQ(file(), before);
   EXPECT_FALSE(keeper.hasLeftovers());
 }
 

@@ -1,6 +1,4 @@
-#include "ramdisk/ActionLock.h"
 #include "tests/app/AppTest.h"
-#include "tests/menu/StatusBarDouble.h"
 
 namespace {
 
@@ -8,58 +6,42 @@ namespace {
 class StatusMenuTest : public AppTest {
  protected:
   StatusMenuTest() {
-    loop->onSleep = [] { std::this_thread::sleep_for(std::chrono::milliseconds(1)); };
-  }
-  // Does one thing after the other on the main loop: what is not so yet is tried again.
-  void runSteps(const std::vector<std::function<bool()>>& steps) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    std::size_t at = 0;
-    loop->runUntil([&] {
-      while (at < steps.size() && steps[at]()) ++at;
-      return at == steps.size() || std::chrono::steady_clock::now() > end;
-    });
-    EXPECT_EQ(at, steps.size()) << "waited in vain";
+    loop->onSleep = [] { std::this_thread::sleep_for(std::chrono::milliseconds(5)); };
+    listOf({"first"}, true);
   }
   // The desktop brings a program its own notifications too.
-  bool deliverPosted() {
-    const auto posted = std::exchange(notifications->posted, {});
-    for (const auto& notification : posted) notifications->deliver(notification);
-    return !posted.empty();
+  void deliverPosted() const {
+    for (const auto& notification : std::exchange(notifications->posted, {}))
+      notifications->deliver(notification);
   }
-  bool click(const std::string& title) {
+  void click(const std::string& title) const {
     controller->statusMenu()->needsUpdate();
     for (const auto& row : controller->statusMenu()->items()) {
       if (!row->submenu) continue;
       row->submenu->needsUpdate();
       for (const auto& item : row->submenu->items())
-        if (item->title == title) return item->click(), true;
+        if (item->title == title) return item->click();
     }
     ADD_FAILURE() << "there is no " << title;
-    return false;
   }
 };
 
-TEST_F(StatusMenuTest, ItKnowsWhatWasMadeAtLogin) {
-  wantMenu(listOf({"first"}));
-  const auto delegate = launched();
-  EXPECT_EQ(bar->item->menu, controller->statusMenu());
-  recover(delegate);
-  EXPECT_EQ(controller->ramDiskEntries()->ramDisks()[0]->status(), QVRamDiskStatus_mounted);
-}
-
 TEST_F(StatusMenuTest, TheSessionsEndIsHeldAsItsActionsRequire) {
-  wantMenu(listOf({"first"}));
   const auto delegate = launched({"FromApp"});
+  EXPECT_EQ(bar->item->menu, controller->statusMenu());
   EXPECT_FALSE(sessionEnd->held.has_value());
-  runSteps({[&] { return click("Create"); }, [&] { return deliverPosted(); },
-            [&] { return sessionEnd->held.has_value(); }, [&] { return !controller->isBusy(); },
-            [&] { return click("Eject"); }, [&] { return deliverPosted(); },
-            [&] { return !sessionEnd->held; }});
+  click("Create");
+  bool ejecting = false;
+  loop->runUntil([&] {
+    deliverPosted();
+    if (controller->isBusy() || sessionEnd->held.has_value() == ejecting) return false;
+    if (!std::exchange(ejecting, true)) click("Eject");
+    return !sessionEnd->held;
+  });
 }
 
 // Until then the file does not know what the action did, and a list read from it would not either.
 TEST_F(StatusMenuTest, AnAnnouncedEndDoesNotReadTheListBeforeAnActionIsSaved) {
-  wantMenu(listOf({"first"}));
   const auto delegate = launched({"FromApp"});
   click("Create");
   const auto acting = controller->ramDiskEntries()->ramDisks()[0];
@@ -73,10 +55,8 @@ TEST_F(StatusMenuTest, AnAnnouncedEndDoesNotReadTheListBeforeAnActionIsSaved) {
 }
 
 TEST_F(StatusMenuTest, AtLoginADiskThatTheMenuWorksOnIsWaitedFor) {
-  const auto list = listOf({"first"});
-  wantMenu(list);
   QVErrorPtr error;
-  std::optional<ActionLock> menus = ActionLock::take(list->ramDisks()[0]->identifier(), error);
+  std::optional<ActionLock> menus = ActionLock::take(reread()->ramDisks()[0]->identifier(), error);
   int passes = 0;
   bool madeTooEarly = false;
   loop->onSleep = [&] {
@@ -90,8 +70,10 @@ TEST_F(StatusMenuTest, AtLoginADiskThatTheMenuWorksOnIsWaitedFor) {
 }
 
 TEST_F(StatusMenuTest, TerminatingWaitsForWhatTheMenuStarted) {
-  wantMenu(listOf({"first"}));
   const auto delegate = launched({"FromApp"});
+  loop->onSleep = [this] {
+    while (controller->ramDiskEntries()->hasRunningAction()) std::this_thread::yield();
+  };
   click("Create");
   delegate->terminate();
   EXPECT_EQ(reread()->ramDisks()[0]->status(), QVRamDiskStatus_mounted);

@@ -19,46 +19,31 @@ class FollowingTest : public MenuTest {
 
 TEST_F(FollowingTest, AnIdleMountedDiskAboveFourFifthsWarns) {
   start();
-  const auto first = record("first", QVRamDiskStatus_mounted);
+  fill(*record("first", QVRamDiskStatus_mounted), 10);
   const auto second = record("second", QVRamDiskStatus_mounted);
-  fill(*first, 10);
-  struct Case {
-    QVRamDiskStatus status;
-    QVRamDiskAction action;
-    std::uint64_t percent;
-    bool warns;
-  };
-  const std::vector<Case> cases = {{QVRamDiskStatus_mounted, QVRamDiskActionNone, 80, false},
-                                   {QVRamDiskStatus_mounted, QVRamDiskActionNone, 81, true},
-                                   {QVRamDiskStatus_mounted, QVRamDiskActionBackup, 81, false},
-                                   {QVRamDiskStatus_mounted, QVRamDiskActionNone, 100, true},
-                                   {QVRamDiskStatus_created, QVRamDiskActionNone, 100, false},
-                                   {QVRamDiskStatus_notCreated, QVRamDiskActionNone, 100, false}};
-  for (const auto& [status, action, percent, warns] : cases) {
+  const auto warns = [&](QVRamDiskStatus status, std::uint64_t percent,
+                         QVRamDiskAction action = QVRamDiskActionNone) {
     second->setStatus(status);
     second->setAction(action);
     fill(*second, percent);
     controller->updateDiskWarning();
-    EXPECT_EQ(isWarn(), warns) << status << " " << action << " " << percent;
-  }
+    return isWarn();
+  };
+  EXPECT_FALSE(warns(QVRamDiskStatus_mounted, 80));
+  EXPECT_TRUE(warns(QVRamDiskStatus_mounted, 81));
+  EXPECT_FALSE(warns(QVRamDiskStatus_mounted, 81, QVRamDiskActionBackup));
+  EXPECT_TRUE(warns(QVRamDiskStatus_mounted, 100));
+  EXPECT_FALSE(warns(QVRamDiskStatus_created, 100));
 }
 
-TEST_F(FollowingTest, TheListIsReadWhenTheApplicationChangedIt) {
+TEST_F(FollowingTest, TheListIsReadWhenTheApplicationChangedItAndNothingRuns) {
   writeList({"first"});
   start();
   writeList({"first", "second"});
   announceChange(kSenderHelper);
   EXPECT_EQ(listed(), 1U);
-  announceChange(kSenderApp);
-  EXPECT_EQ(listed(), 2U);
-}
-
-TEST_F(FollowingTest, WhileAnActionRunsTheListStaysAsItIs) {
-  writeList({"first"});
-  start();
   const auto busy = disk();
   busy->setAction(QVRamDiskActionBackup);
-  writeList({"first", "second"});
   announceChange(kSenderApp);
   EXPECT_EQ(log->count("hasRunningAction==YES"), 1U);
   open();
@@ -66,6 +51,9 @@ TEST_F(FollowingTest, WhileAnActionRunsTheListStaysAsItIs) {
   busy->setAction(QVRamDiskActionNone);
   open();
   EXPECT_EQ(listed(), 2U);
+  writeList({"first", "second", "third"});
+  announceChange(kSenderApp);
+  EXPECT_EQ(listed(), 3U);
 }
 
 TEST_F(FollowingTest, TheIconsStyleFollowsTheApplication) {
@@ -107,11 +95,10 @@ TEST_F(FollowingTest, TheEndOfAnActionKeepsWhatOthersChangedMeanwhile) {
     const auto acting = disk();
     disk(1)->setAction(anotherRuns ? QVRamDiskActionBackup : QVRamDiskActionNone);
     acting->setDeviceNode("/dev/disk77");
-    const auto theirs = QVRamDiskEntries::init();
-    theirs->readRamDisksFromDefaultLocation();
-    theirs->ramDisks()[0]->setCreateAtLogin(true);
-    theirs->addRamDisk();
-    theirs->writeRamDisksToDefaultLocation();
+    elsewhere([](auto& theirs) {
+      theirs.ramDisks()[0]->setCreateAtLogin(true);
+      theirs.addRamDisk();
+    });
     controller->mt_ramDiskDidUpdated(acting);
     ASSERT_TRUE(saved(2)) << anotherRuns;
     EXPECT_TRUE(saved()->createAtLogin());
@@ -124,10 +111,7 @@ TEST_F(FollowingTest, AnActionThatDidNotBeginSavesNothingOfItsRecord) {
   writeList({"first"});
   start();
   const auto refused = disk();
-  const auto theirs = QVRamDiskEntries::init();
-  theirs->readRamDisksFromDefaultLocation();
-  theirs->ramDisks()[0]->setDeviceNode("/dev/disk5");
-  theirs->writeRamDisksToDefaultLocation();
+  elsewhere([](auto& theirs) { theirs.ramDisks()[0]->setDeviceNode("/dev/disk5"); });
   refused->setLastError(QVError::errorWithMessage("Another program", "", QVErrorCode::Locked));
   controller->mt_ramDiskDidUpdated(refused);
   EXPECT_EQ(saved()->deviceNode(), "/dev/disk5");

@@ -5,17 +5,20 @@ namespace {
 
 class ListTest : public MenuTest {
  protected:
-  // The lines between the first separators and "Quit", without the disks' rows.
+  static constexpr char kApplication[] = "/opt/tarnvale/bin/settings";
+  // The titles of the commands on all disks, with their tags.
   Lines commandsOnAllDisks() {
     Lines found;
     for (const auto& item : open().items())
-      if (item->action.name == "mi_performAllAction:") found.push_back(line(*item));
+      if (item->action.name == "mi_performAllAction:")
+        found.push_back(item->title + (item->isEnabled ? " " : " (off) ") +
+                        std::to_string(item->tag));
     return found;
   }
 };
 
 TEST_F(ListTest, WithoutDisks) {
-  applications->paths["com.tarnvale.Tarnvale"] = "/opt/tarnvale/bin/settings";
+  applications->paths["com.tarnvale.Tarnvale"] = kApplication;
   start();
   const Lines expected = {"Open Tarnvale [mi_openRamDiskApp:] {icon of settings}",
                           "No RamDisk (off)", "---", "Quit Tarnvale Menu [mi_quitHelper:]"};
@@ -32,7 +35,6 @@ TEST_F(ListTest, ADiskInEveryStateHasItsRow) {
   record("used", QVRamDiskStatus_mounted, QVRamDiskBackupMode_Base);
   const auto busy = record("busy", QVRamDiskStatus_mounted, QVRamDiskBackupMode_Directory);
   busy->setAction(QVRamDiskActionBackup);
-  busy->setLastActionInfo(QVRamDiskActionInfo_backuping);
   EXPECT_EQ(
       lines(open()),
       (Lines{"Open Tarnvale [mi_openRamDiskApp:]", "---", "Create All [mi_performAllAction:#1]",
@@ -52,12 +54,13 @@ TEST_F(ListTest, RowsShowTheRecordAndSpinWhileTheMenuIsOpen) {
   const auto rowOf = [&](const std::string& title) {
     return std::dynamic_pointer_cast<menu::RamDiskMenuItemView>(itemOf(shown, title)->view);
   };
-  ASSERT_TRUE(rowOf("idle") && rowOf("busy"));
-  EXPECT_EQ(rowOf("busy")->frame(), (platform::Rect{0, 0, 260, 40}));
-  EXPECT_EQ(rowOf("busy")->title(), "busy");
-  EXPECT_EQ(rowOf("busy")->enclosingMenuItem.lock(), itemOf(shown, "busy"));
+  const auto busy = rowOf("busy");
+  ASSERT_TRUE(busy && rowOf("idle"));
+  EXPECT_EQ(busy->frame(), (platform::Rect{0, 0, 260, 40}));
+  EXPECT_EQ(busy->title(), "busy");
+  EXPECT_EQ(busy->enclosingMenuItem.lock(), itemOf(shown, "busy"));
   EXPECT_EQ(rowOf("idle")->progressIndicator(), nullptr);
-  const auto spins = [&] { return rowOf("busy")->progressIndicator()->isAnimating(); };
+  const auto spins = [&] { return busy->progressIndicator()->isAnimating(); };
   turning->runUntil(spins);
   bar->item->view->setIsPressed(true);
   controller->statusMenu()->didClose();
@@ -66,46 +69,32 @@ TEST_F(ListTest, RowsShowTheRecordAndSpinWhileTheMenuIsOpen) {
 }
 
 TEST_F(ListTest, WhichCommandsOnAllDisksThereAre) {
-  struct Case {
-    QVRamDiskStatus status;
-    QVRamDiskBackupMode mode;
-    QVRamDiskType type;
-    QVRamDiskAction action;
-    Lines expected;
-  };
-  const std::string create = "Create All [mi_performAllAction:#1]";
-  const std::string noCreate = "Create All (off) [mi_performAllAction:#1]";
-  const std::string eject = "Eject All [mi_performAllAction:#2]";
-  const std::string noEject = "Eject All (off) [mi_performAllAction:#2]";
-  const std::string synchronise = "Synchronise All [mi_performAllAction:#3]";
-  const std::string backup = "Backup All [mi_performAllAction:#4]";
   const auto mounted = QVRamDiskStatus_mounted;
   const auto plain = QVRamDiskType_Default;
   const auto simulator = QVRamDiskType_CoreSimulator;
-  const auto idle = QVRamDiskActionNone;
-  const std::vector<Case> cases = {
-      {QVRamDiskStatus_notCreated, QVRamDiskBackupMode_Base, plain, idle, {create, noEject}},
-      {QVRamDiskStatus_created, QVRamDiskBackupMode_Base, plain, idle, {noCreate, eject}},
-      {static_cast<QVRamDiskStatus>(9), QVRamDiskBackupMode_None, plain, idle, {create, noEject}},
-      {mounted, QVRamDiskBackupMode_None, plain, idle, {noCreate, eject}},
-      {mounted, QVRamDiskBackupMode_Base, plain, idle, {noCreate, eject, synchronise}},
-      {mounted, QVRamDiskBackupMode_Base, plain, QVRamDiskActionBackup, {noCreate, eject}},
-      {mounted, QVRamDiskBackupMode_AppSupport, plain, idle, {noCreate, eject, backup}},
-      {mounted, QVRamDiskBackupMode_Directory, plain, idle, {noCreate, eject, backup}},
-      {mounted, QVRamDiskBackupMode_Directory, plain, QVRamDiskActionBackup, {noCreate, eject}},
-      {mounted, QVRamDiskBackupMode_None, simulator, idle, {noCreate, eject, synchronise}},
-      {mounted, QVRamDiskBackupMode_Directory, simulator, idle, {noCreate, eject, synchronise}},
-      {mounted,
-       QVRamDiskBackupMode_Directory,
-       QVRamDiskType_Firefox,
-       idle,
-       {noCreate, eject, backup}}};
-  for (const auto& [status, mode, type, action, expected] : cases) {
+  const auto base = QVRamDiskBackupMode_Base;
+  const auto directory = QVRamDiskBackupMode_Directory;
+  const Lines create = {"Create All 1", "Eject All (off) 2"};
+  const Lines eject = {"Create All (off) 1", "Eject All 2"};
+  const auto with = [&](const char* third) { return Lines{eject[0], eject[1], third}; };
+  const auto are = [&](QVRamDiskStatus status, QVRamDiskBackupMode mode, QVRamDiskType type,
+                       const Lines& expected, QVRamDiskAction action = QVRamDiskActionNone) {
     start();
     record("disk", status, mode, type)->setAction(action);
     EXPECT_EQ(commandsOnAllDisks(), expected)
         << status << " " << mode << " " << type << " " << action;
-  }
+  };
+  are(QVRamDiskStatus_notCreated, base, plain, create);
+  are(QVRamDiskStatus_created, base, plain, eject);
+  are(static_cast<QVRamDiskStatus>(9), QVRamDiskBackupMode_None, plain, create);
+  are(mounted, QVRamDiskBackupMode_None, plain, eject);
+  are(mounted, base, plain, with("Synchronise All 3"));
+  are(mounted, base, plain, eject, QVRamDiskActionBackup);
+  are(mounted, QVRamDiskBackupMode_AppSupport, plain, with("Backup All 4"));
+  are(mounted, directory, plain, with("Backup All 4"));
+  are(mounted, directory, plain, eject, QVRamDiskActionBackup);
+  are(mounted, QVRamDiskBackupMode_None, simulator, with("Synchronise All 3"));
+  are(mounted, directory, simulator, with("Synchronise All 3"));
 }
 
 TEST_F(ListTest, MemoryAndPurging) {
@@ -126,14 +115,13 @@ TEST_F(ListTest, MemoryAndPurging) {
   EXPECT_EQ(lines(open()), figures);
   machine->pages->purgeable = 2;
   machine->pages->compressed = 1;
-  figures.insert(figures.begin() + 5, {"    Purgeable: 2 MB (off) [mi_macInfo:]",
-                                       "    Compressed: 1 MB (off) [mi_macInfo:]"});
-  EXPECT_EQ(lines(open()), figures);
   machine->systemMajor = 10;
   machine->systemMinor = 8;
   QVMacInfo::forgetCachedAnswers();
   replaceTool(platform::Tool::Purger, "printf yes > " + scratch.path("purged"));
-  figures.insert(figures.begin() + 7, {"---", "Free Up Inactive Memory [mi_purgeMacMemory:]"});
+  figures.insert(figures.begin() + 5, {"    Purgeable: 2 MB (off) [mi_macInfo:]",
+                                       "    Compressed: 1 MB (off) [mi_macInfo:]", "---",
+                                       "Free Up Inactive Memory [mi_purgeMacMemory:]"});
   EXPECT_EQ(lines(open()), figures);
   click(open(), "Free Up Inactive Memory");
   turning->runUntil([&] { return readFile(scratch.path("purged")) == "yes"; });
@@ -169,19 +157,20 @@ TEST_F(ListTest, WhatBelongsToOtherProgramsIsStarted) {
   auto services = platform::services();
   services.workspace = desktop;
   platform::install(services);
-  applications->paths["com.tarnvale.Tarnvale"] = "/opt/tarnvale/bin/settings";
+  applications->paths["com.tarnvale.Tarnvale"] = kApplication;
   applications->paths["com.apple.ActivityMonitor"] = scratch.file("monitor.desktop");
   start();
   click(open(), "Open Tarnvale");
   ASSERT_EQ(desktop->launched.size(), 1U);
-  EXPECT_EQ(desktop->launched[0].first, "/opt/tarnvale/bin/settings");
+  EXPECT_EQ(desktop->launched[0].first, kApplication);
   menu::MenuItem figure;
   controller->mi_macInfo(figure);
   EXPECT_EQ(desktop->urls, Lines{scratch.path("monitor.desktop")});
-  applications->paths.clear();
   desktop->succeeds = false;
   click(open(), "Open Tarnvale");
-  EXPECT_EQ(log->count("launchApplication==NO path:"), 1U);
+  applications->paths.clear();
+  click(open(), "Open Tarnvale");
+  EXPECT_EQ(log->count("launchApplication==NO path:"), 2U);
 }
 
 TEST_F(ListTest, ALookAloneStartsNothing) {

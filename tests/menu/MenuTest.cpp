@@ -15,13 +15,11 @@ MenuTest::MenuTest() {
   files = std::make_shared<CountingFiles>(services.files, faults);
   services.files = files;
   platform::install(services);
-  platform::KindFacts simulator;
-  simulator.type = QVRamDiskType_CoreSimulator;
-  simulator.application.runningIdentifiers = {"test.simulator"};
-  platform::KindFacts browser;
-  browser.type = QVRamDiskType_Firefox;
-  browser.application.runningIdentifiers = {"test.browser"};
-  places->kinds = platform::KindTable{simulator, browser};
+  const auto kind = [](QVRamDiskType type, const char* running) {
+    return platform::KindFacts{.type = type, .application = {.runningIdentifiers = {running}}};
+  };
+  places->kinds = platform::KindTable{kind(QVRamDiskType_CoreSimulator, "test.simulator"),
+                                      kind(QVRamDiskType_Firefox, "test.browser")};
   QVRamDiskManager::forgetCachedAnswers();
   QVMacInfo::forgetCachedAnswers();
 }
@@ -60,25 +58,21 @@ QVRamDiskPtr MenuTest::record(const std::string& name, QVRamDiskStatus status,
                               QVRamDiskBackupMode mode, QVRamDiskType type) {
   auto made = controller->ramDiskEntries()->addRamDisk();
   made->changeToType(type, QVRamDiskChangeTypeKeepSettings);
-  made->setName(name);
-  made->setMountDirectory(work);
-  made->setSize(kSize);
-  made->setBackupMode(mode);
   made->setStatus(status);
-  return made;
+  return diskOver(name, mode, std::move(made));
 }
 
 void MenuTest::writeList(const std::vector<std::string>& names, QVRamDiskBackupMode mode) {
   const auto entries = QVRamDiskEntries::init();
-  for (const auto& name : names) {
-    scratch.directory("home/desk/" + name);
-    const auto made = entries->addRamDisk();
-    made->setName(name);
-    made->setMountDirectory(work);
-    made->setSize(kSize);
-    made->setBackupMode(mode);
-  }
+  for (const auto& name : names) diskOver(name, mode, entries->addRamDisk());
   entries->writeRamDisksToDefaultLocation();
+}
+
+void MenuTest::elsewhere(const std::function<void(QVRamDiskEntries&)>& work) {
+  const auto theirs = QVRamDiskEntries::init();
+  theirs->readRamDisksFromDefaultLocation();
+  work(*theirs);
+  theirs->writeRamDisksToDefaultLocation();
 }
 
 QVRamDiskPtr MenuTest::saved(std::size_t index) {
@@ -102,12 +96,12 @@ std::string MenuTest::line(const MenuItem& item) const {
   if (item.toolTip) text += " \"" + *item.toolTip + "\"";
   if (const auto ramDisk = item.represented<QVRamDiskPtr>())
     text += " = disk " + ramDisk->name().value_or("");
+  const auto shortened = [this](const std::string& path) {
+    return path.starts_with(work) ? "~" + path.substr(work.size()) : path;
+  };
   if (const auto path = item.represented<std::string>(); !path.empty())
-    text += " = " + (path.starts_with(work) ? "~" + path.substr(work.size()) : path);
-  if (item.submenu) {
-    const auto& title = item.submenu->title();
-    text += " > " + (title.starts_with(work) ? "~" + title.substr(work.size()) : title);
-  }
+    text += " = " + shortened(path);
+  if (item.submenu) text += " > " + shortened(item.submenu->title());
   return text;
 }
 

@@ -2,7 +2,7 @@
 // The status menu on real files and disks, on a desktop of doubles, and menus as lines of text.
 
 #include <atomic>
-#include <map>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -81,6 +81,8 @@ class MenuTest : public EngineTest {
   // Disks over home/desk/NAME in the file, not created.
   void writeList(const std::vector<std::string>& names,
                  QVRamDiskBackupMode mode = QVRamDiskBackupMode_Base);
+  // Another program reads the list, does this to it, and writes it; nobody is told.
+  static void elsewhere(const std::function<void(QVRamDiskEntries&)>& work);
   QVRamDiskPtr disk(std::size_t index = 0) const {
     return controller->ramDiskEntries()->ramDisks().at(index);
   }

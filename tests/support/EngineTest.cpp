@@ -69,9 +69,9 @@ void EngineTest::TearDownDisks() {
   std::filesystem::create_directory(work, ignored);
 }
 
-QVRamDiskPtr EngineTest::diskOver(const std::string& name, QVRamDiskBackupMode mode) {
+QVRamDiskPtr EngineTest::diskOver(const std::string& name, QVRamDiskBackupMode mode,
+                                  QVRamDiskPtr disk) {
   scratch.directory("home/desk/" + name);
-  auto disk = QVRamDisk::init();
   disk->setName(name);
   disk->setMountDirectory(work);
   disk->setSize(kSize);

@@ -43,8 +43,10 @@ class EngineTest : public testing::Test {
   EngineTest();
   ~EngineTest() override;
 
-  // A plain disk over home/desk/NAME, which is made, in the mode given.
-  QVRamDiskPtr diskOver(const std::string& name, QVRamDiskBackupMode mode);
+  // A plain disk over home/desk/NAME, which is made, in the mode given; or a list's own record
+  // made so.
+  QVRamDiskPtr diskOver(const std::string& name, QVRamDiskBackupMode mode,
+                        QVRamDiskPtr disk = QVRamDisk::init());
   // What diskOver() made the disk over.
   std::string folder(const std::string& name) const { return work + "/" + name; }
   std::string savedBase(const std::string& name) const {
