@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "cli/Columns.h"
-#include "settings/SizeText.h"
+#include "cli/Output.h"
+#include "settings/TypedText.h"
 
 namespace cli {
 namespace {

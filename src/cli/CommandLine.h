@@ -3,7 +3,7 @@
 #include <span>
 #include <string>
 
-#include "cli/Streams.h"
+#include "cli/Context.h"
 
 namespace cli {
 

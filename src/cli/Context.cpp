@@ -1,6 +1,13 @@
 #include "cli/Context.h"
 
-#include "cli/Columns.h"
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <string_view>
+
+#include "cli/Output.h"
 #include "extensions/Text.h"
 
 namespace cli {
@@ -10,6 +17,19 @@ namespace {
 std::string withoutPoint(std::string text) {
   if (text.ends_with('.')) text.pop_back();
   return text;
+}
+
+constexpr int kUsualWidth = 80;
+
+std::string_view variable(const char* name) {
+  const char* value = std::getenv(name);
+  return value ? value : "";
+}
+
+int widthOfTerminal() {
+  winsize size{};
+  if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return kUsualWidth;
+  return size.ws_col;
 }
 
 }  // namespace
@@ -47,6 +67,20 @@ std::optional<int> Context::confirm(bool yes, std::string_view what) {
   answer = extensions::trimmedWhitespaceAndNewlines(answer);
   if (answer == "y" || answer == "Y" || answer == "yes") return std::nullopt;
   return refuse(kActionFailed, "nothing was changed");
+}
+
+Streams processStreams() {
+  const auto terminal = variable("TERM");
+  const bool capable = !terminal.empty() && terminal != "dumb";
+  return {std::cin,
+          std::cout,
+          std::cerr,
+          isatty(STDIN_FILENO) == 1,
+          isatty(STDOUT_FILENO) == 1,
+          isatty(STDERR_FILENO) == 1,
+          capable,
+          capable && variable("NO_COLOR").empty(),
+          widthOfTerminal};
 }
 
 }  // namespace cli

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/ExitStatus.h"
+#include "cli/Context.h"
 #include "ramdisk/QVRamDisk.h"
 
 namespace cli {

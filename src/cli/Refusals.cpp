@@ -4,7 +4,7 @@
 
 #include "cli/Words.h"
 #include "core/QVLocalized.h"
-#include "settings/SizeText.h"
+#include "settings/TypedText.h"
 #include "system/QVMacInfo.h"
 
 namespace cli {

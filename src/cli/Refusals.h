@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "cli/ExitStatus.h"
+#include "cli/Context.h"
 #include "settings/Problem.h"
 
 namespace cli {

@@ -5,19 +5,10 @@
 #include "core/QVLocalized.h"
 #include "core/QVLog.h"
 #include "extensions/PathExtension.h"
-#include "kinds/DirectoryRules.h"
-#include "kinds/FoundFolders.h"
-#include "kinds/KindCatalogue.h"
-#include "kinds/KindIcons.h"
-#include "kinds/PresetChecks.h"
+#include "kinds/Presets.h"
 #include "platform/Services.h"
 
 namespace {
-
-kinds::FoundFolders& foundFolders() {
-  static kinds::FoundFolders folders;
-  return folders;
-}
 
 std::optional<std::string> pathOfApplicationOfType(QVRamDiskType type) {
   const auto facts = kinds::factsOfType(type);
@@ -29,13 +20,7 @@ std::optional<std::string> pathOfApplicationOfType(QVRamDiskType type) {
 std::optional<QVCreationInfos> QVRamDiskManager::creationInfosOfRamDiskType(
     QVRamDiskType type, const std::optional<std::string>& simId) {
   if (type == QVRamDiskType_Default) return QVCreationInfos{.status = 1};
-  const auto facts = kinds::factsOfType(type);
-  if (!facts) return std::nullopt;
-  const bool forDevice = simId && facts->devicePreset.size > 0;
-  const kinds::PresetChecks checks(facts->application,
-                                   forDevice ? facts->devicePreset : facts->preset,
-                                   forDevice ? simId : std::nullopt, foundFolders());
-  return checks.creationInfos();
+  return kinds::creationInfosOf(type, simId);
 }
 
 std::optional<std::string> QVRamDiskManager::appSupportPath() {
@@ -97,8 +82,7 @@ std::optional<std::string> QVRamDiskManager::favoriteOperaAppPath() {
 }
 
 void QVRamDiskManager::forgetCachedAnswers() {
-  kinds::forgetTable();
+  kinds::forgetPresets();
   kinds::forgetDirectoryRules();
-  foundFolders().forget();
   kinds::forgetIcons();
 }

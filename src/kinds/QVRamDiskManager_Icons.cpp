@@ -1,8 +1,7 @@
 #include <map>
 
 #include "extensions/PathExtension.h"
-#include "kinds/KindCatalogue.h"
-#include "kinds/KindIcons.h"
+#include "kinds/Presets.h"
 #include "kinds/QVRamDiskManager.h"
 #include "platform/Services.h"
 #include "system/Kept.h"

@@ -1,12 +1,17 @@
+#include <algorithm>
+#include <memory>
+#include <vector>
+
 #include "core/QVError.h"
 #include "core/QVHelpers.h"
 #include "core/QVLocalized.h"
 #include "core/QVLog.h"
 #include "extensions/PathExtension.h"
 #include "extensions/Text.h"
-#include "kinds/DirectoryRules.h"
+#include "kinds/Presets.h"
 #include "kinds/QVRamDiskManager.h"
 #include "platform/Services.h"
+#include "system/Kept.h"
 #include "system/QVFunctions.h"
 #include "system/QVMacInfo.h"
 
@@ -31,6 +36,48 @@ bool refused(std::string_view key, Message& message) {
 
 bool fitsInMemory(std::uint64_t size) {
   return size + QVRamDiskManager::memoryReserve() <= QVMacInfo::physicalMemory();
+}
+
+struct Rules {
+  std::vector<std::string> system;
+  std::vector<std::string> library;
+  std::vector<std::string> allowedInLibrary;
+};
+using RulesPtr = std::shared_ptr<const Rules>;
+
+Kept<RulesPtr>& keptRules() {
+  static Kept<RulesPtr> kept;
+  return kept;
+}
+
+RulesPtr rules() {
+  const auto& places = platform::services().places;
+  return keptRules().get(places, [&] {
+    Rules made{places->protectedDirectories(), {}, places->allowedLibraryPrefixes()};
+    if (places->home()) made.library = places->libraryPrefixes();
+    return std::make_shared<const Rules>(std::move(made));
+  });
+}
+
+bool beginsWithAny(std::string_view path, const std::vector<std::string>& prefixes) {
+  return std::any_of(prefixes.begin(), prefixes.end(),
+                     [&](const std::string& prefix) { return path.starts_with(prefix); });
+}
+
+// Whether the path is one of the system's own directories or below one.
+bool isSystemDirectory(std::string_view path) {
+  const RulesPtr kept = rules();
+  return std::any_of(kept->system.begin(), kept->system.end(), [&](const std::string& one) {
+    return path == one || path.starts_with(one + "/");
+  });
+}
+
+// Whether the path is one of the user's settings and data that must stay on the disk. Compared as
+// text: a sibling whose name only begins like the library's counts too. Never where the home
+// directory is unknown.
+bool isKeptLibraryDirectory(std::string_view path) {
+  const RulesPtr kept = rules();
+  return beginsWithAny(path, kept->library) && !beginsWithAny(path, kept->allowedInLibrary);
 }
 
 bool isOnLocalVolume(const std::string& directory) {
@@ -61,11 +108,10 @@ std::optional<std::string_view> faultOfPlace(const std::string& directory,
                                              const std::string& name) {
   const std::string mountPath = extensions::appendingPathComponent(directory, name);
   const auto& places = platform::services().places;
-  if (kinds::isSystemDirectory(mountPath))
-    return "The mount directory can not be a system directory.";
+  if (isSystemDirectory(mountPath)) return "The mount directory can not be a system directory.";
   if (directory == places->usersDirectory()) return "The mount directory can not be /Users.";
   if (directory == places->volumesDirectory()) return "The mount directory can not be /Volumes.";
-  if (kinds::isKeptLibraryDirectory(mountPath))
+  if (isKeptLibraryDirectory(mountPath))
     return "The mount directory can not be a library sub directory.";
   return std::nullopt;
 }
@@ -113,6 +159,8 @@ std::optional<std::string_view> keyOfAction(QVRamDiskAction action, QVRamDiskAct
 }
 
 }  // namespace
+
+void kinds::forgetDirectoryRules() { keptRules().forget(); }
 
 std::uint64_t QVRamDiskManager::memoryReserve() {
   return QVMacInfo::physicalMemory() <= kSmallMachine ? kSmallReserve : kReserve;

@@ -1,8 +1,9 @@
 #include "settings/Change.h"
 
+#include "core/QVLog.h"
+#include "device/QVRamDiskDevice.h"
 #include "kinds/QVRamDiskManager.h"
-#include "settings/PathText.h"
-#include "settings/PostCommand.h"
+#include "settings/TypedText.h"
 
 namespace settings {
 namespace {
@@ -38,6 +39,22 @@ Found refuseBackup(const QVRamDisk&, const Change& change) {
       change.backup.value_or(QVRamDiskBackupMode_Directory) == QVRamDiskBackupMode_Directory)
     return std::nullopt;
   return Problem{.reason = Reason::BackupDirectoryUnused, .field = Field::BackupDirectory};
+}
+
+// The executable that a command's first word stands for.
+std::string completedCommand(const std::string& word) {
+  return QVRamDiskDevice::completePostCommand(expandedPath(word));
+}
+
+std::optional<Problem> problemOfPostCommand(const std::vector<std::string>& words) {
+  if (words.empty()) return std::nullopt;
+  const std::string command = completedCommand(words.front());
+  QVRamDiskDevice::Text reason;
+  if (QVRamDiskDevice::canStartPostCommand(command, &reason)) return std::nullopt;
+  return Problem{.reason = Reason::PostCommand,
+                 .field = Field::PostCommand,
+                 .subject = command,
+                 .text = QVText(reason)};
 }
 
 Found refusePostCommand(const QVRamDisk&, const Change& change) {
@@ -107,6 +124,15 @@ void assign(QVRamDisk& disk, const Change& change) {
   assignBackup(disk, change);
   assignPostCommand(disk, change);
   assignSwitches(disk, change);
+}
+
+std::vector<std::string> postCommandOf(const QVRamDisk& disk) {
+  const auto command = disk.postCmd();
+  if (!command) return {};
+  std::vector<std::string> words = {*command};
+  const auto args = disk.postCmdArgs().value_or(std::vector<std::string>());
+  words.insert(words.end(), args.begin(), args.end());
+  return words;
 }
 
 }  // namespace settings

@@ -38,10 +38,6 @@ struct Change {
   }
 };
 
-// What turns the settings of one record into those of the other. Another kind brings its own size
-// and backup along, so that these then are always told.
-Change changeBetween(const QVRamDisk& before, const QVRamDisk& after);
-
 // Takes the change over into a record that is saved only when nothing is refused: of kind and
 // post-command it is checked that they can be had.
 std::optional<Problem> apply(QVRamDisk& disk, const Change& change);
@@ -51,8 +47,7 @@ std::optional<Problem> problemOfApplying(const QVRamDisk& disk, const Change& ch
 // Takes it over as it stands, for a record that is being edited.
 void assign(QVRamDisk& disk, const Change& change);
 
-// A record of its own with the same identity, settings and last known state. Null only for want of
-// memory.
-QVRamDiskPtr copyOf(const QVRamDisk& disk);
+// The disk's command and its arguments; none for none.
+std::vector<std::string> postCommandOf(const QVRamDisk& disk);
 
 }  // namespace settings

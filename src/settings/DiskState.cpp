@@ -5,7 +5,9 @@
 
 #include "device/QVRamDiskDevice.h"
 #include "extensions/PathExtension.h"
+#include "kinds/QVRamDiskManager.h"
 #include "platform/Services.h"
+#include "system/QVMacInfo.h"
 
 namespace settings {
 namespace {
@@ -53,6 +55,17 @@ std::string mountPathOf(const QVRamDisk& disk) {
 bool isKeptInBase(const QVRamDisk& disk) {
   return disk.type() == QVRamDiskType_CoreSimulator ||
          (disk.mountDirectory() && disk.backupMode() == QVRamDiskBackupMode_Base);
+}
+
+MemoryFacts memoryFactsFor(const QVRamDisk& disk, const std::vector<QVRamDiskPtr>& all,
+                           DiskState& state) {
+  MemoryFacts facts{.physical = QVMacInfo::physicalMemory(),
+                    .reserve = QVRamDiskManager::memoryReserve()};
+  for (const auto& other : all)
+    if (other->identifier() != disk.identifier() &&
+        state.status(*other) != QVRamDiskStatus_notCreated)
+      facts.others += other->volSize() > 0 ? other->volSize() : other->size();
+  return facts;
 }
 
 }  // namespace settings

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <set>
 #include <string>
@@ -35,5 +36,22 @@ std::string mountPathOf(const QVRamDisk& disk);
 
 // Whether the contents are written back into the directory that the disk replaces.
 bool isKeptInBase(const QVRamDisk& disk);
+
+// The machine's memory as far as disks can have it, in bytes.
+struct MemoryFacts {
+  std::uint64_t physical = 0;
+  std::uint64_t reserve = 0;  // what validation leaves to the system
+  std::uint64_t others = 0;   // what other disks take that are created
+
+  // What is left for one more disk; 0 when they take more than there is.
+  std::uint64_t available() const {
+    const auto taken = reserve + others;
+    return physical > taken ? physical - taken : 0;
+  }
+};
+
+// As it is for this disk.
+MemoryFacts memoryFactsFor(const QVRamDisk& disk, const std::vector<QVRamDiskPtr>& all,
+                           DiskState& state);
 
 }  // namespace settings

@@ -4,6 +4,14 @@
 
 namespace settings {
 
+// What turns the settings of one record into those of the other. Another kind brings its own size
+// and backup along, so that these then are always told.
+Change changeBetween(const QVRamDisk& before, const QVRamDisk& after);
+
+// A record of its own with the same identity, settings and last known state. Null only for want of
+// memory.
+QVRamDiskPtr copyOf(const QVRamDisk& disk);
+
 // A disk whose settings are being edited, beside how it is saved.
 class Draft {
  public:

@@ -1,6 +1,8 @@
 #pragma once
-// Changes of the registry, each in one go (Registry::change), so that what others changed meanwhile
-// stays. Main thread only.
+// Edits of the registry, by whichever program. Each is one go: under the file's lock the list is
+// read anew, edited and written, so that what others changed meanwhile stays; the user's other
+// programs are told. What is refused, or cannot be saved, is not in the list afterwards either.
+// Main thread only.
 
 #include <cstdint>
 #include <optional>
@@ -29,5 +31,18 @@ std::optional<Problem> moveDisk(Registry& registry, const Identifier& disk, std:
 // The folder of the program's own that a removal would delete with the record, whatever the
 // record's mode is now; nullopt when there is none.
 std::optional<std::string> backupLostByRemoving(const QVRamDisk& disk);
+
+// What is absent stays. The helper's login item follows.
+std::optional<Problem> setMenuBar(Registry& registry, std::optional<bool> show,
+                                  std::optional<bool> atLogin);
+// Starts or ends the helper, as its application does when the menu bar's switch was turned.
+void setHelperRuns(bool run);
+
+// Whether the helper saves what is mounted when the session ends.
+std::optional<Problem> setSaveAtSessionEnd(Registry& registry, bool save);
+
+// The menu-bar item's look, in the application's own preferences: 0 in colour, 1 plain.
+std::int64_t iconStyle();
+void setIconStyle(std::int64_t style);
 
 }  // namespace settings

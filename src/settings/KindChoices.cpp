@@ -2,6 +2,9 @@
 
 #include <array>
 
+#include "core/QVLocalized.h"
+#include "settings/Problem.h"
+
 namespace settings {
 namespace {
 
@@ -28,6 +31,27 @@ std::vector<KindChoice> kindChoices() {
     choices.push_back(std::move(choice));
   }
   return choices;
+}
+
+std::string nameOfKind(QVRamDiskType kind) {
+  constexpr std::array kKeys = {"QVRamDiskType_Default",       "",
+                                "QVRamDiskType_Safari",        "QVRamDiskType_XcodeBuild",
+                                "QVRamDiskType_IOsSimulator",  "QVRamDiskType_CoreSimulator",
+                                "QVRamDiskType_AppCodeCaches", "QVRamDiskType_Firefox",
+                                "QVRamDiskType_Chrome",        "QVRamDiskType_Opera"};
+  const auto number = static_cast<std::size_t>(kind);
+  return number < kKeys.size() ? QVLocalized(kKeys.at(number), "QVRamDiskLocalizable") : "";
+}
+
+std::string reasonTextOf(const KindChoice& kind) {
+  switch (kind.state) {
+    case KindChoice::State::NotInstalled:
+      return textOf({.reason = Reason::KindNotInstalled});
+    case KindChoice::State::Unusable:
+      return textOf({.reason = Reason::KindUnusable});
+    default:
+      return kind.running.value_or("");
+  }
 }
 
 }  // namespace settings

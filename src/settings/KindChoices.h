@@ -21,4 +21,10 @@ struct KindChoice {
 // The kinds in the order in which they are offered, the plain one first.
 std::vector<KindChoice> kindChoices();
 
+// Localised.
+std::string nameOfKind(QVRamDiskType kind);
+
+// Why a kind cannot be chosen, or not be created at this moment; empty where it can.
+std::string reasonTextOf(const KindChoice& kind);
+
 }  // namespace settings

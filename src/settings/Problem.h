@@ -54,4 +54,7 @@ struct Problem {
   std::int64_t kind = 0;  // QVRamDiskType
 };
 
+// As a window says it, localised.
+std::string textOf(const Problem& problem);
+
 }  // namespace settings

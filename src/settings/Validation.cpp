@@ -8,7 +8,7 @@
 #include "kinds/QVRamDiskManager.h"
 #include "platform/Services.h"
 #include "ramdisk/ActionLock.h"
-#include "settings/PathText.h"
+#include "settings/TypedText.h"
 
 namespace settings {
 namespace {

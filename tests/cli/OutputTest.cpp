@@ -4,8 +4,7 @@
 #include <sstream>
 
 #include "cli/ActionDisplay.h"
-#include "cli/Columns.h"
-#include "cli/JsonWriter.h"
+#include "cli/Output.h"
 #include "tests/cli/Shell.h"
 
 namespace {

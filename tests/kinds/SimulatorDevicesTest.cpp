@@ -6,7 +6,7 @@
 #include <filesystem>
 
 #include "extensions/PropertyList.h"
-#include "kinds/QVSimDeviceList.h"
+#include "kinds/QVSimDevice.h"
 #include "tests/kinds/World.h"
 
 namespace {

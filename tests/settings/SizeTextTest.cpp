@@ -1,4 +1,4 @@
-#include "settings/SizeText.h"
+#include "settings/TypedText.h"
 
 #include <gtest/gtest.h>
 

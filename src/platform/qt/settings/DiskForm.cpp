@@ -4,12 +4,12 @@
 #include <utility>
 
 #include "core/QVLocalized.h"
-#include "kinds/QVSimDeviceList.h"
+#include "kinds/QVSimDevice.h"
 #include "platform/Services.h"
 #include "platform/qt/settings/Fields.h"
-#include "settings/CommandText.h"
-#include "settings/PostCommand.h"
-#include "settings/ProblemText.h"
+#include "settings/Change.h"
+#include "settings/Problem.h"
+#include "settings/TypedText.h"
 
 namespace platform::qt {
 namespace {

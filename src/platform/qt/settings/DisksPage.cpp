@@ -19,13 +19,13 @@
 #include <QStackedWidget>
 
 #include "core/QVLocalized.h"
-#include "kinds/QVSimDeviceList.h"
+#include "kinds/QVSimDevice.h"
 #include "platform/qt/settings/Confirmation.h"
 #include "platform/qt/settings/Fields.h"
+#include "settings/DiskState.h"
 #include "settings/Edits.h"
-#include "settings/MemoryFacts.h"
-#include "settings/ProblemText.h"
-#include "settings/SizeText.h"
+#include "settings/Problem.h"
+#include "settings/TypedText.h"
 
 namespace platform::qt {
 namespace {

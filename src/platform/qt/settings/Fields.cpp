@@ -10,8 +10,7 @@
 #include "core/QVLocalized.h"
 #include "extensions/PathExtension.h"
 #include "platform/Services.h"
-#include "settings/PathText.h"
-#include "settings/SizeParts.h"
+#include "settings/TypedText.h"
 
 namespace platform::qt {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "core/QVLocalized.h"
 #include "platform/qt/settings/Fields.h"
-#include "settings/Switches.h"
+#include "settings/Edits.h"
 
 namespace platform::qt {
 

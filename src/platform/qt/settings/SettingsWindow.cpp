@@ -14,7 +14,7 @@
 #include "platform/Services.h"
 #include "platform/qt/settings/Confirmation.h"
 #include "platform/qt/settings/Fields.h"
-#include "settings/ProblemText.h"
+#include "settings/Problem.h"
 
 namespace platform::qt {
 namespace {

@@ -1,0 +1,94 @@
+// A disk's life: made, mounted again, made anew, given back.
+
+#include "cli/DiskNames.h"
+#include "cli/Refusals.h"
+#include "cli/Verbs.h"
+#include "platform/Services.h"
+#include "settings/DiskState.h"
+#include "settings/Validation.h"
+
+namespace cli {
+namespace {
+
+std::optional<Refusal> createRefusal(const QVRamDisk& disk, QVRamDiskStatus status) {
+  if (status == QVRamDiskStatus_mounted)
+    return Refusal{kActionFailed,
+                   nameOf(disk) + " is already mounted at " + disk.path().value_or(""),
+                   "'tarnvale rebuild' makes it anew"};
+  if (status == QVRamDiskStatus_created)
+    return Refusal{kActionFailed, nameOf(disk) + " is created already and only not mounted",
+                   "'tarnvale remount' mounts it with its contents"};
+  return refusalOf(settings::problemOfCreation(disk));
+}
+
+// The contents are saved from where the volume is mounted.
+bool savesContents(const QVRamDisk& disk) {
+  return settings::isKeptInBase(disk) || disk.backupDirPath();
+}
+
+std::optional<Refusal> ejectRefusal(const QVRamDisk& disk, QVRamDiskStatus status) {
+  if (status == QVRamDiskStatus_mounted) return std::nullopt;
+  if (status == QVRamDiskStatus_created && !savesContents(disk)) return std::nullopt;
+  if (status == QVRamDiskStatus_created)
+    return Refusal{kRefused,
+                   nameOf(disk) + " is not mounted, so that its contents could not be saved",
+                   "mount it first with 'tarnvale remount'"};
+  return Refusal{kActionFailed, nameOf(disk) + " is not created", "there is nothing to eject"};
+}
+
+std::string ejectResult(const QVRamDisk&) { return "ejected"; }
+
+// Where only the system can mount, mounting goes with erasing.
+std::optional<Refusal> erasure(const QVRamDisk& disk) {
+  const auto& services = platform::services();
+  if (disk.mountDirectory() || services.files->isWritable(services.places->volumesDirectory()))
+    return std::nullopt;
+  return Refusal{kActionFailed,
+                 nameOf(disk) + " would be erased, because only the system can mount it in " +
+                     services.places->volumesDirectory(),
+                 "'tarnvale eject' gives its memory back"};
+}
+
+std::optional<Refusal> remountRefusal(const QVRamDisk& disk, QVRamDiskStatus status) {
+  if (status == QVRamDiskStatus_created) return erasure(disk);
+  if (status == QVRamDiskStatus_mounted)
+    return Refusal{kActionFailed,
+                   nameOf(disk) + " is already mounted at " + disk.path().value_or(""),
+                   "there is nothing to do"};
+  return Refusal{kActionFailed, nameOf(disk) + " is not created", "'tarnvale create' makes it"};
+}
+
+std::string rebuildResult(const QVRamDisk& disk) { return "rebuilt, " + mountedText(disk); }
+
+}  // namespace
+
+std::vector<ActionVerb> verbs::life() {
+  return {{.name = "create",
+           .help = "Create disks, fill and mount them",
+           .action = QVRamDiskActionCreate,
+           .statusAfterwards = QVRamDiskStatus_mounted,
+           .refusal = createRefusal,
+           .result = mountedText},
+          {.name = "eject",
+           .help = "Save what is to be kept and give the memory back",
+           .action = QVRamDiskActionEject,
+           .statusAfterwards = QVRamDiskStatus_notCreated,
+           .refusal = ejectRefusal,
+           .result = ejectResult,
+           .unmounts = true},
+          {.name = "remount",
+           .help = "Mount disks that were only unmounted, with their contents",
+           .action = QVRamDiskActionRemount,
+           .statusAfterwards = QVRamDiskStatus_mounted,
+           .refusal = remountRefusal,
+           .result = mountedText},
+          {.name = "rebuild",
+           .help = "Eject disks and create them anew with their present settings",
+           .action = QVRamDiskActionRebuild,
+           .statusAfterwards = QVRamDiskStatus_mounted,
+           .refusal = unlessMounted,
+           .result = rebuildResult,
+           .unmounts = true}};
+}
+
+}  // namespace cli

@@ -1,0 +1,45 @@
+// What holds for the program as a whole. Without a state the switch is only told.
+
+#include "settings/Edits.h"
+#include "cli/Refusals.h"
+#include "cli/Registry.h"
+#include "cli/Verbs.h"
+
+namespace cli {
+namespace {
+
+std::string menuBarText(const QVRamDiskEntries& entries) {
+  return std::string("menu bar ") + (entries.showInMenuBar() ? "on" : "off") + ", at login " +
+         (entries.showInMenuBarAtLogin() ? "on" : "off");
+}
+
+}  // namespace
+
+int verbs::menuBar(Context& context, const MenuBarRequest& request) {
+  int status = kDone;
+  auto registry = openRegistry(context, status);
+  if (!registry) return status;
+  std::optional<bool> show;
+  std::optional<bool> atLogin;
+  if (!request.state.empty()) show = request.state == "on";
+  if (request.atLogin || request.notAtLogin) atLogin = request.atLogin;
+  if (show || atLogin)
+    if (const auto problem = settings::setMenuBar(registry->room(), show, atLogin))
+      return context.refuse(refusalOf(*problem));
+  context.say(menuBarText(registry->entries()));
+  return kDone;
+}
+
+int verbs::sessionSave(Context& context, const SessionSaveRequest& request) {
+  int status = kDone;
+  auto registry = openRegistry(context, status);
+  if (!registry) return status;
+  if (!request.state.empty())
+    if (const auto problem = settings::setSaveAtSessionEnd(registry->room(), request.state == "on"))
+      return context.refuse(refusalOf(*problem));
+  context.say(std::string("saving at the session's end ") +
+              (registry->entries().saveAtSessionEnd() ? "on" : "off"));
+  return kDone;
+}
+
+}  // namespace cli
