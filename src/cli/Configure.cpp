@@ -16,9 +16,9 @@
 #include "cli/Words.h"
 #include "extensions/PathExtension.h"
 #include "platform/Services.h"
-#include "settings/TypedText.h"
 #include "settings/DiskState.h"
 #include "settings/Edits.h"
+#include "settings/TypedText.h"
 #include "settings/Validation.h"
 
 namespace cli {

@@ -1,9 +1,9 @@
 // What holds for the program as a whole. Without a state the switch is only told.
 
-#include "settings/Edits.h"
 #include "cli/Refusals.h"
 #include "cli/Registry.h"
 #include "cli/Verbs.h"
+#include "settings/Edits.h"
 
 namespace cli {
 namespace {
