@@ -14,7 +14,7 @@
 #include "ramdisk/QVRamDiskBackup.h"
 #include "system/Descriptor.h"
 #include "system/QVDirectoryStatistics.h"
-#include "system/Spawn.h"
+#include "system/Command.h"
 
 namespace fs = std::filesystem;
 

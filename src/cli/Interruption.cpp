@@ -3,7 +3,7 @@
 #include <atomic>
 #include <csignal>
 
-#include "system/Spawn.h"
+#include "system/Command.h"
 
 namespace cli {
 namespace {

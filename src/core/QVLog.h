@@ -97,3 +97,11 @@ void QVLogCriticalException(std::string_view object, qvlog::Text<Args...> text, 
   qvlog::critical(text.where, object, object, fmt::format(text.format, std::forward<Args>(args)...),
                   {raw.data(), raw.size()});
 }
+
+// "function:line message", for functions of no object. `function` is the public name that callers
+// know, whichever helper of it logs.
+template <class... Args>
+void QVLogFunctionError(std::string_view function, qvlog::Text<Args...> text, Args&&... args) {
+  QVLog::logError(fmt::format("{}:{} {}", function, text.where.line,
+                              fmt::format(text.format, std::forward<Args>(args)...)));
+}

@@ -8,7 +8,6 @@
 #include "menu/Menu.h"
 #include "platform/Services.h"
 #include "system/QVMacInfo.h"
-#include "system/QVOSAppearance.h"
 
 namespace menu {
 

@@ -5,7 +5,7 @@
 #include "core/QVLocalized.h"
 #include "platform/Services.h"
 #include "system/QVFunctions.h"
-#include "system/QVOSAppearance.h"
+#include "system/QVMacInfo.h"
 
 namespace menu {
 

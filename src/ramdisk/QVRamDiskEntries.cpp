@@ -7,7 +7,7 @@
 #include "core/QVLog.h"
 #include "platform/Services.h"
 #include "system/QVRamDiskUtils.h"
-#include "system/QVSharedLoginItems.h"
+#include "system/LoginItems.h"
 
 namespace {
 

@@ -2,9 +2,10 @@
 
 #include <cerrno>
 
+#include "core/QVLog.h"
 #include "extensions/Text.h"
 #include "platform/Services.h"
-#include "system/FunctionLog.h"
+#include "system/Errno.h"
 
 namespace {
 

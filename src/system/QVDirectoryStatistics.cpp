@@ -9,9 +9,10 @@
 #include <new>
 #include <string_view>
 
+#include "core/QVLog.h"
 #include "platform/Services.h"
 #include "system/Descriptor.h"
-#include "system/FunctionLog.h"
+#include "system/Errno.h"
 
 namespace {
 

@@ -18,7 +18,7 @@ class QVFunctions {
   using Arguments = std::vector<std::string>;
   using Environment = std::map<std::string, std::string>;
 
-  // --- External commands (QVFunctions_Command.cpp)
+  // --- External commands (Command.cpp)
 
   // Runs an executable to its end, without a time limit, and collects what it wrote. YES when it
   // was started and ended, whatever its status. `environment` and `currentDir` inherit when absent,
@@ -34,7 +34,7 @@ class QVFunctions {
                              std::int64_t& status, std::optional<std::string>* stdOut,
                              std::optional<std::string>* stdErr);
 
-  // --- Lines (QVFunctions_Lines.cpp)
+  // --- Lines (QVFunctions_Texts.cpp)
 
   static constexpr std::uint64_t kTrimAndDropEmpty = 1;  // the one option bit
 
@@ -62,7 +62,6 @@ class QVFunctions {
   static bool checkDirectoryAtPath(const std::optional<std::string>& path, bool replaceIfNotDir);
   // The application's own directories, or a directory in them; the former are kept. One that
   // cannot be made is a critical exception and is handed out all the same.
-  // (QVFunctions_Directories.cpp)
   static std::optional<std::string> appSupportPath(const std::optional<std::string>& subdirectory);
   static std::optional<std::string> cachesDirPath(const std::optional<std::string>& subdirectory);
   static bool cleanDirectoryContentsAtPath(const std::string& path,
@@ -71,10 +70,10 @@ class QVFunctions {
   static bool getCreationDate1970(double* date, const std::optional<std::string>& path);
   static bool getModDate1970(double* date, const std::optional<std::string>& path);
 
-  // --- Texts and facts (QVFunctions_Facts.cpp)
+  // --- Facts (QVFunctions.cpp)
 
   // The binary style of the macOS byte-count formatter: "Zero KB", "999 bytes", "2 KB", "1.5 GB".
-  // nullopt below 0. (QVFunctions_ByteCount.cpp)
+  // nullopt below 0. (QVFunctions_Texts.cpp)
   static std::optional<std::string> stringFromBytesWithBin1024Style(std::int64_t bytes);
   static std::optional<std::string> UUIDString();  // upper case
   // Kept, as are the two that follow and isSandboxedApp.
@@ -86,6 +85,5 @@ class QVFunctions {
   static bool isSandboxedApp();
 
   // The desktop's icon of a classic four-character type, in points. Null where it has none.
-  // (QVFunctions_Icons.cpp)
   static platform::ImagePtr wsIconForFileHFSType(std::string_view type, double size);
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -34,4 +35,17 @@ class QVMacInfo {
 
   // Forgets what is kept, for tests that change the machine.
   static void forgetCachedAnswers();
+};
+
+// The look of the desktop as its defaults tell it. Any thread.
+class QV_OSAppearance {
+ public:
+  static QV_OSAppearance& sharedInstance();
+
+  static bool isDarkMode();        // asks anew and keeps the answer
+  static bool isDarkModeCached();  // asks only when nothing is kept
+  static bool isGraphiteTheme();
+
+ private:
+  std::atomic<std::int64_t> isDarkMode_{0};  // 0 not yet asked, 1 yes, -1 no
 };

@@ -16,6 +16,6 @@ class QVRamDiskFunctions {
 
   // A picture of 16 points, the same object each time: a system image ("NS…"), "diskUtility" for
   // that application's icon, or "syncIcon". Null for any other name and for what is not there,
-  // which is looked for anew. (QVRamDiskFunctions_Icons.cpp)
+  // which is looked for anew.
   static platform::ImagePtr icon16Named(std::string_view name);
 };

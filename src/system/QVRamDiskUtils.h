@@ -8,7 +8,7 @@ class QVRamDiskUtils {
  public:
   using Path = std::optional<std::string>;
 
-  // --- The helper (QVRamDiskUtils_Helper.cpp); main thread only
+  // --- The helper; main thread only
 
   // Where the helper, and the application that it belongs to, are installed; nullopt where not.
   static Path helperURL();

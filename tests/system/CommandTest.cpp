@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "system/QVFunctions.h"
-#include "system/StreamFile.h"
+#include "system/Command.h"
 #include "tests/system/SystemTest.h"
 
 namespace {

@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "system/HiddenNames.h"
 #include "system/QVFinderTools.h"
 
 namespace {

@@ -1,7 +1,6 @@
 #include "core/Identifiers.h"
-#include "system/QVAppInLoginItem.h"
+#include "system/LoginItems.h"
 #include "system/QVRamDiskUtils.h"
-#include "system/QVSharedLoginItems.h"
 #include "tests/system/SystemTest.h"
 
 namespace platform {

@@ -5,7 +5,6 @@
 #include <thread>
 
 #include "system/QVMacInfo.h"
-#include "system/QVOSAppearance.h"
 #include "system/QVRamDiskUtils.h"
 #include "tests/system/SystemTest.h"
 

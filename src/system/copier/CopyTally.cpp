@@ -1,17 +1,45 @@
 #include "system/copier/CopyTally.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
 #include "core/QVLog.h"
-#include "system/FunctionLog.h"
+#include "system/Errno.h"
 
 namespace copier {
 namespace {
 
+constexpr std::size_t kMostPathBytes = 8 << 20;  // paths have no longest length
 constexpr std::chrono::milliseconds kBetweenReports{50};
 
 }  // namespace
+
+void FailedEntries::add(const std::string& path, const platform::SystemError& error, bool missing) {
+  if (!first_) first_ = error;
+  items_.try_emplace(path.substr(0, path.find('/')), error);
+  if (missing) addPath(path);
+}
+
+void FailedEntries::addPath(const std::string& path) {
+  const bool room =
+      paths_.size() < CopyOutcome::kMostFailedPaths && pathBytes_ + path.size() <= kMostPathBytes;
+  if (!room) {
+    cut_ = true;
+    return;
+  }
+  pathBytes_ += path.size();
+  paths_.push_back(path);
+}
+
+void FailedEntries::tell(CopyOutcome& outcome) {
+  std::sort(paths_.begin(), paths_.end());
+  paths_.erase(std::unique(paths_.begin(), paths_.end()), paths_.end());
+  outcome.firstError = first_;
+  outcome.failedItems = std::move(items_);
+  outcome.failedPaths = std::move(paths_);
+  outcome.failedPathsCut = cut_;
+}
 
 CopyTally::CopyTally(const std::function<void(const CopyProgress&)>& progress, std::string root,
                      std::string item)
@@ -39,7 +67,7 @@ void CopyTally::addFailure(std::string_view verb, const std::string& entry, int 
   const std::string path = pathOf(entry);
   QVLogError("TreeCopier", "{}==-1 path:{} errno:{} ({})", verb, path, code, errnoText(code));
   if (code == ENOSPC || code == EDQUOT) full_ = true;
-  countFailure(entry, {"POSIX", code, path + ": " + errnoText(code)}, true);
+  countFailure(entry, errnoError(code, path), true);
 }
 
 void CopyTally::addFailure(const std::string& entry, const platform::SystemError& error) {

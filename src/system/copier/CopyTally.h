@@ -9,9 +9,28 @@
 #include <string_view>
 
 #include "system/TreeCopier.h"
-#include "system/copier/FailedEntries.h"
 
 namespace copier {
+
+// Gathers which entries failed, by item and by path. Not safe for several threads.
+class FailedEntries {
+ public:
+  // `path` is relative to the folder copied from. `missing`: the entry did not arrive, or not all
+  // of it.
+  void add(const std::string& path, const platform::SystemError& error, bool missing);
+
+  // Fills in what the outcome says of them.
+  void tell(CopyOutcome& outcome);
+
+ private:
+  void addPath(const std::string& path);
+
+  platform::Failure first_;
+  std::map<std::string, platform::SystemError> items_;
+  std::vector<std::string> paths_;
+  std::size_t pathBytes_ = 0;
+  bool cut_ = false;
+};
 
 // What a copy has come to so far. Logs and gathers failures, and reports progress. Any
 // thread.

@@ -10,7 +10,6 @@
 #include <utility>
 
 #include "core/QVLog.h"
-#include "system/copier/ItemAttributes.h"
 
 namespace copier {
 namespace {

@@ -2,7 +2,6 @@
 
 #include <sys/stat.h>
 
-#include "system/copier/EntryPlace.h"
 #include "system/copier/FileContents.h"
 #include "system/copier/TakeOver.h"
 

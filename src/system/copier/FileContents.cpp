@@ -5,6 +5,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <string>
+
+#include "system/Errno.h"
 
 namespace copier {
 namespace {
@@ -15,6 +18,24 @@ constexpr off_t kSlice = 16 << 20;  // copied inside the kernel between two repo
 constexpr blkcnt_t kCountedBlock = 512;  // what st_blocks counts in, everywhere
 
 bool hasHoles(const struct stat& facts) { return facts.st_blocks < facts.st_size / kCountedBlock; }
+
+constexpr std::size_t kHalf = 128 << 10;
+constexpr std::size_t kUnread = static_cast<std::size_t>(-1);
+
+constexpr mode_t kModeBits = 07777;
+constexpr uid_t kSameOwner = static_cast<uid_t>(-1);
+
+// Notes errno unless a failure came before.
+void note(platform::Failure& first, const char* verb) {
+  const int code = errno;
+  if (!first) first = errnoError(code, verb);
+}
+
+// Whoever may not give a file away may still be a member of its group.
+template <class ChangeOwner>
+void giveOwner(const struct stat& facts, ChangeOwner change) {
+  if (change(facts.st_uid, facts.st_gid) != 0) change(kSameOwner, facts.st_gid);
+}
 
 }  // namespace
 
@@ -90,6 +111,70 @@ bool FileContents::write(off_t at, std::span<const std::byte> bytes) {
 void FileContents::count(std::uint64_t bytes) {
   copied_ += bytes;
   tally_.addBytes(bytes);
+}
+
+bool FileComparison::same(int a, int b) {
+  return system_.sameAttributes(a, b) && sameContents(a, b);
+}
+
+bool FileComparison::sameContents(int a, int b) {
+  if (!buffer_) buffer_ = std::make_unique_for_overwrite<std::byte[]>(2 * kHalf);
+  std::byte* const other = buffer_.get() + kHalf;
+  for (off_t at = 0;; at += static_cast<off_t>(kHalf)) {
+    const std::size_t size = read(a, at, buffer_.get());
+    if (size == kUnread || size != read(b, at, other)) return false;
+    if (!std::equal(other, other + size, buffer_.get())) return false;
+    if (size < kHalf) return true;
+  }
+}
+
+// As much as there is, up to half the buffer.
+std::size_t FileComparison::read(int file, off_t at, std::byte* into) const {
+  std::size_t got = 0;
+  while (got < kHalf) {
+    const ssize_t count = pread(file, into + got, kHalf - got, at + static_cast<off_t>(got));
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return kUnread;
+    if (count == 0) break;
+    got += static_cast<std::size_t>(count);
+  }
+  return got;
+}
+
+platform::Failure ItemAttributes::give(int from, int to, std::string_view leftOut) const {
+  if (!owned_) giveOwner(facts_, [to](uid_t user, gid_t group) { return fchown(to, user, group); });
+  auto failure = system_.copyAttributes(from, to, leftOut);
+  if (fchmod(to, modeFor(to)) != 0) note(failure, "fchmod");
+  const auto times = system_.times(facts_);
+  if (futimens(to, times.data()) != 0) note(failure, "futimens");
+  return failure;
+}
+
+platform::Failure ItemAttributes::give(int fromFolder, const char* fromName, int toFolder,
+                                       const char* toName) const {
+  if (!owned_) {
+    giveOwner(facts_, [&](uid_t user, gid_t group) {
+      return fchownat(toFolder, toName, user, group, AT_SYMLINK_NOFOLLOW);
+    });
+  }
+  auto failure = system_.copyAttributes(fromFolder, fromName, toFolder, toName);
+  const mode_t mode = facts_.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+  if (!S_ISLNK(facts_.st_mode) && fchmodat(toFolder, toName, mode, AT_SYMLINK_NOFOLLOW) != 0)
+    note(failure, "fchmodat");
+  const auto times = system_.times(facts_);
+  if (utimensat(toFolder, toName, times.data(), AT_SYMLINK_NOFOLLOW) != 0)
+    note(failure, "utimensat");
+  return failure;
+}
+
+mode_t ItemAttributes::modeFor(int copy) const {
+  const mode_t mode = facts_.st_mode & kModeBits;
+  if (owned_ || (mode & (S_ISUID | S_ISGID)) == 0) return mode;
+  struct stat given {};
+  const bool known = fstat(copy, &given) == 0;
+  const bool user = known && given.st_uid == facts_.st_uid;
+  const bool group = known && given.st_gid == facts_.st_gid;
+  return mode & ~static_cast<mode_t>((user ? 0 : S_ISUID) | (group ? 0 : S_ISGID));
 }
 
 }  // namespace copier

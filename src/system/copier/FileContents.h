@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <memory>
 #include <span>
+#include <string_view>
 
 #include "platform/FileCopying.h"
 #include "system/copier/CopyTally.h"
@@ -42,6 +43,47 @@ class FileContents {
   int to_ = -1;
   std::uint64_t copied_ = 0;
   bool readFailed_ = false;
+};
+
+// One thread's way of telling whether two open files hold the same.
+class FileComparison {
+ public:
+  explicit FileComparison(const platform::FileCopying& system) : system_(system) {}
+
+  // Contents, extended attributes and access lists; false as well for what cannot be read.
+  bool same(int a, int b);
+
+ private:
+  bool sameContents(int a, int b);
+  std::size_t read(int file, off_t at, std::byte* into) const;
+
+  const platform::FileCopying& system_;
+  std::unique_ptr<std::byte[]> buffer_;  // for both; made when it is needed
+};
+
+// Gives a copy what its original has besides contents: ownership where permitted, extended
+// attributes and access list, then the mode, which a copy lacks until it is complete, and the times
+// last. A copy of another owner or group loses the right to run as that one. All is tried; the
+// first failure is returned.
+class ItemAttributes {
+ public:
+  // `facts` are the original's. `owned`: the copy has its owner and group already.
+  ItemAttributes(const platform::FileCopying& system, const struct stat& facts, bool owned)
+      : system_(system), facts_(facts), owned_(owned) {}
+
+  // Extended attributes whose names begin with `leftOut` are not given.
+  platform::Failure give(int from, int to, std::string_view leftOut = {}) const;
+
+  // For links and pipes, which are not opened.
+  platform::Failure give(int fromFolder, const char* fromName, int toFolder,
+                         const char* toName) const;
+
+ private:
+  mode_t modeFor(int copy) const;
+
+  const platform::FileCopying& system_;
+  const struct stat& facts_;
+  bool owned_;
 };
 
 }  // namespace copier

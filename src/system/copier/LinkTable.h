@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "system/copier/Folder.h"
+#include "system/copier/Folders.h"
 
 namespace copier {
 

@@ -1,15 +1,55 @@
 #pragma once
+// Which side a copy is read from. Mostly that is the original. The earlier copy stands in where
+//
+//   a folder of the original cannot be opened or listed to its end: its entries are taken from
+//   there, by copying, and count as failed all the same (Origin::Unread) an entry is not in the
+//   original because it could not be brought in before, which the volume remembers
+//   (EarlierCopy::lacking): nobody deleted it (Origin::Lacked)
+//
+// What the original does not have otherwise was deleted, and is not taken. Mount points below the
+// items are made as empty folders and not entered.
 
+#include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "platform/FileCopying.h"
 #include "system/TreeCopier.h"
-#include "system/copier/Folder.h"
-#include "system/copier/LackingEntries.h"
-#include "system/copier/OpenFolders.h"
+#include "system/copier/Folders.h"
 
 namespace copier {
+
+// The listed entries that an original lacks, as a tree of their names, so that a walk can go down
+// it in step. Read by any thread.
+class LackingEntries {
+ public:
+  using Place = std::uint32_t;  // an entry on the way to a listed one, or a listed one
+  static constexpr Place kNone = 0;
+  static constexpr Place kRoot = 1;
+
+  // Relative paths, "a/b/c".
+  explicit LackingEntries(const std::vector<std::string>& paths);
+
+  Place find(Place above, std::string_view name) const;
+  bool isListed(Place place) const { return nodes_[place].listed; }
+
+  // The listed entries directly in it.
+  std::vector<std::string> listedIn(Place place) const;
+
+ private:
+  struct Node {
+    std::map<std::string, Place, std::less<>> below;
+    bool listed = false;
+  };
+
+  void add(std::string_view path);
+  Place findOrAdd(Place above, std::string_view name);
+
+  std::vector<Node> nodes_;  // by place; in one row, as they may lie deep
+};
 
 // Opens what a walk reads: each folder of the original and its earlier copy, which stands in for
 // what cannot be read and for what the original lacks. Any thread.

@@ -4,8 +4,6 @@
 #include <system_error>
 #include <utility>
 
-#include "system/copier/FolderListing.h"
-
 namespace copier {
 namespace {
 

@@ -1,4 +1,29 @@
 #pragma once
+// The walk that copying, measuring and removing share: one tree, several threads, and a visitor
+// that is told of each folder and entry.
+//
+// Who begins a folder lists it, and visits its entries in the order of the listing while it goes on
+// listing. What is left to do is kept as tasks: batches of entries of a folder that is open, and
+// folders that have subfolders not yet begun. A thread without work takes a batch, or else begins a
+// subfolder of the folder that was put down last, which is the deepest: so the walk goes down
+// before it goes wide, and what is known of but not begun stays few. A thread that has work looks,
+// before each entry, whether more threads are idle than there are batches on offer, and if so
+// offers the second half of its own. One folder with a million files is shared out by that as well
+// as a million folders with one, and nobody hands out work that nobody waits for.
+//
+// Threads are started one by one, by whoever finds work left over, and not in the first half
+// millisecond, in which most walks are over. Fewer than were asked for do the same work; none but
+// the caller's is needed.
+//
+// A folder is left when its listing, its batches and all folders below are done; each of them is
+// counted (Folder::unfinished), and who ends the last one leaves the folder, and those above it
+// that this completes. That is a loop, as is everything here that goes up or down: depth takes no
+// stack.
+//
+// Bounds: names are kept packed (NameList), of the folders begun but not done; descriptors are
+// those of OpenFolders and what the threads hold at the moment. Neither grows with the number of
+// files. What does is one name list for the subfolders of each level, and, where visits take
+// entries away, the names of the folder at hand, which must be listed to its end first.
 
 #include <atomic>
 #include <chrono>
@@ -10,8 +35,7 @@
 #include <variant>
 #include <vector>
 
-#include "system/copier/Folder.h"
-#include "system/copier/OpenFolders.h"
+#include "system/copier/Folders.h"
 
 namespace copier {
 

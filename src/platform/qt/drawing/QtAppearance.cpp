@@ -3,7 +3,7 @@
 #include <QApplication>
 #include <QPalette>
 
-#include "system/QVOSAppearance.h"
+#include "system/QVMacInfo.h"
 
 namespace platform::qt {
 namespace {

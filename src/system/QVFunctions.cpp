@@ -1,3 +1,5 @@
+#include "system/QVFunctions.h"
+
 #include <uuid/uuid.h>
 
 #include <array>
@@ -11,7 +13,6 @@
 #include "extensions/PathExtension.h"
 #include "platform/Services.h"
 #include "system/Kept.h"
-#include "system/QVFunctions.h"
 
 namespace {
 
@@ -61,4 +62,9 @@ std::optional<double> QVFunctions::dateCompiled() {
 bool QVFunctions::isSandboxedApp() {
   static Kept<bool> kept;
   return kept.get(bundle(), [] { return std::getenv("APP_SANDBOX_CONTAINER_ID") != nullptr; });
+}
+
+platform::ImagePtr QVFunctions::wsIconForFileHFSType(std::string_view type, double size) {
+  const auto& graphics = *platform::services().graphics;
+  return graphics.resized(graphics.iconForHFSType(type), {size, size});
 }

@@ -1,5 +1,0 @@
-#include "system/FunctionLog.h"
-
-#include <system_error>
-
-std::string errnoText(int code) { return std::generic_category().message(code); }
