@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "Ground.h"
-#include "system/Descriptor.h"
+#include "leaf/Descriptor.h"
 
 namespace bench {
 namespace {

@@ -11,10 +11,10 @@
 #include <cstring>
 #include <filesystem>
 
+#include "leaf/Descriptor.h"
 #include "ramdisk/QVRamDiskBackup.h"
-#include "system/Descriptor.h"
-#include "system/QVDirectoryStatistics.h"
 #include "system/Command.h"
+#include "system/QVDirectoryStatistics.h"
 
 namespace fs = std::filesystem;
 

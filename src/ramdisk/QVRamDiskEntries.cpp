@@ -6,8 +6,8 @@
 #include "core/QVHelpers.h"
 #include "core/QVLog.h"
 #include "platform/Services.h"
-#include "system/QVRamDiskUtils.h"
 #include "system/LoginItems.h"
+#include "system/QVRamDiskUtils.h"
 
 namespace {
 

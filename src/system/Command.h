@@ -20,7 +20,7 @@
 #include <string>
 #include <vector>
 
-#include "system/Descriptor.h"
+#include "leaf/Descriptor.h"
 
 // A program to start. Descriptors of -1 are inherited, as are an absent environment and directory.
 struct SpawnRequest {

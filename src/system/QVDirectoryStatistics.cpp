@@ -10,8 +10,8 @@
 #include <string_view>
 
 #include "core/QVLog.h"
+#include "leaf/Descriptor.h"
 #include "platform/Services.h"
-#include "system/Descriptor.h"
 #include "system/Errno.h"
 
 namespace {

@@ -12,7 +12,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
-#include "src/system/Descriptor.h"
+#include "leaf/Descriptor.h"
 #include "tests/soak/Orphans.h"
 #include "tests/soak/Watch.h"
 

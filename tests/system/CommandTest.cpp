@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <thread>
 
-#include "system/QVFunctions.h"
 #include "system/Command.h"
+#include "system/QVFunctions.h"
 #include "tests/system/SystemTest.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <functional>
 
-#include "system/Descriptor.h"
+#include "leaf/Descriptor.h"
 #include "tests/support/Privileges.h"
 #include "tests/system/EarlierCopyTest.h"
 

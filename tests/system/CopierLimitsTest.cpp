@@ -10,7 +10,7 @@
 #include <memory>
 #include <thread>
 
-#include "system/Descriptor.h"
+#include "leaf/Descriptor.h"
 #include "tests/support/FewDescriptors.h"
 #include "tests/system/CopierTest.h"
 

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <string>
 
-#include "system/Descriptor.h"
+#include "leaf/Descriptor.h"
 #include "system/TreeRemover.h"
 #include "tests/system/EarlierCopyTest.h"
 

@@ -4,8 +4,8 @@
 
 #include <future>
 
+#include "leaf/Descriptor.h"
 #include "platform/posix/PosixFileCopying.h"
-#include "system/Descriptor.h"
 #include "tests/support/TreeRemovalCases.h"
 #include "tests/system/SystemTest.h"
 

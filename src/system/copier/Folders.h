@@ -27,7 +27,7 @@
 #include <utility>
 #include <vector>
 
-#include "system/Descriptor.h"
+#include "leaf/Descriptor.h"
 
 namespace copier {
 
