@@ -19,10 +19,9 @@ constexpr char kOtherAtWork[] =
 // What the menu's items do to real disks.
 class ActionsTest : public MenuTest {
  protected:
-  void startWith(const std::vector<std::string>& names,
-                 QVRamDiskBackupMode mode = QVRamDiskBackupMode_Base) {
-    writeList(names, mode);
-    start();
+  void startMounted() {
+    startWith({"cache"});
+    choose("cache", "Create");
   }
   void choose(const std::string& title) {
     click(open(), title);
@@ -36,8 +35,7 @@ class ActionsTest : public MenuTest {
 };
 
 TEST_F(ActionsTest, ADisksWholeLife) {
-  startWith({"cache"});
-  choose("cache", "Create");
+  startMounted();
   EXPECT_EQ(notifications->posted.size(), 1U) << "of its many stages only the end is told";
   EXPECT_TRUE(isMounted(folder("cache")));
   EXPECT_EQ(saved()->path(), folder("cache"));
@@ -56,8 +54,7 @@ TEST_F(ActionsTest, ADisksWholeLife) {
 }
 
 TEST_F(ActionsTest, AMountedDiskIsOpenedBrowsedAndWatched) {
-  startWith({"cache"});
-  choose("cache", "Create");
+  startMounted();
   const auto warnsAfterRefresh = [this] {
     controller->ramDiskEntries()->updatorAction();
     return bar->item->view->isWarn();
@@ -77,8 +74,7 @@ TEST_F(ActionsTest, AMountedDiskIsOpenedBrowsedAndWatched) {
 }
 
 TEST_F(ActionsTest, AnUnmountedDeviceIsMountedAgain) {
-  startWith({"cache"});
-  choose("cache", "Create");
+  startMounted();
   scratch.file("home/desk/cache/new", "new");
   ASSERT_EQ(umount2(folder("cache").c_str(), MNT_DETACH), 0);
   fs::remove_all(folder("cache"));
@@ -184,8 +180,7 @@ class HeldFiles : public CountingFiles {
 };
 
 TEST_F(ActionsTest, AHugeDiskIsEmptiedBehindTheMenu) {
-  startWith({"cache"});
-  choose("cache", "Create");
+  startMounted();
   scratch.file("home/desk/cache/folder/file");
   auto services = platform::services();
   const auto held = std::make_shared<HeldFiles>(services.files, faults);
@@ -265,8 +260,7 @@ TEST_F(ActionsTest, FailuresAreToldOneAfterTheOther) {
 // Neither what another program does, nor what another record of this one does, such as one of the
 // helper's start.
 TEST_F(ActionsTest, WhatIsBeingDoneElsewhereIsNotDisturbed) {
-  startWith({"cache"});
-  choose("cache", "Create");
+  startMounted();
   scratch.file("home/desk/cache/file");
   const std::string identifier = disk()->identifier().value_or("");
   const auto refusesAll = [&](std::size_t count) {
@@ -292,8 +286,7 @@ TEST_F(ActionsTest, WhatIsBeingDoneElsewhereIsNotDisturbed) {
 }
 
 TEST_F(ActionsTest, ADiskThatWentElsewhereWhileItsMenuWasOpen) {
-  startWith({"cache"});
-  choose("cache", "Create");
+  startMounted();
   open();
   const auto items = openDisk("cache").items();
   elsewhere([](auto& theirs) { theirs.eject(theirs.ramDisks()[0], 0); });
@@ -337,8 +330,7 @@ TEST_F(ActionsTest, ADiskThatWasEjectedUnheardIsLeftAlone) {
 
 // While an action runs the list is not read, however long it takes.
 TEST_F(ActionsTest, ADiskThatWasMadeUnheardIsNotMadeAgain) {
-  writeList({"cache", "other"});
-  start();
+  startWith({"cache", "other"});
   disk(1)->setAction(QVRamDiskActionBackup);
   elsewhere([](auto& theirs) { theirs.create(theirs.ramDisks()[0], 0); });
   announceChange(kSenderApp);

@@ -61,7 +61,7 @@ TEST_F(FolderTest, ManyFilesCostLittleAndComeInTheFileSystemsOrder) {
   files->looks = 0;
   const auto shown = menuOf("f");
   EXPECT_EQ(files->looks, kFiles);
-  EXPECT_EQ(graphics->filesAsked, 4);
+  EXPECT_EQ(graphics->asked.size(), 4U);
   Lines titles;
   for (const auto& item : shown->items()) titles.push_back(item->title);
   titles.erase(titles.begin(), titles.begin() + 2);

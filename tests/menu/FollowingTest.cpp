@@ -37,8 +37,7 @@ TEST_F(FollowingTest, AnIdleMountedDiskAboveFourFifthsWarns) {
 }
 
 TEST_F(FollowingTest, TheListIsReadWhenTheApplicationChangedItAndNothingRuns) {
-  writeList({"first"});
-  start();
+  startWith({"first"});
   writeList({"first", "second"});
   announceChange(kSenderHelper);
   EXPECT_EQ(listed(), 1U);
@@ -70,8 +69,7 @@ TEST_F(FollowingTest, TheIconsStyleFollowsTheApplication) {
 }
 
 TEST_F(FollowingTest, OnlyTheEndOfAnActionIsSavedAndTold) {
-  writeList({"first"});
-  start();
+  startWith({"first"});
   const auto acting = disk();
   acting->setAction(QVRamDiskActionCreate);
   controller->mt_ramDiskDidUpdated(acting);
@@ -90,8 +88,7 @@ TEST_F(FollowingTest, OnlyTheEndOfAnActionIsSavedAndTold) {
 // actions run.
 TEST_F(FollowingTest, TheEndOfAnActionKeepsWhatOthersChangedMeanwhile) {
   for (const bool anotherRuns : {false, true}) {
-    writeList({"first", "other"});
-    start();
+    startWith({"first", "other"});
     const auto acting = disk();
     disk(1)->setAction(anotherRuns ? QVRamDiskActionBackup : QVRamDiskActionNone);
     acting->setDeviceNode("/dev/disk77");
@@ -108,18 +105,16 @@ TEST_F(FollowingTest, TheEndOfAnActionKeepsWhatOthersChangedMeanwhile) {
 }
 
 TEST_F(FollowingTest, AnActionThatDidNotBeginSavesNothingOfItsRecord) {
-  writeList({"first"});
-  start();
-  const auto refused = disk();
+  startWith({"first"});
   elsewhere([](auto& theirs) { theirs.ramDisks()[0]->setDeviceNode("/dev/disk5"); });
+  const auto refused = disk();
   refused->setLastError(QVError::errorWithMessage("Another program", "", QVErrorCode::Locked));
   controller->mt_ramDiskDidUpdated(refused);
   EXPECT_EQ(saved()->deviceNode(), "/dev/disk5");
 }
 
 TEST_F(FollowingTest, AListWhoseFileIsGoneIsWrittenAnew) {
-  writeList({"first"});
-  start();
+  startWith({"first"});
   std::filesystem::remove(*RegistryFile::defaultPath());
   for (const bool anotherRuns : {true, false}) {
     disk()->setAction(anotherRuns ? QVRamDiskActionBackup : QVRamDiskActionNone);
@@ -132,8 +127,7 @@ TEST_F(FollowingTest, AListWhoseFileIsGoneIsWrittenAnew) {
 
 // The menu stands still for a moment only; the state is saved at the latest when the helper ends.
 TEST_F(FollowingTest, AListThatAnotherProgramKeepsLockedIsSavedLater) {
-  writeList({"first"});
-  start();
+  startWith({"first"});
   disk()->setDeviceNode("/dev/disk77");
   OtherProgram other([](OtherProgram& self) {
     const auto lock = RegistryLock::take(*RegistryFile::defaultPath(), {});
@@ -151,8 +145,7 @@ TEST_F(FollowingTest, AListThatAnotherProgramKeepsLockedIsSavedLater) {
 
 // The items of an open menu outlive the records that they were made for.
 TEST_F(FollowingTest, AnOpenMenuWhoseListIsReplaced) {
-  writeList({"first", "second"});
-  start();
+  startWith({"first", "second"});
   open();
   const auto kept = openDisk("first").items();
   const auto keptRow = itemOf(*controller->statusMenu(), "first");

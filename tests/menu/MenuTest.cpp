@@ -1,12 +1,32 @@
 #include "tests/menu/MenuTest.h"
 
+#include <cstring>
+
 #include "kinds/QVRamDiskManager.h"
 #include "system/QVMacInfo.h"
 
 using menu::Menu;
 using menu::MenuItem;
 
+namespace {
+
+constexpr char kSmall[] = " as 16x16";
+
+// What the picture of an item shows: "NAME", or "icon of FILE".
+std::string pictureOf(const MenuItem& item) {
+  std::string name = doubles::nameOf(item.image);
+  if (!name.ends_with(kSmall)) return "too large: " + name;
+  name.erase(name.size() - std::strlen(kSmall));
+  const auto slash = name.rfind('/');
+  return slash == std::string::npos ? name.substr(name.find(' ') + 1)
+                                    : "icon of " + name.substr(slash + 1);
+}
+
+}  // namespace
+
 MenuTest::MenuTest() {
+  graphics->knowsAllTypes = true;
+  graphics->name("syncIcon", 64);
   auto services = platform::services();
   services.mainLoop = turning;
   services.graphics = graphics;
@@ -91,8 +111,7 @@ std::string MenuTest::line(const MenuItem& item) const {
     if (item.tag != 0) text += "#" + std::to_string(item.tag);
     text += "]";
   }
-  if (const auto* image = dynamic_cast<const NamedImage*>(item.image.get()))
-    text += image->size() == platform::Size{16, 16} ? " {" + image->name + "}" : " {too large}";
+  if (item.image) text += " {" + pictureOf(item) + "}";
   if (item.toolTip) text += " \"" + *item.toolTip + "\"";
   if (const auto ramDisk = item.represented<QVRamDiskPtr>())
     text += " = disk " + ramDisk->name().value_or("");

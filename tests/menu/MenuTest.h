@@ -11,39 +11,8 @@
 #include "menu/StatusMenuController.h"
 #include "tests/menu/StatusBarDouble.h"
 #include "tests/support/EngineTest.h"
+#include "tests/support/RecordingGraphics.h"
 #include "tests/support/TurningLoop.h"
-
-// A picture that knows what it shows.
-class NamedImage : public platform::Image {
- public:
-  NamedImage(std::string what, platform::Size size) : name(std::move(what)), size_(size) {}
-  platform::Size size() const override { return size_; }
-  const std::string name;
-
- private:
-  const platform::Size size_;
-};
-
-// Names every picture after what it was asked for.
-class NamingGraphics : public platform::Graphics {
- public:
-  platform::ImagePtr imageNamed(std::string_view name) const override { return made(name); }
-  platform::ImagePtr iconForHFSType(std::string_view code) const override { return made(code); }
-  platform::ImagePtr iconForFile(const std::string& path) const override {
-    ++filesAsked;
-    return made("icon of " + path.substr(path.rfind('/') + 1));
-  }
-  platform::ImagePtr resized(const platform::ImagePtr& image, platform::Size size) const override {
-    const auto* named = dynamic_cast<const NamedImage*>(image.get());
-    return named ? std::make_shared<NamedImage>(named->name, size) : nullptr;
-  }
-  mutable int filesAsked = 0;
-
- private:
-  static platform::ImagePtr made(std::string_view name) {
-    return std::make_shared<NamedImage>(std::string(name), platform::Size{64, 64});
-  }
-};
 
 // Counts what is looked at, on any thread.
 class CountingFiles : public FaultyFiles {
@@ -64,6 +33,11 @@ class MenuTest : public EngineTest {
 
   // The controller on its status bar, and its menu as the user opens it.
   void start() { controller = StatusMenuController::init(bar); }
+  void startWith(const std::vector<std::string>& names,
+                 QVRamDiskBackupMode mode = QVRamDiskBackupMode_Base) {
+    writeList(names, mode);
+    start();
+  }
   menu::Menu& open();
   // A disk's submenu as the user opens it; the status menu is open.
   menu::Menu& openDisk(const std::string& displayName);
@@ -98,13 +72,14 @@ class MenuTest : public EngineTest {
     applications->applications.push_back({4711, identifier, name});
   }
 
-  // One line an item: "  title (off) [action#tag] {image} "tool tip" = represented > submenu".
+  // One line an item: "  title (off) [action#tag] {picture} "tool tip" = represented > submenu".
   // What an item lacks is left out; "~" is the work folder; "---" is a separator.
   Lines lines(const menu::Menu& menu) const;
   std::string line(const menu::MenuItem& item) const;
 
   std::shared_ptr<TurningLoop> turning = std::make_shared<TurningLoop>();
-  std::shared_ptr<NamingGraphics> graphics = std::make_shared<NamingGraphics>();
+  std::shared_ptr<doubles::RecordingGraphics> graphics =
+      std::make_shared<doubles::RecordingGraphics>();
   std::shared_ptr<doubles::FakeMachine> machine = std::make_shared<doubles::FakeMachine>();
   std::shared_ptr<doubles::FakeApplications> applications =
       std::make_shared<doubles::FakeApplications>();

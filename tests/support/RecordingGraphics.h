@@ -137,7 +137,8 @@ class RecordingGraphics : public platform::Graphics {
   }
   platform::ImagePtr iconForHFSType(std::string_view code) const override {
     hfsAsked.emplace_back(code);
-    return code == "abdg" || code == "rmov" ? icon("hfs " + std::string(code)) : nullptr;
+    const bool known = knowsAllTypes || code == "abdg" || code == "rmov";
+    return known ? icon("hfs " + std::string(code)) : nullptr;
   }
 
   void name(const std::string& imageName, double size) {
@@ -146,6 +147,7 @@ class RecordingGraphics : public platform::Graphics {
 
   std::map<std::string, platform::ImagePtr> named;
   bool filesHaveIcons = true;
+  bool knowsAllTypes = false;  // of the classic codes
   mutable std::vector<std::string> asked;  // for the icons of these paths
   mutable std::vector<std::string> hfsAsked;
 
