@@ -147,7 +147,7 @@ class RecordingGraphics : public platform::Graphics {
 
   std::map<std::string, platform::ImagePtr> named;
   bool filesHaveIcons = true;
-  bool knowsAllTypes = false;  // of the classic codes
+  bool knowsAllTypes = false;              // of the classic codes
   mutable std::vector<std::string> asked;  // for the icons of these paths
   mutable std::vector<std::string> hfsAsked;
 
