@@ -53,11 +53,10 @@ void AppDelegate::stay() {
 // A system that gives no thread has the disks made on this one, before anything else.
 void AppDelegate::startRecovery() {
   recovering_ = true;
-  const auto work = [self = shared_from_this(), entries = ramDiskEntries_,
-                     disks = ramDiskEntries_->ramDisks()] {
-    self->qv_recoverRamDiskEntries(*entries, disks);
-  };
-  if (startDetached(work)) work();
+  runOnOwnThreadElseHere(
+      [self = shared_from_this(), entries = ramDiskEntries_, disks = ramDiskEntries_->ramDisks()] {
+        self->qv_recoverRamDiskEntries(*entries, disks);
+      });
 }
 
 void AppDelegate::qv_recoverRamDiskEntries(QVRamDiskEntries& entries, const Disks& disks) {

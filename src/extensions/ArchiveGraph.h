@@ -1,5 +1,21 @@
 #pragma once
 // The objects of one keyed archive, checked so that every reference leads somewhere.
+//
+// A keyed archive is a property list that holds a graph of objects as a table:
+//
+//   $archiver, $version   "NSKeyedArchiver", 100000
+//   $top                  {root: reference}
+//   $objects              "$null", then every object once: texts and numbers as they are, others
+//                         as dictionaries of their values and a reference to their "$class"
+//
+// A class is an object as well, with its name and the names of those it descends from. Integers and
+// booleans stand inline, everything else is a reference (PropertyList::Uid), an index into the
+// table.
+//
+// The frame is checked as a whole when the archive is opened; it is an error or it holds. What
+// single objects hold is checked when somebody asks, and a wrong value costs only itself. As
+// references may form circles and may share, resolving a value notes the objects that it is in the
+// midst of and counts all that the archive has given out so far.
 
 #include <memory>
 #include <optional>

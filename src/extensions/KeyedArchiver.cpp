@@ -3,7 +3,6 @@
 #include <map>
 
 namespace extensions {
-
 namespace {
 
 constexpr std::uint64_t kNull = 0;

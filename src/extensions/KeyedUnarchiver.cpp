@@ -7,7 +7,6 @@
 #include "extensions/ArchiveGraph.h"
 
 namespace extensions {
-
 namespace {
 
 template <class Number>

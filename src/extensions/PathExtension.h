@@ -1,7 +1,9 @@
 #pragma once
-// Paths as texts, by the rules of NSString: nothing is looked up in the file system. Results have
-// no doubled slashes and, but for "/", none at the end.
+// Paths as texts, by the rules of NSString, and as file URLs: nothing is looked up in the file
+// system. Results have no doubled slashes and, but for "/", none at the end; a path from a URL is
+// as it stands there.
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -19,5 +21,13 @@ std::string deletingLastPathComponent(std::string_view path);  // "/" of "/a", "
 // nothing.
 std::string abbreviatingWithTilde(std::string_view path, std::string_view home);
 std::string expandingTilde(std::string_view path, std::string_view home);
+
+// "file:///a%20b" for an absolute path "/a b". Bytes that are no plain letters of a URL are written
+// as their numbers, whatever their encoding.
+std::string fileUrl(std::string_view path);
+
+// The absolute path of a file URL, also of one that names this machine ("localhost"); nullopt for
+// any other URL, one of another machine, and one in which a number is damaged or 0.
+std::optional<std::string> pathOfFileUrl(std::string_view url);
 
 }  // namespace extensions

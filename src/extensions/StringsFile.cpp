@@ -8,7 +8,6 @@
 #include "extensions/Text.h"
 
 namespace extensions {
-
 namespace {
 
 constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";

@@ -7,7 +7,6 @@
 #include <memory>
 
 namespace extensions {
-
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;

@@ -20,10 +20,8 @@ void QVRamDisk::reportRunningAction() const {
 void QVRamDisk::startOnThread(QVRamDiskAction action, Operation operation,
                               const QVRamDiskDelegatePtr& delegate) {
   setAction(action);
-  const auto work = [disk = shared_from_this(), operation, delegate] {
-    disk->runAlone(operation, delegate);
-  };
-  if (startDetached(work)) work();
+  runOnOwnThreadElseHere(
+      [disk = shared_from_this(), operation, delegate] { disk->runAlone(operation, delegate); });
 }
 
 void QVRamDisk::dispatch(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate,

@@ -5,12 +5,22 @@
 
 #include "core/QVLog.h"
 
-platform::Failure startDetached(std::function<void()> work) {
+namespace {
+
+bool isStarted(const std::function<void()>& work) {
   try {
-    std::thread(std::move(work)).detach();
+    std::thread(work).detach();
+    return true;
   } catch (const std::system_error& error) {
     QVLogError("DetachedThread", "thread==nil error:{}", error.what());
-    return platform::SystemError{"POSIX", error.code().value(), error.what()};
+    return false;
   }
-  return std::nullopt;
 }
+
+}  // namespace
+
+void runOnOwnThreadElseHere(const std::function<void()>& work) {
+  if (!isStarted(work)) work();
+}
+
+void runOnOwnThread(const std::function<void()>& work) { isStarted(work); }

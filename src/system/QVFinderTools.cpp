@@ -9,7 +9,6 @@
 #include "core/QVHelpers.h"
 #include "core/QVLocalized.h"
 #include "core/QVLog.h"
-#include "extensions/FileUrl.h"
 #include "extensions/PathExtension.h"
 #include "platform/Services.h"
 #include "system/Kept.h"

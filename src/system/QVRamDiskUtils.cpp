@@ -20,7 +20,7 @@ std::string purgeTool() { return platform::services().places->tool(platform::Too
 // Takes the tool's status off the system's hands when it ends, so that it leaves no zombie. The
 // thread touches nothing of the program's and may be cut off by its end.
 void reapInBackground(pid_t process) {
-  startDetached([process] {
+  runOnOwnThread([process] {
     std::int64_t ignored = 0;
     awaitProgram(process, ignored);
   });

@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "extensions/FileUrl.h"
+#include "extensions/PathExtension.h"
 #include "platform/linux/Bus.h"
 #include "platform/linux/LinuxWorkspace.h"
 #include "tests/support/PrivateBus.h"

@@ -9,7 +9,7 @@
 #include <csignal>
 #include <filesystem>
 
-#include "extensions/FileUrl.h"
+#include "extensions/PathExtension.h"
 #include "platform/linux/DetachedProgram.h"
 #include "platform/linux/LinuxApplications.h"
 #include "platform/linux/LinuxWorkspace.h"

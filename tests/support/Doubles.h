@@ -25,14 +25,21 @@ std::optional<Value> valueIn(const std::map<Key, Value>& values, const Key& key)
 
 class RecordingLog : public platform::SystemLog {
  public:
-  void write(std::int64_t, std::string_view text) override {
+  void write(std::int64_t severity, std::string_view text) override {
     const std::lock_guard lock(mutex_);
     entries_.emplace_back(text);
+    severities_.push_back(severity);
   }
 
   std::vector<std::string> entries() const {
     const std::lock_guard lock(mutex_);
     return entries_;
+  }
+
+  // Of each entry, as the system's log was given it.
+  std::vector<std::int64_t> severities() const {
+    const std::lock_guard lock(mutex_);
+    return severities_;
   }
 
   // How many entries hold the text.
@@ -45,11 +52,13 @@ class RecordingLog : public platform::SystemLog {
   void clear() {
     const std::lock_guard lock(mutex_);
     entries_.clear();
+    severities_.clear();
   }
 
  private:
   mutable std::mutex mutex_;
   std::vector<std::string> entries_;
+  std::vector<std::int64_t> severities_;
 };
 
 class RecordingAlerts : public platform::Alerts {

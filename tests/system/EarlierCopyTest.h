@@ -23,6 +23,19 @@ class EarlierCopyTest : public CopierTest {
     return outcome;
   }
 
+  static struct stat statusOf(const std::string& path) {
+    struct stat facts {};
+    lstat(path.c_str(), &facts);
+    return facts;
+  }
+  static ino_t inodeOf(const std::string& path) { return statusOf(path).st_ino; }
+  static nlink_t linksOf(const std::string& path) { return statusOf(path).st_nlink; }
+  bool isShared(const std::string& name) const {
+    return inodeOf(to + "/" + name) == inodeOf(earlier + "/" + name);
+  }
+  std::string copied(const std::string& name) const { return readFile(to + "/" + name); }
+  bool isCopied(const std::string& name) const { return inodeOf(to + "/" + name) != 0; }
+
   // Without the second names that files of the copy have in the earlier one.
   std::vector<std::string> differences() const {
     auto original = factsOf(from);

@@ -25,10 +25,9 @@ TEST_F(MachineTest, CountsMemoryInBytes) {
   EXPECT_EQ(counted.freeBytes + counted.compressedBytes, 0U);
   machine->pages = platform::VirtualMemoryPages{4096, 1, 2, 3, 4, 5, 1ULL << 32U};
   EXPECT_TRUE(QVMacInfo::getMemoryStatistics(counted));
-  const std::vector<std::uint64_t> pages = {
-      counted.freeBytes / 4096,  counted.activeBytes / 4096,    counted.inactiveBytes / 4096,
-      counted.wiredBytes / 4096, counted.purgeableBytes / 4096, counted.compressedBytes / 4096};
-  EXPECT_EQ(pages, (std::vector<std::uint64_t>{1, 2, 3, 4, 5, 1ULL << 32U}));
+  const auto& [free, active, inactive, wired, purgeable, compressed] = counted;
+  EXPECT_EQ((std::vector{free, active, inactive, wired, purgeable, compressed}),
+            (std::vector<std::uint64_t>{4096, 8192, 12288, 16384, 20480, 1ULL << 44U}));
 }
 
 TEST_F(MachineTest, DescribesModelAndProcessor) {

@@ -132,9 +132,6 @@ TEST_F(TextsTest, SplitsLinesAtParagraphs) {
   for (const auto& c : cases)
     EXPECT_EQ(QVFunctions::linesFromString(c.text, c.maxLines, c.options), c.lines) << c.text;
   EXPECT_EQ(QVFunctions::linesFromString(std::nullopt), std::nullopt);
-}
-
-TEST_F(TextsTest, CountsLinesByTheWiderRule) {
   for (const auto& [text, count] : {std::pair("", 0U), {"a\r\nb", 2}, {"a\u2028b\u0085c", 3}})
     EXPECT_EQ(QVFunctions::linesCountOfString(text), count) << text;
 }

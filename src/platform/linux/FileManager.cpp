@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <memory>
 
-#include "extensions/FileUrl.h"
+#include "extensions/PathExtension.h"
 #include "platform/posix/PosixError.h"
 
 namespace platform {

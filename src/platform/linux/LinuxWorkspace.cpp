@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "extensions/FileUrl.h"
+#include "extensions/PathExtension.h"
 #include "extensions/Text.h"
 #include "platform/linux/ApplicationNames.h"
 #include "platform/linux/DetachedProgram.h"

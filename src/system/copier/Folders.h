@@ -5,10 +5,9 @@
 // A walk may have any number of folders begun at a time: one for each level of the tree that it is
 // in, and some more for each thread. Descriptors are few, so OpenFolders keeps only those used last
 // open. One that was closed is opened anew by its name in the nearest folder above that is open, or
-// by
-// ".." from below, never by its path: a path may have become longer than the system takes, and may
-// by then lead through a link that somebody put there. What is opened anew is held against what it
-// was (FolderIdentity); another one in its place is an error.
+// as the parent of one below, never by its path: a path may be longer than the system takes, and
+// may lead through a link that somebody put there meanwhile. What is opened anew is held against
+// what it was (FolderIdentity); another one in its place is an error.
 
 #include <dirent.h>
 #include <fcntl.h>

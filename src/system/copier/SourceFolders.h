@@ -1,10 +1,10 @@
 #pragma once
 // Which side a copy is read from. Mostly that is the original. The earlier copy stands in where
 //
-//   a folder of the original cannot be opened or listed to its end: its entries are taken from
-//   there, by copying, and count as failed all the same (Origin::Unread) an entry is not in the
-//   original because it could not be brought in before, which the volume remembers
-//   (EarlierCopy::lacking): nobody deleted it (Origin::Lacked)
+// - a folder of the original cannot be opened, or not listed to its end: its entries are copied
+//   from there, and count as failed all the same (Origin::Unread);
+// - an entry is not in the original because it could not be brought in before, which the volume
+//   remembers (EarlierCopy::lacking): nobody deleted it (Origin::Lacked).
 //
 // What the original does not have otherwise was deleted, and is not taken. Mount points below the
 // items are made as empty folders and not entered.

@@ -5,14 +5,11 @@
 // one: the inode's change time, which any change of contents, attributes or name moves on by the
 // file system's own clock. So:
 //
-//   size, modification time, mode, owner differ            copied
-//   all same, inode not changed since the last copy began  unchanged (Yes)
-//   all same, inode changed since                          perhaps: attributes and contents
-//   compared all same, but written through a mapping ("doubted")    perhaps: a mapping may change
-//   the contents
-//                                                          long before it shows in the times
-//   on another file system than the items                  perhaps: its clock is not ours to
-//   compare
+//   size, modification time, mode or owner differ    changed: copied
+//   all same, not changed since the last copy began  unchanged
+//   all same, changed since                          perhaps: attributes and contents decide
+//   all same, written through a mapping ("doubted")  perhaps: that need not show in any time
+//   all same, on another file system                 perhaps: its clock is not the items'
 //
 // "Since" is strict. A change in the very tick in which the last copy began counts as one.
 //

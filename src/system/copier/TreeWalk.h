@@ -20,10 +20,10 @@
 // that this completes. That is a loop, as is everything here that goes up or down: depth takes no
 // stack.
 //
-// Bounds: names are kept packed (NameList), of the folders begun but not done; descriptors are
-// those of OpenFolders and what the threads hold at the moment. Neither grows with the number of
-// files. What does is one name list for the subfolders of each level, and, where visits take
-// entries away, the names of the folder at hand, which must be listed to its end first.
+// Bounds: names are kept packed (NameList), and only those of folders begun but not done;
+// descriptors are those of OpenFolders and what the threads hold at the moment. So neither memory
+// nor descriptors grow with the number of files, but where visits take entries away: the names of a
+// folder at hand, which must be listed to its end first, are all kept then.
 
 #include <atomic>
 #include <chrono>
