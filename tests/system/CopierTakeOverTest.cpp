@@ -80,15 +80,10 @@ TEST_F(TakeOverTest, TakesOnlyWhatDidNotChange) {
        },
        false},
       {"replaced by a folder",
-       [](const auto& path) {
-         fs::remove(path);
-         fs::create_directory(path);
-       },
-       false},
+       [](const auto& path) { fs::remove(path), fs::create_directory(path); }, false},
       {"replaced by a link to its earlier copy",
        [](const auto& path) {
-         fs::remove(path);
-         fs::create_symlink("../../earlier/folder/item", path);
+         fs::remove(path), fs::create_symlink("../../earlier/folder/item", path);
        },
        false},
   };
@@ -170,25 +165,21 @@ TEST_F(TakeOverTest, NeverMakesTwoFilesOne) {
     EXPECT_FALSE(isShared(path)) << path;
 }
 
-TEST_F(TakeOverTest, FollowsNoLinkInTheEarlierCopy) {
+TEST_F(TakeOverTest, CopiesWhatCannotGetASecondNameAndFollowsNoLink) {
   file("folder/item");
   makeEarlier();
+  const auto disk = scratch.directory("disk");
+  ASSERT_EQ(mount("none", disk.c_str(), "tmpfs", 0, nullptr), 0);
+  const auto outcome = copyItems({"folder"}, from, disk, options);
+  EXPECT_TRUE(outcome.complete());
+  EXPECT_EQ(outcome.takenOver, 0U);
+  EXPECT_EQ(::differences(factsOf(inFrom("folder")), factsOf(disk + "/folder")), Lines{});
+  umount(disk.c_str());
+
   fs::rename(earlier + "/folder", scratch.path("outside"));
   fs::create_directory_symlink(scratch.path("outside"), earlier + "/folder");
   EXPECT_EQ(copyAgain().takenOver, 0U);
   EXPECT_EQ(differences(), Lines{});
-}
-
-TEST_F(TakeOverTest, CopiesWhatCannotGetASecondName) {
-  file("item");
-  makeEarlier();
-  const auto disk = scratch.directory("disk");
-  ASSERT_EQ(mount("none", disk.c_str(), "tmpfs", 0, nullptr), 0);
-  const auto outcome = copyItems({"item"}, from, disk, options);
-  EXPECT_TRUE(outcome.complete());
-  EXPECT_EQ(outcome.takenOver, 0U);
-  EXPECT_EQ(::differences(factsOf(inFrom("item")), factsOf(disk + "/item")), Lines{});
-  umount(disk.c_str());
 }
 
 // On a file system whose files can share blocks, made in an image, where this machine can.

@@ -137,46 +137,34 @@ TEST_F(FinderToolsTest, TellsFoldersAndVolumesFromFiles) {
 
 // --- Names that the system keeps for itself
 
-enum Rule : unsigned {
-  kNone = 0,
-  kListedFolder = 1,  // excluded from folders with mode 0
-  kFolderMode1 = 2,   // and with mode 1
-  kVolume = 4,
-  kStartup = 8,       // at the root of the start-up volume with mode 0
-  kStartupMode1 = 16  // and with any other
-};
-constexpr unsigned kFolderAlways = kListedFolder | kFolderMode1;
-constexpr unsigned kStartupAlways = kStartup | kStartupMode1;
-constexpr unsigned kVolumeRoot = kVolume | kStartupAlways;
-
-// Some names of each rule, and what looks like them.
-const std::pair<unsigned, std::vector<std::string>> kTable[] = {
-    {kFolderAlways | kVolumeRoot, {".file"}},
-    {kFolderAlways, {".Trash", "File Transfer Folder\x03\r"}},
-    {kListedFolder, {".DS_Store", "Icon\r"}},
-    {kVolumeRoot, {".vol", ".Trashes", ".HFS+ Private Directory Data\r"}},
-    {kStartupAlways, {"dev", "mach", "Volumes"}},
-    {kStartup, {"etc", "usr", "private"}},
-    {kNone,
-     {"Icon", "Icon\n", ".ds_store", ".Trash ", "USR", ".", "File Transfer Folder",
-      std::string(300, '.')}}};
-
-void expectRules(const std::string& name, unsigned rules) {
+// Whether a name is left out of folders, with an even mode and with an odd one; is kept at a
+// volume's root; and at the start-up volume's, with mode 0 and with any other.
+std::string rulesOf(const QVFinderTools::Text& name) {
   using Tools = QVFinderTools;
-  const auto has = [rules](unsigned rule) { return (rules & rule) != 0; };
-  for (const std::int64_t even : {0, 2}) {
-    EXPECT_EQ(Tools::isSystemFileNameInFolder(name, even), has(kListedFolder)) << name;
-    EXPECT_EQ(Tools::isSystemFileNameInFolder(name, even + 1), has(kFolderMode1)) << name;
-  }
-  EXPECT_EQ(Tools::isVolumeHiddenFilename(name), has(kVolume)) << name;
-  EXPECT_EQ(Tools::isVolumeSystemHiddenFilename(name, 0), has(kStartup)) << name;
-  EXPECT_EQ(Tools::isVolumeSystemHiddenFilename(name, 1), has(kStartupMode1)) << name;
-  EXPECT_EQ(Tools::isVolumeSystemHiddenFilename(name, -2), has(kStartupMode1)) << name;
+  std::string rules;
+  for (const std::int64_t mode : {0, 1, 2, 3})
+    rules += Tools::isSystemFileNameInFolder(name, mode) ? 'f' : '-';
+  rules += Tools::isVolumeHiddenFilename(name) ? 'v' : '-';
+  for (const std::int64_t mode : {0, 1, -2})
+    rules += Tools::isVolumeSystemHiddenFilename(name, mode) ? 's' : '-';
+  return rules;
 }
 
+// Some names of each rule, what looks like them, and what no file can be called.
 TEST(HiddenNames, FollowTheirTableByNameAndMode) {
-  for (const auto& [rules, names] : kTable)
-    for (const auto& name : names) expectRules(name, rules);
+  using Names = std::vector<QVFinderTools::Text>;
+  const std::pair<const char*, Names> table[] = {
+      {"ffffvsss", {".file"}},
+      {"ffff----", {".Trash", "File Transfer Folder\x03\r"}},
+      {"f-f-----", {".DS_Store", "Icon\r"}},
+      {"----vsss", {".vol", ".Trashes", ".HFS+ Private Directory Data\r"}},
+      {"-----sss", {"dev", "mach", "Volumes"}},
+      {"-----s--", {"etc", "usr", "private"}},
+      {"--------",
+       {"Icon", "Icon\n", ".ds_store", ".Trash ", "USR", ".", "File Transfer Folder",
+        std::string(300, '.'), std::nullopt, "", std::string(".Trash\0", 7)}}};
+  for (const auto& [rules, names] : table)
+    for (const auto& name : names) EXPECT_EQ(rulesOf(name), rules) << name.value_or("nil");
 }
 
 TEST(HiddenNames, HaveALengthOfTheirOwn) {
@@ -187,16 +175,6 @@ TEST(HiddenNames, HaveALengthOfTheirOwn) {
   EXPECT_FALSE(QVIsFilenameHiddenExcluded(nullptr, 6, 0));
   EXPECT_FALSE(QVIsVolumeHiddenFilename(nullptr, 4));
   EXPECT_FALSE(QVIsVolumeSystemHiddenFilename(nullptr, 3, 0));
-}
-
-TEST(HiddenNames, AreNoneOfWhatNoFileCanBeCalled) {
-  const std::string cut(".Trash\0", 7);
-  for (const auto& name :
-       {std::optional<std::string>(), std::optional(std::string()), std::optional(cut)}) {
-    EXPECT_FALSE(QVFinderTools::isSystemFileNameInFolder(name, 0));
-    EXPECT_FALSE(QVFinderTools::isVolumeHiddenFilename(name));
-    EXPECT_FALSE(QVFinderTools::isVolumeSystemHiddenFilename(name, 0));
-  }
 }
 
 }  // namespace
