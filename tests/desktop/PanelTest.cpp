@@ -65,13 +65,6 @@ TEST_F(PanelTest, ADayWithADisk) {
   desktop.keepPicture("panel-browsing");
   choose("Remove this Folder");
   EXPECT_TRUE(comesTrue([&] { return !fs::exists(folder + "/letters"); }));
-
-  openWith(kRightButton);
-  walkInto("my_build", "Eject");
-  choose("Eject");
-  ASSERT_TRUE(isInState("my_build", "notCreated"));
-  EXPECT_FALSE(fs::exists(folder + "/letters"));
-  EXPECT_TRUE(fs::exists(folder + "/objects/main.o"));
 }
 
 }  // namespace

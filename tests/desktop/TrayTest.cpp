@@ -66,18 +66,6 @@ TEST_F(TrayTest, ADayWithADisk) {
   EXPECT_EQ(helper.end(), 0);
 }
 
-TEST_F(TrayTest, ThePanelComesAndGoes) {
-  addBuild();
-  Helper helper({"FromApp"});
-  desktop.startPanel();
-  openMenu();
-  closeMenu();
-  desktop.stopPanel();
-  desktop.startPanel();
-  openMenu();
-  EXPECT_TRUE(helper.isRunning());
-}
-
 TEST_F(TrayTest, WhatChangesBehindAnOpenMenu) {
   const auto folder = addBuild();
   ASSERT_EQ(run("create build"), 0);

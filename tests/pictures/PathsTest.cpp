@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 #include "menu/View.h"
 #include "tests/support/RecordingGraphics.h"
 
@@ -30,21 +28,6 @@ TEST(Paths, TheBalloonHasRoundCornersAndAnArrow) {
             "M 10,40 L 10,56 C 15,61 L 50,61 L 60,71 L 70,61 L 106,61 C 111,56 L 111,40 "
             "L 111,25 C 106,20 L 15,20 C 10,25 Z");
   EXPECT_EQ(menu::bezierPathWithRoundedRect({0, 0, 9, 9}, 0, 0, 1, 0, {2, 2}).lineWidth, 1);
-}
-
-// Quarter circles by their handles: a point half way along lies on the circle.
-TEST(Paths, ArcsStayOnTheirCircle) {
-  Path path;
-  path.appendArc({3, 4}, 10, 30, -200, true);
-  Point from = path.elements()[0].to;
-  for (std::size_t i = 1; i < path.elements().size(); ++i) {
-    const auto& curve = path.elements()[i];
-    const Point middle{(from.x + 3 * curve.control1.x + 3 * curve.control2.x + curve.to.x) / 8,
-                       (from.y + 3 * curve.control1.y + 3 * curve.control2.y + curve.to.y) / 8};
-    EXPECT_NEAR(std::hypot(middle.x - 3, middle.y - 4), 10, 0.003);
-    from = curve.to;
-  }
-  EXPECT_EQ(path.elements().size(), 4U);
 }
 
 TEST(Paths, APathGoesOnWhereAClosedOneBegan) {

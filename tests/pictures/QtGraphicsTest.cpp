@@ -149,7 +149,6 @@ TEST_F(QtGraphicsTest, FilesHaveTheThemesIconsByKind) {
   EXPECT_EQ(shown(graphics.iconForApplication("/opt/browser", "RamDisk_10.10_128")), kGreen)
       << "its own before ours";
   EXPECT_EQ(shown(graphics.iconForHFSType("ejec")), kGreen);
-  EXPECT_EQ(at(graphics.iconForFile("a.c"), 0.75).width(), 24);
 }
 
 TEST_F(QtGraphicsTest, AFolderOfOneKindCostsOneIcon) {

@@ -171,20 +171,6 @@ TEST_P(PicturesTest, TheStatusItem) {
   expectColumn("item", kItem);
 }
 
-// The pie by itself: usages that no record gives as well.
-TEST_P(PicturesTest, Pies) {
-  constexpr Size kPie{24, 24};
-  const double usages[] = {-1, 0, 0.02, 0.25, 0.5, 0.8, 0.98, 1, 3};
-  constexpr double kCount = std::size(usages);
-  const QImage picture =
-      painted(GetParam(), {kPie.width, kPie.height * kCount}, [&](platform::Canvas& canvas) {
-        double y = kPie.height * kCount;
-        for (const double usage : usages)
-          RamDiskMenuItemView::drawDiskUsage(canvas, usage, {4, (y -= kPie.height) + 4}, false);
-      });
-  expectMatches(picture, "pies-" + GetParam().name(), static_cast<int>(kCount));
-}
-
 INSTANTIATE_TEST_SUITE_P(Looks, PicturesTest,
                          testing::Values(Look{false, 1}, Look{false, 2}, Look{true, 1},
                                          Look{true, 2}),

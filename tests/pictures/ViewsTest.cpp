@@ -1,13 +1,54 @@
-// What a row draws that no reference shows; RowPicturesTest has the rest.
+// What rows and the status item draw that no reference shows; RowPicturesTest has the rest.
 
-#include "tests/pictures/ViewsTest.h"
 #include "menu/Menu.h"
+#include "menu/RamDiskMenuItemView.h"
+#include "menu/StatusItemView.h"
 #include "system/QVMacInfo.h"
+#include "tests/kinds/World.h"
+#include "tests/support/RecordingGraphics.h"
 
 namespace {
 
 using doubles::RecordingCanvas;
 using menu::RamDiskMenuItemView;
+
+// One disk named "Work", and pictures that tell their names.
+class ViewsTest : public testing::Test {
+ protected:
+  ViewsTest() {
+    world.graphics = graphics;
+    world.install(world.places);
+    graphics->name("RamDisk_10.10_128", 128);
+    for (const char* style : {"Color", "White", "Black", "Pressed"})
+      graphics->name(std::string("TarnvaleStatusItem") + style, 18);
+    disk->setName("Work");
+  }
+
+  void becomeDark() { world.defaults->strings["AppleInterfaceStyle"] = "dark"; }
+
+  void mount(std::uint64_t size, std::uint64_t free) {
+    disk->setStatus(QVRamDiskStatus_mounted);
+    disk->setVolSize(size);
+    disk->setVolFree(free);
+  }
+
+  std::shared_ptr<menu::RamDiskMenuItemView> row(QVRamDiskAction action = QVRamDiskActionNone,
+                                                 QVRamDiskActionInfo info = {}) const {
+    return std::make_shared<menu::RamDiskMenuItemView>(platform::Rect{0, 0, 260, 40}, *disk, action,
+                                                       info);
+  }
+
+  static doubles::Calls drawn(menu::View& view) {
+    doubles::RecordingCanvas canvas;
+    view.display(canvas);
+    return canvas.calls;
+  }
+
+  World world;
+  std::shared_ptr<doubles::RecordingGraphics> graphics =
+      std::make_shared<doubles::RecordingGraphics>();
+  QVRamDiskPtr disk = QVRamDisk::init();
+};
 
 TEST_F(ViewsTest, ARowIsASnapshot) {
   mount(100, 75);
@@ -94,6 +135,66 @@ TEST_F(ViewsTest, RowsSayWhatTheyShow) {
   EXPECT_EQ(row()->accessibleName(), "Work, Mounted, 0 percent full");
   EXPECT_EQ(row(QVRamDiskActionBackup, QVRamDiskActionInfo_backuping)->accessibleName(),
             "Work, Backing up…");
+}
+
+// --- The status item
+
+struct Delegate : menu::StatusItemViewDelegate {
+  void statusItemViewPressed(menu::StatusItemView& view) override {
+    pressed += view.isPressed() ? 1 : 100;
+  }
+  int pressed = 0;
+};
+
+class StatusItemTest : public ViewsTest {
+ protected:
+  StatusItemTest() {
+    view->setFrameSize({25, 22});
+    view->needsDisplay = [this] { ++displays; };
+  }
+  std::string drawnImage() { return drawn(*view).back(); }
+  static std::string image(const std::string& style) {
+    return "image TarnvaleStatusItem" + style + " [3 2 18 18] from [0 0 18 18] over 1";
+  }
+
+  std::shared_ptr<Delegate> delegate = std::make_shared<Delegate>();
+  std::shared_ptr<menu::StatusItemView> view = menu::StatusItemView::initWithDelegate(delegate);
+  int displays = 0;
+};
+
+TEST_F(StatusItemTest, TheStyleChoosesThePicture) {
+  for (const auto& [style, light, dark] : {std::tuple(0, "Color", "Color"),
+                                           {1, "Black", "White"},
+                                           {2, "Black", "White"},
+                                           {3, "Color", "Color"},
+                                           {-1, "Color", "Color"}}) {
+    world.defaults->strings.clear();
+    view->setBadgeStyle(style);
+    EXPECT_EQ(drawnImage(), image(light)) << style;
+    becomeDark();
+    EXPECT_EQ(drawnImage(), image(dark)) << style << ": seen at the next drawing";
+  }
+  EXPECT_EQ(displays, 5);
+}
+
+TEST_F(StatusItemTest, BothButtonsPressItAndTellTheDelegate) {
+  view->mouseDown();
+  EXPECT_TRUE(view->isPressed());
+  EXPECT_EQ(delegate->pressed, 1);
+  view->setIsPressed(false);
+  view->rightMouseDown();
+  EXPECT_TRUE(view->isPressed());
+  EXPECT_EQ(delegate->pressed, 2);
+  delegate.reset();
+  view->mouseDown();
+}
+
+TEST_F(StatusItemTest, WithoutPicturesNothingIsDrawn) {
+  graphics->named.clear();
+  EXPECT_TRUE(drawn(*view).empty());
+  world.bundle->texts = {};
+  view->setIsWarn(true);
+  EXPECT_TRUE(view->accessibleName().ends_with(", A RAM disk is nearly full"));
 }
 
 }  // namespace

@@ -17,7 +17,6 @@ constexpr char kWrongSize[] = "Please, specify a correct size of RamDisk";
 
 TEST_F(WindowTest, ChecksWhatIsTypedAndSavesWhatIsRight) {
   scratch.directory("home/desk/cache");
-  const std::string file = scratch.file("home/desk/file");
   open();
   EXPECT_TRUE(find<QLabel>("emptyTitle").isVisible());
   click("add");
@@ -30,16 +29,11 @@ TEST_F(WindowTest, ChecksWhatIsTypedAndSavesWhatIsRight) {
   };
   const Case cases[] = {
       {"name", "", "Please, specify a name of RamDisk"},
-      {"name", " \t", "Please, specify a name of RamDisk"},
       {"name", "a/b", "The name contains invalid character."},
       {"name", "cache", ""},
-      {"size", "127.999999", kWrongSize},
       {"size", "many", kWrongSize},
-      {"size", "128001", kWrongSize},
       {"size", "256", ""},
       {"directory", work + "/none", "The mount directory does not exist."},
-      {"directory", file, "The mount directory is not a directory."},
-      {"directory", "/usr", "The mount directory can not be a system directory."},
       {"directory", "~/desk", ""},
   };
   find<QComboBox>("sizeUnit").setCurrentText("MB");
@@ -47,11 +41,8 @@ TEST_F(WindowTest, ChecksWhatIsTypedAndSavesWhatIsRight) {
   type("size", "500");
   for (const auto& [field, typed, problem] : cases) {
     type(field, typed);
-    if (!problem.empty()) {
-      EXPECT_EQ(problemAt(field), problem) << field << " " << typed;
-    }
+    EXPECT_EQ(problemAt(field), problem) << field << " " << typed;
     EXPECT_EQ(isEnabled("apply"), problem.empty()) << field << " " << typed;
-    EXPECT_TRUE(isEnabled("revert"));
   }
   EXPECT_EQ(saved().ramDisks.at(0)->name(), "RamDisk") << "nothing is saved before Apply";
   choose("backup", find<QComboBox>("backup").findData(qlonglong(QVRamDiskBackupMode_Base)));
@@ -84,13 +75,10 @@ TEST_F(WindowTest, SaysWhatSpeaksAgainstBackupsCommandsAndSharedPlaces) {
   EXPECT_EQ(problemAt("directory"), "The RamDisk one has its place at " + work + "/one already.");
   click("revert");
   EXPECT_EQ(find<QLineEdit>("name").text(), "two");
+  EXPECT_FALSE(isEnabled("revert"));
   choose("backup", 3);
-  EXPECT_EQ(problemAt("backupDirectory"), "The backup directory is not specified.");
-  type("backupDirectory", work + "/two/inside");
+  type("backupDirectory", work + "/none");
   EXPECT_EQ(problemAt("backupDirectory"), "The backup directory does not exist.");
-  scratch.directory("home/desk/two/inside");
-  type("backupDirectory", work + "/two/inside/");
-  EXPECT_EQ(problemAt("backupDirectory"), "The backup directory lies on the RamDisk itself.");
   type("directory", "");
   choose("backup", 1);
   EXPECT_EQ(problemAt("backup"), "There is no mount directory to write the contents back to.");
@@ -107,12 +95,18 @@ TEST_F(WindowTest, ReordersAndRemovesWhatWasConfirmed) {
   const std::string backup = kept->backupDirPath().value();
   fs::create_directories(backup + "/contents");
   open();
-  const std::unique_ptr<QMimeData> row(rows().mimeData({rows().index(2)}));
-  rows().dropMimeData(row.get(), Qt::MoveAction, 0, 0, {});
-  turn();
-  EXPECT_EQ(names(), (std::vector<std::string>{"kept", "one", "two"}));
+  const std::unique_ptr<QMimeData> dragged(rows().mimeData({rows().index(2)}));
+  const auto drop = [&](int row, const QModelIndex& on) {
+    rows().dropMimeData(dragged.get(), Qt::MoveAction, row, 0, on);
+    turn();
+    return names();
+  };
+  using Names = std::vector<std::string>;
+  EXPECT_EQ(drop(0, {}), (Names{"kept", "one", "two"}));
   EXPECT_EQ(saved().ramDisks.at(0)->name(), "kept");
-  select(0);
+  EXPECT_EQ(drop(-1, {}), (Names{"one", "two", "kept"})) << "below the last row";
+  EXPECT_EQ(drop(-1, rows().index(1)), (Names{"one", "kept", "two"})) << "on a row";
+  select(1);
   click("remove");
   EXPECT_EQ(find<QMessageBox>("confirmRemoval").informativeText().toStdString(),
             "Its settings are forgotten.\nThe backup of its contents is deleted: " + backup);
@@ -122,7 +116,7 @@ TEST_F(WindowTest, ReordersAndRemovesWhatWasConfirmed) {
   turn();
   click("remove");
   click("confirm");
-  EXPECT_EQ(names(), (std::vector<std::string>{"one", "two"}));
+  EXPECT_EQ(names(), (Names{"one", "two"}));
   EXPECT_EQ(saved().ramDisks.size(), 2U);
   EXPECT_FALSE(fs::exists(backup));
 }
@@ -315,34 +309,18 @@ TEST_F(WindowTest, ARegistryThatCannotBeReadIsLeftAlone) {
   EXPECT_EQ(saved().ramDisks.size(), 1U);
 }
 
-// Every field says its name to a screen reader, and no two of one page have the same letter.
-TEST_F(WindowTest, CanBeUsedWithoutAMouse) {
+// Every field says its name to a screen reader.
+TEST_F(WindowTest, CanBeUsedWithoutSeeingIt) {
   save({diskOver("one", QVRamDiskBackupMode_None)});
   open();
-  auto& tabs = find<QTabWidget>("tabs");
-  for (int page = 0; page < tabs.count(); ++page) {
-    std::set<QChar> letters;
-    const auto take = [&](const QString& text, const QString& name) {
-      const auto at = text.indexOf('&');
-      if (at < 0) return;
-      EXPECT_TRUE(letters.insert(text.at(at + 1).toLower()).second) << name.toStdString();
-    };
-    std::set<QWidget*> labelled;
-    for (auto* label : tabs.widget(page)->findChildren<QLabel*>()) {
-      if (!label->buddy()) continue;
-      labelled.insert(label->buddy());
-      take(label->text(), label->text());
-    }
-    for (auto* button : tabs.widget(page)->findChildren<QAbstractButton*>())
-      take(button->text(), button->objectName());
-    EXPECT_GE(letters.size(), 4U);
-    for (auto* box : tabs.widget(page)->findChildren<QComboBox*>())
-      EXPECT_TRUE(labelled.contains(box) || !box->accessibleName().isEmpty())
-          << box->objectName().toStdString();
-    for (auto* edit : tabs.widget(page)->findChildren<QLineEdit*>())
-      EXPECT_TRUE(labelled.contains(edit) || !edit->accessibleName().isEmpty())
-          << edit->objectName().toStdString();
-  }
+  std::set<QWidget*> labelled;
+  for (auto* label : window->findChildren<QLabel*>()) labelled.insert(label->buddy());
+  const auto expectNamed = [&](QWidget* field) {
+    EXPECT_TRUE(labelled.contains(field) || !field->accessibleName().isEmpty())
+        << field->objectName().toStdString();
+  };
+  for (auto* box : window->findChildren<QComboBox*>()) expectNamed(box);
+  for (auto* edit : window->findChildren<QLineEdit*>()) expectNamed(edit);
 }
 
 }  // namespace

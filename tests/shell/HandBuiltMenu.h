@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -84,6 +85,7 @@ class HandBuiltMenu : public menu::MenuDelegate,
     row = std::make_shared<RowView>(name, state);
     row->enclosingMenuItem = made;
     made->view = row;
+    made->toolTip = tip;
     made->submenu = menuOf("disk " + name);
     return made;
   }
@@ -112,6 +114,7 @@ class HandBuiltMenu : public menu::MenuDelegate,
   std::shared_ptr<RowView> row;  // of the disk made last
   int disks = 2;
   std::string state = ", mounted, 42 % full";
+  std::optional<std::string> tip;  // of each disk
   int entries = 10'000;
   std::vector<std::string> told;
   std::vector<std::string> clicked;

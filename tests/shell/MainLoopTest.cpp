@@ -35,8 +35,6 @@ class AlertsTest : public DeskTest {
   const platform::Alert question_{"Remove?", "It is gone then.", {"Remove", "Keep", "Cancel"}};
 };
 
-}  // namespace
-
 TEST_F(AlertsTest, SayWhichButtonWasChosenWhileTheLoopGoesOn) {
   QtMainLoop loop;
   std::size_t answer = 99;
@@ -88,3 +86,5 @@ TEST_F(AlertsTest, ComeUpOnAWindowAndTellWhenTheyEnd) {
   EXPECT_TRUE(until([&] { return answer.has_value(); }));
   EXPECT_EQ(answer, 0U);
 }
+
+}  // namespace

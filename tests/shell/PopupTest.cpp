@@ -1,7 +1,6 @@
 #include <QAccessible>
 #include <QMenu>
 #include <QToolTip>
-#include <iostream>
 
 #include "platform/qt/shell/PopupMenu.h"
 #include "tests/shell/Desk.h"
@@ -19,7 +18,7 @@ class PopupTest : public DeskTest {
   ~PopupTest() override { popup_.close(); }
 
   void open() {
-    moveTo({900, 900});
+    moveTo({1000, 760});
     popup_.popup({100, 50});
     ASSERT_TRUE(until([&] { return menu_->row && menu_->row->drawn > 0; }));
   }
@@ -48,8 +47,6 @@ class PopupTest : public DeskTest {
   std::shared_ptr<HandBuiltMenu> menu_;
   PopupMenu popup_;
 };
-
-}  // namespace
 
 TEST_F(PopupTest, FillsShowsAndClicksAsTheUserWalks) {
   open();
@@ -80,7 +77,7 @@ TEST_F(PopupTest, RunsTheActionOfARowThatHasASubmenuToo) {
 
 TEST_F(PopupTest, IsWorkedWithKeysAlone) {
   open();
-  for (const auto* key : {"Down", "Down", "Down", "Right"}) press(key);  // past what is disabled
+  press("Down Down Down Right");  // past what is disabled
   QAction* row = action(popup_, "Disk2");
   ASSERT_TRUE(until([&] { return submenuOf(row)->isVisible(); }));
   press("Left");
@@ -162,31 +159,4 @@ TEST_F(PopupTest, MakesMoreOfALongMenuAsItIsScrolled) {
   EXPECT_LT(many->actions().size(), 2000);
 }
 
-// Numbers for who runs it; far above what is wanted is a failure.
-TEST_F(PopupTest, OpensQuickly) {
-  menu_->disks = 15;
-  open();
-  popup_.close();
-  QApplication::processEvents();
-  auto before = processorMilliseconds();
-  menu_->row->drawn = 0;
-  popup_.popup({100, 50});
-  EXPECT_TRUE(until([&] { return menu_->row->drawn > 0; }));
-  const auto fifteen = processorMilliseconds() - before;
-  before = processorMilliseconds();
-  auto* many = submenuOf(action(popup_, "many"));
-  many->popup({400, 50});
-  EXPECT_TRUE(until([&] { return many->isActiveWindow() || many->isVisible(); }));
-  QApplication::processEvents();
-  const auto thousands = processorMilliseconds() - before;
-  before = processorMilliseconds();
-  QKeyEvent end(QEvent::KeyPress, Qt::Key_End, Qt::NoModifier);
-  QApplication::sendEvent(many, &end);
-  QApplication::processEvents();
-  const auto last = processorMilliseconds() - before;
-  std::cout << "15 disks " << fifteen << " ms, 10,000 entries " << thousands << " ms, to the last "
-            << last << " ms, resident " << residentMegabytes() << " MB\n";
-  many->close();
-  EXPECT_LT(fifteen, 120);
-  EXPECT_LT(thousands, 600);
-}
+}  // namespace

@@ -18,7 +18,6 @@ constexpr char kRegistry[] = "org.a11y.atspi.Registry";
 constexpr char kNode[] = "org.a11y.atspi.Accessible";
 constexpr int kDeepest = 8;
 constexpr std::uint64_t kPatience = 2'000'000;  // microseconds
-constexpr std::uint32_t kEnabledState = 8;
 constexpr std::uint32_t kShowingState = 25;
 
 struct CloseMessage {
@@ -84,7 +83,6 @@ void readStates(sd_bus* bus, ScreenReader::Thing& thing) {
       sd_bus_message_read(reply.get(), "uu", &low, &high) < 0)
     return;
   thing.isShowing = (low >> kShowingState & 1U) != 0;
-  thing.isEnabled = (low >> kEnabledState & 1U) != 0;
 }
 
 std::vector<std::pair<std::string, std::string>> childrenOf(sd_bus* bus, const std::string& to,
@@ -206,10 +204,8 @@ void ScreenReader::collect(const std::string& bus, const std::string& path, int 
     collect(child, childPath, depth + 1, into);
 }
 
-std::optional<ScreenReader::Thing> ScreenReader::find(const std::string& name,
-                                                      const std::string& role) {
+std::optional<ScreenReader::Thing> ScreenReader::find(const std::string& name) {
   for (auto& thing : things())
-    if (thing.name.find(name) != std::string::npos && (role.empty() || thing.role == role))
-      return std::move(thing);
+    if (thing.name.find(name) != std::string::npos) return std::move(thing);
   return std::nullopt;
 }

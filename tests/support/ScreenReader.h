@@ -28,7 +28,6 @@ class ScreenReader {
     int width = 0;
     int height = 0;
     bool isShowing = false;
-    bool isEnabled = false;
 
     int middleX() const { return x + width / 2; }
     int middleY() const { return y + height / 2; }
@@ -43,7 +42,7 @@ class ScreenReader {
   // program does not answer.
   std::vector<Thing> things();
   // The first that shows and whose name contains the text.
-  std::optional<Thing> find(const std::string& name, const std::string& role = {});
+  std::optional<Thing> find(const std::string& name);
 
  private:
   using Place = std::pair<std::string, std::string>;  // a connection and a path

@@ -78,6 +78,15 @@ MenuLine lineIn(const BusValue& layout) {
   return line;
 }
 
+// Of an array of numbers with names.
+std::map<int, std::vector<std::string>> namesById(const BusValue& all) {
+  std::map<int, std::vector<std::string>> byId;
+  for (const auto& each : all.parts)
+    for (const auto& name : each.parts.at(1).parts)
+      byId[std::stoi(each.parts.at(0).text)].push_back(name.text);
+  return byId;
+}
+
 BusAnswer answerTo(sd_bus* bus, sd_bus_message* request) {
   sd_bus_error error = SD_BUS_ERROR_NULL;
   sd_bus_message* reply = nullptr;
@@ -193,6 +202,7 @@ void TrayHostDouble::hear(sd_bus_message* message) {
   if (member == "LayoutUpdated")
     announcedRevision_ = static_cast<std::uint32_t>(std::stoul(values.at(0).text));
   if (member == "NewStatus") lastStatus_ = values.at(0).text;
+  if (member == "ItemsPropertiesUpdated") lost_ = namesById(values.at(1));
 }
 
 BusAnswer TrayHostDouble::ask(const std::string& path, const std::string& interface,

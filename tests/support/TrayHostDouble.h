@@ -73,6 +73,8 @@ class TrayHostDouble {
   std::uint32_t revision() { return locked(revision_); }                    // of the last layout
   std::uint32_t announcedRevision() { return locked(announcedRevision_); }  // by LayoutUpdated
   std::string lastStatus() { return locked(lastStatus_); }                  // by NewStatus
+  // The properties that the last ItemsPropertiesUpdated said an item of the menu has no more.
+  std::vector<std::string> lostBy(int id) { return locked(lost_)[id]; }
   // How often the item or its menu sent it.
   std::size_t told(const std::string& signal) { return locked(told_)[signal]; }
 
@@ -93,6 +95,7 @@ class TrayHostDouble {
   bool hasHost_ = true;
   std::vector<std::string> items_;
   std::map<std::string, std::size_t> told_;
+  std::map<int, std::vector<std::string>> lost_;
   std::uint32_t revision_ = 0;
   std::uint32_t announcedRevision_ = 0;
   std::string lastStatus_;

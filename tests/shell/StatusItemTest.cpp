@@ -1,0 +1,102 @@
+// The item in trays that come and go, and what it tells the desktop that draws its menu.
+
+#include <chrono>
+#include <future>
+
+#include "menu/StatusItemView.h"
+#include "platform/qt/shell/PopupMenu.h"
+#include "platform/qt/shell/QtStatusBar.h"
+#include "tests/shell/Desk.h"
+#include "tests/shell/HandBuiltMenu.h"
+#include "tests/support/TrayHostDouble.h"
+
+namespace {
+
+using platform::qt::MenuWindow;
+
+class StatusItemTest : public DeskTest {
+ protected:
+  StatusItemTest() {
+    item_->setMenu(menu_->root);
+    item_->setView(view_);
+  }
+  ~StatusItemTest() override {
+    item_.reset();
+    QDBusConnection::disconnectFromBus(kConnection);
+  }
+
+  // The host asks on the bus, the program answers here.
+  template <class Ask>
+  auto answered(const Ask& ask) {
+    auto answer = std::async(std::launch::async, ask);
+    EXPECT_TRUE(until(
+        [&] { return answer.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
+    return answer.get();
+  }
+  static MenuWindow* window() {
+    for (QWidget* each : QApplication::topLevelWidgets())
+      if (auto* found = dynamic_cast<MenuWindow*>(each); found && found->isVisible()) return found;
+    return nullptr;
+  }
+  static bool windowSays(const QString& text) {
+    for (const QAction* each : window()->menu().actions())
+      if (each->text().contains(text)) return true;
+    return false;
+  }
+
+  static constexpr char kConnection[] = "item";
+  PrivateBus bus_;
+  TrayHostDouble tray_{bus_.address()};
+  std::shared_ptr<HandBuiltMenu> menu_ = HandBuiltMenu::make();
+  std::shared_ptr<menu::StatusItemView> view_ = menu::StatusItemView::initWithDelegate(nullptr);
+  platform::qt::QtStatusBar bar_{
+      {QDBusConnection::connectToBus(QString::fromStdString(bus_.address()), kConnection), true,
+       std::chrono::milliseconds(100)},
+      [] {}};
+  std::shared_ptr<menu::StatusItem> item_ = bar_.statusItemWithLength(0);
+};
+
+TEST_F(StatusItemTest, WithoutATrayTheMenuIsAWindow) {
+  moveTo({1000, 760});  // not where the window comes up
+  tray_.come(false);
+  ASSERT_TRUE(until([&] { return window() && menu_->row && menu_->row->drawn > 0; }));
+  EXPECT_EQ(window()->size(), window()->menu().sizeHint()) << "the whole menu";
+  menu_->state = ", told";
+  menu_->root->setNeedsUpdate();
+  EXPECT_TRUE(until([] { return windowSays("Disk1, told"); }));
+  menu_->state = ", seen";
+  moveTo(window()->geometry().center());
+  EXPECT_TRUE(until([] { return windowSays("Disk1, seen"); })) << "when the user comes to it";
+
+  tray_.setHost(true);
+  EXPECT_TRUE(until([] { return window() == nullptr; })) << "a tray came";
+  EXPECT_EQ(tray_.registrations(), 1U);
+  tray_.leave();
+  ASSERT_TRUE(until([] { return window() != nullptr; }));
+  window()->close();
+  EXPECT_EQ(window(), nullptr);
+  tray_.come();
+  EXPECT_TRUE(until([&] { return tray_.registrations() == 1; })) << "closing it ended nothing";
+  EXPECT_EQ(services.log->count("This desktop has no tray"), 1U);
+}
+
+TEST_F(StatusItemTest, ToldToTheDesktopIsWhatAnItemHasAndHasNoMore) {
+  menu_->tip = "not to be opened";
+  tray_.come();
+  ASSERT_TRUE(until([&] { return tray_.registrations() == 1; }));
+  const auto disk = [&] { return answered([&] { return tray_.opened(0); }).find("Disk1"); };
+  const MenuLine before = disk();
+  EXPECT_EQ(before.text("accessible-desc"), "not to be opened");
+  EXPECT_EQ(answered([&] { return tray_.event(0, "closed"); }).error, "");
+  menu_->tip.reset();
+  menu_->state = ", ejected";
+  menu_->root->setNeedsUpdate();
+  ASSERT_TRUE(until([&] { return tray_.told("ItemsPropertiesUpdated") > 0; }));
+  EXPECT_EQ(tray_.lostBy(before.id), std::vector<std::string>{"accessible-desc"});
+  const MenuLine after = disk();
+  EXPECT_EQ(after.id, before.id);
+  EXPECT_EQ(after.text("accessible-desc"), "");
+  EXPECT_EQ(after.text("label"), "Disk1, ejected");
+}
+
+}  // namespace
