@@ -43,8 +43,8 @@ QVErrorPtr eraseAndMount(const std::string& deviceNode, const std::string& name,
 
 // The two tags tell the making of a missing mount path from its making anew after an eject.
 QVErrorPtr createMountPath(const std::string& path, std::string_view reason) {
-  if (const auto error = services().files->createDirectories(path))
-    return failure("Unable to mount disk", reason, *error);
+  if (const auto done = services().files->createDirectories(path); !done)
+    return failure("Unable to mount disk", reason, done.error());
   return nullptr;
 }
 
@@ -130,9 +130,9 @@ void removeMountDirectory(const std::string& path) {
   const auto names = services().files->names(path);
   if (!names) QVLogError("QVRamDiskDevice", "contents==nil error:{}", QVDescription(names.error()));
   if (names && !holdsOnlySystemFiles(*names)) return;
-  if (const auto error = services().files->remove(path))
+  if (const auto done = services().files->remove(path); !done)
     QVLogError("QVRamDiskDevice", "removeItemAtPath:error: path:{} error:{}", path,
-               QVDescription(*error));
+               QVDescription(done.error()));
 }
 
 }  // namespace

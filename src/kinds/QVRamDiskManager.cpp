@@ -32,9 +32,9 @@ std::optional<std::string> QVRamDiskManager::appSupportPath() {
   std::string path = extensions::appendingPathComponent(directories.back(), kMainAppBundleId);
   const auto& files = platform::services().files;
   if (files->kind(path) != platform::FileKind::Missing) return path;
-  if (const auto error = files->createDirectories(path)) {
+  if (const auto done = files->createDirectories(path); !done) {
     QVLogError("QVRamDiskManager", "createDirectoryAtPath==NO dirPath:{} error:{}", path,
-               QVDescription(*error));
+               QVDescription(done.error()));
     return std::nullopt;
   }
   return path;

@@ -166,12 +166,12 @@ void StatusMenuController::startAll(QVRamDiskAction action,
 
 void StatusMenuController::mi_openRamDiskApp(MenuItem&) {
   const auto path = QVRamDiskUtils::ramDiskAppPath();
-  const platform::Failure error =
+  const platform::Outcome launched =
       path ? services().workspace->launch(*path, {})
            : platform::SystemError{"POSIX", ENOENT, "the application is not installed"};
-  if (error)
+  if (!launched)
     QVLogError("StatusMenuController", "launchApplication==NO path:{} error:{}", QVText(path),
-               QVDescription(*error));
+               QVDescription(launched.error()));
 }
 
 void StatusMenuController::mi_openRamDisk(MenuItem& sender) {
@@ -250,9 +250,9 @@ void StatusMenuController::mi_cleanFolder(MenuItem& sender) {
   const auto path = sender.represented<std::string>();
   if (!isStillShown(path))
     return QVLogWarning("StatusMenuController", "{} is on no disk; nothing is done", path);
-  if (const auto error = services().files->remove(path))
+  if (const auto done = services().files->remove(path); !done)
     QVLogError("StatusMenuController", "removeItemAtPath==NO sender.representedObject:{} error:{}",
-               path, QVDescription(*error));
+               path, QVDescription(done.error()));
 }
 
 void StatusMenuController::mi_quitHelper(MenuItem&) {

@@ -43,10 +43,10 @@ class FileCopying {
   // begin with `leftOut` unless that is empty. What the destination cannot
   // hold, or the user may not set, of attributes that are not the user's own is left out silently.
   // After a failure, which names the attribute, the others are set all the same.
-  virtual Failure copyAttributes(int from, int to, std::string_view leftOut) const = 0;
+  virtual Outcome copyAttributes(int from, int to, std::string_view leftOut) const = 0;
 
   // The same for what cannot be opened: symbolic links and pipes.
-  virtual Failure copyAttributes(int fromDirectory, const char* fromName, int toDirectory,
+  virtual Outcome copyAttributes(int fromDirectory, const char* fromName, int toDirectory,
                                  const char* toName) const = 0;
 
   // Whether two open files have the same extended attributes and access lists; false as well where

@@ -36,19 +36,19 @@ class Files {
 
   // Removes the item, a directory with everything in it. Links are removed, not followed, and no
   // mount point is crossed: one found below fails the call. Stops at the first failure.
-  virtual Failure remove(const std::string& path) = 0;
+  virtual Outcome remove(const std::string& path) = 0;
 
   // Renames within one file system. Something already at `to` is a failure, never replaced.
-  virtual Failure move(const std::string& from, const std::string& to) = 0;
+  virtual Outcome move(const std::string& from, const std::string& to) = 0;
 
   // Makes the directory and those above it that are missing. An existing directory is a success.
-  virtual Failure createDirectories(const std::string& path) = 0;
+  virtual Outcome createDirectories(const std::string& path) = 0;
 
   virtual Result<std::string> contents(const std::string& path) const = 0;
 
   // Replaces the file's contents atomically and durably: written beside, flushed, renamed.
   // An existing file keeps its mode; a new one is readable by its owner only.
-  virtual Failure replaceContents(const std::string& path, std::string_view bytes) = 0;
+  virtual Outcome replaceContents(const std::string& path, std::string_view bytes) = 0;
 
   // Keeps others, in this program and in others, from holding the same file locked, until the
   // object goes or the program ends. Makes the file and leaves it. EWOULDBLOCK while somebody holds
@@ -56,10 +56,10 @@ class Files {
   virtual Result<std::shared_ptr<void>> lock(const std::string& path) = 0;
 
   // Waits until all that was written to the file system that holds the folder is on its device.
-  virtual Failure flush(const std::string& folder) = 0;
+  virtual Outcome flush(const std::string& folder) = 0;
 
   // Waits until the names in the folder are on its device.
-  virtual Failure flushNames(const std::string& folder) = 0;
+  virtual Outcome flushNames(const std::string& folder) = 0;
 };
 
 }  // namespace platform

@@ -24,8 +24,8 @@ class LoginItems {
   virtual Result<std::vector<LoginItem>> snapshot() const = 0;
 
   // Appends an entry for `path`, kept out of the user's sight where the session can hide it.
-  virtual Failure insertHiddenAtEnd(const std::string& path) = 0;
-  virtual Failure remove(const LoginItem& item) = 0;
+  virtual Outcome insertHiddenAtEnd(const std::string& path) = 0;
+  virtual Outcome remove(const LoginItem& item) = 0;
 };
 
 }  // namespace platform

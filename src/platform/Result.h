@@ -1,5 +1,12 @@
 #pragma once
-// What a call of the seam gives back: a value, or the system's reason for having none.
+// The one way in which a call says that it failed, in every room: what it gives back is false, and
+// holds why.
+//
+//   const auto moved = files.move(from, to);
+//   if (!moved) return moved.error();
+//
+// The seam's errors are the system's (SystemError); other rooms name their own. Beside this there
+// is only QVError, the record that an action's failure leaves for the user.
 
 #include <cstdint>
 #include <optional>
@@ -19,14 +26,12 @@ struct SystemError {
   bool operator==(const SystemError&) const = default;
 };
 
-// nullopt means that the call succeeded.
-using Failure = std::optional<SystemError>;
-
-template <class T>
+// A value, or the reason for having none.
+template <class T, class E = SystemError>
 class Result {
  public:
   Result(T value) : value_(std::move(value)) {}
-  Result(SystemError error) : error_(std::move(error)) {}
+  Result(E error) : error_(std::move(error)) {}
 
   explicit operator bool() const { return value_.has_value(); }
   const T& operator*() const { return *value_; }
@@ -35,12 +40,30 @@ class Result {
   T* operator->() { return &*value_; }
 
   // Empty unless the call failed.
-  const SystemError& error() const { return error_; }
+  const E& error() const { return error_; }
   const std::optional<T>& value() const { return value_; }
 
  private:
   std::optional<T> value_;
-  SystemError error_;
+  E error_;
 };
+
+// Of a call that gives no value: {} is success.
+template <class E>
+class Result<void, E> {
+ public:
+  Result() = default;
+  Result(E error) : error_(std::move(error)) {}
+
+  explicit operator bool() const { return !error_; }
+
+  // Only after a failure.
+  const E& error() const { return *error_; }
+
+ private:
+  std::optional<E> error_;
+};
+
+using Outcome = Result<void>;
 
 }  // namespace platform

@@ -68,9 +68,9 @@ class Volumes {
   // Extended attributes of the item itself: links are not followed. Names are given without the
   // prefix that a platform may ask for. An attribute whose size changed between asking and reading
   // is an error.
-  virtual Failure setAttribute(const std::string& path, const std::string& name,
+  virtual Outcome setAttribute(const std::string& path, const std::string& name,
                                const std::string& value) = 0;
-  virtual Failure removeAttribute(const std::string& path, const std::string& name) = 0;
+  virtual Outcome removeAttribute(const std::string& path, const std::string& name) = 0;
   virtual Result<std::string> attribute(const std::string& path, const std::string& name) const = 0;
 
   // Every attribute's full name, in the order the file system keeps them.

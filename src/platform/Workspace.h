@@ -31,7 +31,7 @@ class Workspace {
 
   // Starts an application, without waiting for it, bringing it to the front, or listing it among
   // the recent ones. `applicationPath` is as Applications gives it.
-  virtual Failure launch(const std::string& applicationPath,
+  virtual Outcome launch(const std::string& applicationPath,
                          const std::vector<std::string>& /*arguments*/) {
     return SystemError{"POSIX", 0, applicationPath + ": applications cannot be started here"};
   }
@@ -41,7 +41,7 @@ class Workspace {
   virtual bool openURL(const std::string& /*url*/) { return false; }
 
   // Has the file manager show its information window; waits until that has accepted.
-  virtual Failure showInformation(const std::string& path) {
+  virtual Outcome showInformation(const std::string& path) {
     return SystemError{"POSIX", 0, path + ": there is no file manager"};
   }
 

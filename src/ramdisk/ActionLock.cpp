@@ -18,7 +18,7 @@ using platform::services;
 using Lock = platform::Result<std::shared_ptr<void>>;
 
 Lock lockFor(const std::string& folder, const std::string& identifier) {
-  if (const auto error = services().files->createDirectories(folder)) return *error;
+  if (const auto done = services().files->createDirectories(folder); !done) return done.error();
   return services().files->lock(appendingPathComponent(folder, identifier));
 }
 

@@ -35,14 +35,14 @@ std::optional<std::string> Generation::whole() const {
 }
 
 // A folder is made in one step; a file that is written would leave its beginning when cut off.
-platform::Failure Generation::mark() const {
-  if (auto error = services().files->createDirectories(marker_)) return error;
+platform::Outcome Generation::mark() const {
+  if (const auto done = services().files->createDirectories(marker_); !done) return done;
   return services().files->flushNames(extensions::deletingLastPathComponent(marker_));
 }
 
-platform::Failure Generation::unmark() const {
-  if (!isMarked()) return std::nullopt;
-  if (auto error = services().files->remove(marker_)) return error;
+platform::Outcome Generation::unmark() const {
+  if (!isMarked()) return {};
+  if (const auto done = services().files->remove(marker_); !done) return done;
   return services().files->flushNames(extensions::deletingLastPathComponent(marker_));
 }
 

@@ -32,8 +32,8 @@ class Generation {
   std::optional<std::string> whole() const;
 
   // Both are on the device when they return. The folder above exists.
-  platform::Failure mark() const;
-  platform::Failure unmark() const;  // without a mark it does nothing
+  platform::Outcome mark() const;
+  platform::Outcome unmark() const;  // without a mark it does nothing
 
  private:
   std::string folder_;

@@ -50,9 +50,9 @@ bool QVRamDiskBackup::leavesAlone(const std::string& name) {
 }
 
 void QVRamDiskBackup::takeOnAttributes(const std::string& from, const std::string& to) {
-  if (const auto error = copyDirectoryAttributes(from, to, kOwnAttributePrefix))
+  if (const auto done = copyDirectoryAttributes(from, to, kOwnAttributePrefix); !done)
     QVLogWarning("QVRamDiskBackup", "the attributes of {} were not all passed on: {}", from,
-                 QVDescription(*error));
+                 QVDescription(done.error()));
 }
 
 QVErrorPtr QVRamDiskBackup::backupRamDiskAtPath(const Text& path, const Text& backupPath,

@@ -106,10 +106,10 @@ bool QVRamDiskCreation::setBaseAside() {
   if (QVRamDiskDevice::hasMountedVolumeAtPath(base) != 1 && !removeOldSavedBase(saved))
     return false;
   if (!services().files->exists(base)) return true;
-  if (const auto error = services().files->move(base, saved))
+  if (const auto done = services().files->move(base, saved); !done)
     return fail(QVLocalizedFormat("Unable to move current base (%@) before create RamDisk",
                                   {withTildeExpanded(base)}),
-                "removeItemAtPath==NO", *error);
+                "removeItemAtPath==NO", done.error());
   savedBase_ = saved;
   return true;
 }
@@ -127,11 +127,11 @@ bool QVRamDiskCreation::measureBase(const std::string& basePath) {
 
 bool QVRamDiskCreation::removeOldSavedBase(const std::string& savedBase) {
   if (!services().files->exists(savedBase)) return true;
-  const auto error = services().files->remove(savedBase);
-  if (!error) return true;
+  const auto removed = services().files->remove(savedBase);
+  if (removed) return true;
   return fail(QVLocalizedFormat("Unable to delete previous backup base (%@)",
                                 {withTildeExpanded(savedBase)}),
-              "removeItemAtPath==NO", *error);
+              "removeItemAtPath==NO", removed.error());
 }
 
 bool QVRamDiskCreation::attach() {
@@ -228,8 +228,8 @@ bool QVRamDiskCreation::bringContentsBack() {
 
 // A volume that cannot be told whole would never be saved, so it is not kept.
 bool QVRamDiskCreation::endRefill(std::optional<SaveNote> note) {
-  if (const auto error = noteRefillEnded(volume_, lacking_.paths, lacking_.unlisted))
-    return failAndDetach(QVLocalized(kUnable), "noteRefillEnded", *error);
+  if (const auto done = noteRefillEnded(volume_, lacking_.paths, lacking_.unlisted); !done)
+    return failAndDetach(QVLocalized(kUnable), "noteRefillEnded", done.error());
   if (!lacking_.empty()) {
     QVLogWarning("QVRamDisk",
                  "{} entries could not be brought into {}; they are kept and saved again",

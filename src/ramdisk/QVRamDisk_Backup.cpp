@@ -25,8 +25,8 @@ Text backupFolderIn(const Text& parent, const Text& identifier) {
 }
 
 // Removes the item if it is there; the failure otherwise.
-platform::Failure removeIfThere(const std::string& path) {
-  if (services().files->kind(path) == FileKind::Missing) return std::nullopt;
+platform::Outcome removeIfThere(const std::string& path) {
+  if (!services().files->exists(path)) return {};
   return removeItemAtPath(path);
 }
 
@@ -53,13 +53,13 @@ Text QVRamDisk::savedBasePath() const {
 void QVRamDisk::deleteBackupDirs() {
   const Text backup = backupFolderIn(QVRamDiskManager::appSupportPath(), identifier_);
   if (!backup) return;
-  if (const auto error = removeIfThere(*backup))
+  if (const auto done = removeIfThere(*backup); !done)
     QVLogError("QVRamDisk", "removeItemAtPath==NO bckPath:{} error:{}", *backup,
-               QVDescription(*error));
+               QVDescription(done.error()));
   const Generation generation(*backup);
-  if (const auto error = removeIfThere(generation.previous()))
+  if (const auto done = removeIfThere(generation.previous()); !done)
     QVLogError("QVRamDisk", "removeItemAtPath==NO prevBckPath:{} error:{}", generation.previous(),
-               QVDescription(*error));
+               QVDescription(done.error()));
   generation.unmark();
 }
 

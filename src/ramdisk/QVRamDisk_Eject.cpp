@@ -17,8 +17,8 @@ namespace {
 using platform::FileKind;
 using platform::services;
 
-platform::Failure removeMountDirectoryIfThere(const std::string& path) {
-  if (services().files->kind(path) == FileKind::Missing) return std::nullopt;
+platform::Outcome removeMountDirectoryIfThere(const std::string& path) {
+  if (!services().files->exists(path)) return {};
   return services().files->remove(path);
 }
 
@@ -109,14 +109,14 @@ void QVRamDisk::putBaseBack() {
   const std::string mountPoint = extensions::appendingPathComponent(*mountDirectory(), *name());
   if (services().files->kind(mountPoint) == FileKind::Missing) return;
   setAsideIfUsed(mountPoint);
-  if (const auto error = removeMountDirectoryIfThere(mountPoint)) {
+  if (const auto done = removeMountDirectoryIfThere(mountPoint); !done) {
     QVLogError("QVRamDisk", "removeItemAtPath==NO mountPoint:{} error:{}", mountPoint,
-               QVDescription(*error));
+               QVDescription(done.error()));
     return;
   }
-  if (const auto error = services().files->move(*base, mountPoint))
+  if (const auto done = services().files->move(*base, mountPoint); !done)
     QVLogError("QVRamDisk", "moveItemAtPath==NO mountPoint:{} error:{}", mountPoint,
-               QVDescription(*error));
+               QVDescription(done.error()));
   else
     takeIdentity(mountPoint);
 }

@@ -174,8 +174,9 @@ QVErrorPtr VolumeRecovery::finishEject() {
 QVErrorPtr performGenerationPlans(const QVRamDisk& disk, Findings& found) {
   for (const auto& plan : plansForGenerations(disk, false)) {
     found.push_back(plan.finding);
-    if (const auto error = plan.perform())
-      return QVError::errorWithMessage(QVLocalized("Can not restore backup"), "recover", *error);
+    if (const auto done = plan.perform(); !done)
+      return QVError::errorWithMessage(QVLocalized("Can not restore backup"), "recover",
+                                       done.error());
   }
   return nullptr;
 }

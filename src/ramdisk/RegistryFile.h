@@ -66,7 +66,7 @@ class RegistryFile {
   std::optional<RegistryContents> contentsOf(const std::optional<Dictionary>& dictionary);
   std::optional<std::vector<QVRamDiskPtr>> unarchived(const Dictionary& dictionary);
   std::optional<RegistryFailure> put(const RegistryContents& contents, Dictionary dictionary);
-  platform::Failure keepDamagedFile();
+  platform::Outcome keepDamagedFile();
 
   std::string path_;
   bool damaged_ = false;

@@ -44,7 +44,7 @@ RegistryFailure unwritable(const std::string& path, const platform::SystemError&
 
 }  // namespace
 
-platform::Failure RegistryFile::keepDamagedFile() {
+platform::Outcome RegistryFile::keepDamagedFile() {
   const auto bytes = services().files->contents(path_);
   if (!bytes) {
     QVLogError("QVRamDiskEntries", "{} cannot be read and is left as it is: {}", path_,
@@ -54,25 +54,25 @@ platform::Failure RegistryFile::keepDamagedFile() {
   std::string copy = path_ + ".damaged";
   for (int number = 2; services().files->kind(copy) != FileKind::Missing; ++number) {
     const auto present = services().files->contents(copy);
-    if (present && *present == *bytes) return std::nullopt;
+    if (present && *present == *bytes) return {};
     copy = path_ + ".damaged-" + std::to_string(number);
   }
-  if (auto error = services().files->replaceContents(copy, *bytes)) {
-    QVLogError("QVRamDiskEntries", "the damaged registry could not be kept: {}", error->text);
-    return error;
+  if (const auto done = services().files->replaceContents(copy, *bytes); !done) {
+    QVLogError("QVRamDiskEntries", "the damaged registry could not be kept: {}", done.error().text);
+    return done;
   }
   QVLogWarning("QVRamDiskEntries", "part of {} could not be read; it is kept as {}", path_, copy);
-  return std::nullopt;
+  return {};
 }
 
 std::optional<RegistryFailure> RegistryFile::put(const RegistryContents& contents,
                                                  Dictionary dictionary) {
   if (damaged_)
-    if (const auto error = keepDamagedFile())
-      return RegistryFailure{Reason::Unwritable, path_, error->text};
+    if (const auto done = keepDamagedFile(); !done)
+      return RegistryFailure{Reason::Unwritable, path_, done.error().text};
   const auto bytes = extensions::xmlPropertyList(filled(std::move(dictionary), contents));
-  const auto error = services().files->replaceContents(path_, bytes);
-  return error ? std::optional(unwritable(path_, *error)) : std::nullopt;
+  const auto written = services().files->replaceContents(path_, bytes);
+  return written ? std::nullopt : std::optional(unwritable(path_, written.error()));
 }
 
 std::optional<RegistryFailure> RegistryFile::change(const Edit& edit,

@@ -10,8 +10,8 @@
 
 namespace {
 
-using platform::Failure;
 using platform::FileKind;
+using platform::Outcome;
 using platform::services;
 
 std::string freeRescueName(const std::string& path) {
@@ -21,21 +21,21 @@ std::string freeRescueName(const std::string& path) {
   return candidate;
 }
 
-Failure putBack(const std::string& saved, const std::string& place) {
+Outcome putBack(const std::string& saved, const std::string& place) {
   if (services().files->exists(place))
-    if (auto error = services().files->remove(place)) {
+    if (const auto done = services().files->remove(place); !done) {
       QVLogError("QVRamDisk", "removeItemAtPath==NO mountPoint:{} error:{}", place,
-                 QVDescription(*error));
-      return error;
+                 QVDescription(done.error()));
+      return done;
     }
-  if (auto error = services().files->move(saved, place)) {
+  if (const auto done = services().files->move(saved, place); !done) {
     QVLogError("QVRamDisk", "moveItemAtPath==NO mountPoint:{} error:{}", place,
-               QVDescription(*error));
-    return error;
+               QVDescription(done.error()));
+    return done;
   }
   takeIdentity(place);
   QVLogWarning("QVRamDisk", "{} was still set aside as {} and is back", place, saved);
-  return std::nullopt;
+  return {};
 }
 
 PlannedRecovery planPutBack(const std::string& saved, const std::string& place) {
@@ -54,9 +54,9 @@ PlannedRecovery planKeepRescued(const std::string& path, const std::string& why)
 // took over: that must not be one file with the generation that goes on living.
 PlannedRecovery planKeepPart(const Generation& generation) {
   auto plan = planKeepRescued(generation.folder(), "was being saved when that was cut off");
-  plan.perform = [generation]() -> Failure {
+  plan.perform = [generation]() -> Outcome {
     removeShared(generation.folder(), generation.previous());
-    return holdsUserFiles(generation.folder()) ? keepRescued(generation.folder()) : std::nullopt;
+    return holdsUserFiles(generation.folder()) ? keepRescued(generation.folder()) : Outcome();
   };
   return plan;
 }
@@ -68,7 +68,8 @@ void planForUnfinished(const Generation& generation, std::vector<PlannedRecovery
                    fmt::format("the save into {} was cut off; its mark goes", folder)},
                   [generation] {
                     if (generation.exists())
-                      if (auto error = removeItemAtPath(generation.folder())) return error;
+                      if (const auto done = removeItemAtPath(generation.folder()); !done)
+                        return done;
                     return generation.unmark();
                   }});
 }
@@ -107,15 +108,15 @@ bool holdsUserFiles(const std::string& directory) {
   });
 }
 
-Failure keepRescued(const std::string& path) {
+Outcome keepRescued(const std::string& path) {
   const std::string rescued = freeRescueName(path);
-  if (auto error = services().files->move(path, rescued)) {
+  if (const auto done = services().files->move(path, rescued); !done) {
     QVLogError("QVRamDisk", "{} holds files and could not be moved to {}: {}", path, rescued,
-               QVDescription(*error));
-    return error;
+               QVDescription(done.error()));
+    return done;
   }
   QVLogWarning("QVRamDisk", "{} holds files of yours; they are kept as {}", path, rescued);
-  return std::nullopt;
+  return {};
 }
 
 void setAsideIfUsed(const std::string& directory) {

@@ -15,7 +15,7 @@
 bool holdsUserFiles(const std::string& directory);
 
 // Moves it to a free name beside it, with a warning: "NAME rescued", then with a number.
-platform::Failure keepRescued(const std::string& path);
+platform::Outcome keepRescued(const std::string& path);
 
 // Moves a directory that holds user files, and is no mount point, out of the way.
 void setAsideIfUsed(const std::string& directory);
@@ -23,7 +23,7 @@ void setAsideIfUsed(const std::string& directory);
 // A finding with what puts it right.
 struct PlannedRecovery {
   RecoveryFinding finding;
-  std::function<platform::Failure()> perform;
+  std::function<platform::Outcome()> perform;
 };
 
 // What to do about a generation while no volume stands for it. `place`: the directory whose

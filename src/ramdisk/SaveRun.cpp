@@ -52,9 +52,10 @@ QVErrorPtr SaveRun::run() {
 QVErrorPtr SaveRun::dropUnfinished() {
   if (!generation_.isMarked()) return nullptr;
   if (generation_.exists())
-    if (const auto error = removeItemAtPath(generation_.folder()))
-      return failure("removeItemAtPath:", *error);
-  if (const auto error = generation_.unmark()) return failure("removeItemAtPath:", *error);
+    if (const auto done = removeItemAtPath(generation_.folder()); !done)
+      return failure("removeItemAtPath:", done.error());
+  if (const auto done = generation_.unmark(); !done)
+    return failure("removeItemAtPath:", done.error());
   return nullptr;
 }
 
@@ -85,10 +86,10 @@ QVErrorPtr SaveRun::checkRoom() const {
 QVErrorPtr SaveRun::setFormerAside() {
   if (!generation_.exists()) return nullptr;
   if (generation_.hasPrevious())
-    if (const auto error = removeItemAtPath(generation_.previous()))
-      return failure("removeItemAtPath:", *error);
-  if (const auto error = services().files->move(generation_.folder(), generation_.previous()))
-    return failure("moveItemAtPath:", *error);
+    if (const auto done = removeItemAtPath(generation_.previous()); !done)
+      return failure("removeItemAtPath:", done.error());
+  if (const auto done = services().files->move(generation_.folder(), generation_.previous()); !done)
+    return failure("moveItemAtPath:", done.error());
   setAside_ = true;
   return nullptr;
 }
@@ -97,10 +98,10 @@ QVErrorPtr SaveRun::setFormerAside() {
 QVErrorPtr SaveRun::beginGeneration() {
   auto& files = *services().files;
   const std::string above = extensions::deletingLastPathComponent(generation_.folder());
-  auto error = files.createDirectories(above);
-  if (!error) error = generation_.mark();
-  if (!error) error = files.createDirectories(generation_.folder());
-  if (error) return failure("createDirectoryAtPath:", *error);
+  auto begun = files.createDirectories(above);
+  if (begun) begun = generation_.mark();
+  if (begun) begun = files.createDirectories(generation_.folder());
+  if (!begun) return failure("createDirectoryAtPath:", begun.error());
   std::error_code refused;  // shows when the first item is made
   std::filesystem::permissions(generation_.folder(), std::filesystem::perms::owner_all, refused);
   return nullptr;
@@ -154,13 +155,13 @@ void SaveRun::logFailures(const CopyOutcome& outcome) const {
 }
 
 QVErrorPtr SaveRun::giveUpFull(const CopyOutcome& outcome) {
-  auto error = removeItemAtPath(generation_.folder());
-  if (!error && setAside_)
-    error = services().files->move(generation_.previous(), generation_.folder());
-  if (!error) error = generation_.unmark();
-  if (error)
+  auto undone = removeItemAtPath(generation_.folder());
+  if (undone && setAside_)
+    undone = services().files->move(generation_.previous(), generation_.folder());
+  if (undone) undone = generation_.unmark();
+  if (!undone)
     QVLogWarning("QVRamDiskBackup", "what was begun at {} stays marked: {}", generation_.folder(),
-                 QVDescription(*error));
+                 QVDescription(undone.error()));
   return failure("volFree", outcome.firstError.value_or(
                                 platform::SystemError{"POSIX", ENOSPC, generation_.folder()}));
 }
@@ -168,9 +169,9 @@ QVErrorPtr SaveRun::giveUpFull(const CopyOutcome& outcome) {
 QVErrorPtr SaveRun::complete(bool whole) {
   QVRamDiskBackup::takeOnAttributes(volume_, generation_.folder());
   const auto identity = whole ? giveNewIdentity(generation_.folder()) : std::nullopt;
-  auto error = services().files->flush(generation_.folder());
-  if (!error) error = generation_.unmark();
-  if (error) return failure("flush", *error);
+  auto kept = services().files->flush(generation_.folder());
+  if (kept) kept = generation_.unmark();
+  if (!kept) return failure("flush", kept.error());
   if (!whole) return nullptr;
   if (note_ && identity) {
     note_->generation = *identity;
@@ -182,7 +183,7 @@ QVErrorPtr SaveRun::complete(bool whole) {
 
 void SaveRun::dropFormer() {
   if (!generation_.hasPrevious()) return;
-  if (const auto error = removeItemAtPath(generation_.previous()))
+  if (const auto done = removeItemAtPath(generation_.previous()); !done)
     QVLogError("QVRamDiskBackup", "removeItemAtPath==NO backupPathOld:{} error:{}",
-               generation_.previous(), QVDescription(*error));
+               generation_.previous(), QVDescription(done.error()));
 }

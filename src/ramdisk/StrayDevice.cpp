@@ -48,8 +48,8 @@ void noteAttachedDevice(const Text& identifier, const std::string& node) {
 void forgetAttachedDevice(const Text& identifier) {
   const Text path = fileOf(identifier, kNoteExtension);
   if (!path || services().files->kind(*path) == platform::FileKind::Missing) return;
-  if (const auto error = services().files->remove(*path))
-    QVLogWarning("StrayDevice", "the note of a device stays: {}", QVDescription(*error));
+  if (const auto done = services().files->remove(*path); !done)
+    QVLogWarning("StrayDevice", "the note of a device stays: {}", QVDescription(done.error()));
 }
 
 StrayDevice::StrayDevice(const Text& identifier)

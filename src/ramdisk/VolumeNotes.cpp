@@ -85,18 +85,18 @@ bool isRefillUnderWay(const std::string& volume) {
   return refillNote(volume).state == RefillNote::State::UnderWay;
 }
 
-platform::Failure noteRefillBegun(const std::string& volume) {
+platform::Outcome noteRefillBegun(const std::string& volume) {
   return services().volumes->setAttribute(volume, kRamDiskRefillAttributeName,
                                           kRamDiskRefillUnderWay);
 }
 
-platform::Failure noteRefillEnded(const std::string& volume,
+platform::Outcome noteRefillEnded(const std::string& volume,
                                   const std::vector<std::string>& lacking, bool unlisted) {
   auto& volumes = *services().volumes;
   if (lacking.empty() && !unlisted)
     return volumes.removeAttribute(volume, kRamDiskRefillAttributeName);
-  if (!unlisted && !volumes.setAttribute(volume, kRamDiskRefillAttributeName, lackingText(lacking)))
-    return std::nullopt;
+  if (!unlisted && volumes.setAttribute(volume, kRamDiskRefillAttributeName, lackingText(lacking)))
+    return {};
   return volumes.setAttribute(volume, kRamDiskRefillAttributeName, kLacksUnlisted);
 }
 
@@ -111,7 +111,7 @@ std::optional<SaveNote> saveNote(const std::string& volume) {
 std::optional<SaveNote> noteSaveBegun(const std::string& volume) {
   SaveNote note;
   note.clockLead = clockLead();
-  if (services().volumes->setAttribute(volume, kSavedAttribute, kSaving)) return std::nullopt;
+  if (!services().volumes->setAttribute(volume, kSavedAttribute, kSaving)) return std::nullopt;
   const auto now = changeTime(volume);
   if (!now) return std::nullopt;
   note.began = *now;
@@ -119,7 +119,8 @@ std::optional<SaveNote> noteSaveBegun(const std::string& volume) {
 }
 
 void noteSaveEnded(const std::string& volume, const SaveNote& note) {
-  const auto error = services().volumes->setAttribute(volume, kSavedAttribute, written(note));
-  if (error)
-    QVLogWarning("QVRamDiskBackup", "the next save copies everything: {}", QVDescription(*error));
+  const auto noted = services().volumes->setAttribute(volume, kSavedAttribute, written(note));
+  if (!noted)
+    QVLogWarning("QVRamDiskBackup", "the next save copies everything: {}",
+                 QVDescription(noted.error()));
 }

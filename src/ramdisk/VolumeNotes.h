@@ -29,9 +29,9 @@ struct RefillNote {
 RefillNote refillNote(const std::string& volume);
 bool isRefillUnderWay(const std::string& volume);
 
-platform::Failure noteRefillBegun(const std::string& volume);
+platform::Outcome noteRefillBegun(const std::string& volume);
 // Nothing lacking takes the note away. A list that the volume cannot hold becomes LacksUnlisted.
-platform::Failure noteRefillEnded(const std::string& volume,
+platform::Outcome noteRefillEnded(const std::string& volume,
                                   const std::vector<std::string>& lacking, bool unlisted);
 
 // The last completed save or refill, in the attribute "com.tarnvale.RamDiskSaved": the generation

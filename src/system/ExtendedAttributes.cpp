@@ -23,9 +23,9 @@ bool QVSetExtendedAttribute(const std::optional<std::string>& value,
                             const std::optional<std::string>& path) {
   if (!name || !path) return false;
   auto& volumes = *platform::services().volumes;
-  const auto failure =
+  const auto changed =
       value ? volumes.setAttribute(*path, *name, *value) : volumes.removeAttribute(*path, *name);
-  return !failure;
+  return static_cast<bool>(changed);
 }
 
 bool QVGetExtentedAttribute(std::string* value, const std::optional<std::string>& name,

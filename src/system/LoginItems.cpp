@@ -38,8 +38,8 @@ std::optional<std::vector<LoginItem>> itemsFor(const QVSharedLoginItems::Path& a
 }
 
 void remove(const LoginItem& item) {
-  if (const auto error = services().loginItems->remove(item))
-    QVLogError("QVSharedLoginItems", "LSSharedFileListItemRemove:{} urlRef:{}", error->code,
+  if (const auto done = services().loginItems->remove(item); !done)
+    QVLogError("QVSharedLoginItems", "LSSharedFileListItemRemove:{} urlRef:{}", done.error().code,
                QVText(item.path));
 }
 
@@ -67,7 +67,7 @@ bool QVSharedLoginItems::addLoginItem(const Path& application) {
     if (found == Relation::Leftover) remove(item);
     isPresent = isPresent || found == Relation::Own;
   }
-  return isPresent || !services().loginItems->insertHiddenAtEnd(*application);
+  return isPresent || services().loginItems->insertHiddenAtEnd(*application);
 }
 
 bool QVSharedLoginItems::removeLoginItem(const Path& application) {

@@ -87,9 +87,9 @@ bool QVFinderTools::isVolumeSystemHiddenFilename(const Text& name, std::int64_t 
 bool QVFinderTools::displayFinderGetInfoOfPath(const Text& path) {
   const auto& services = platform::services();
   if (!path || services.files->kind(*path) == platform::FileKind::Missing) return false;
-  const auto error = services.workspace->showInformation(*path);
-  if (!error) return true;
-  QVLogError("QVFinderTools", "aed==nil errorInfo:{}", QVDescription(*error));
+  const auto shown = services.workspace->showInformation(*path);
+  if (shown) return true;
+  QVLogError("QVFinderTools", "aed==nil errorInfo:{}", QVDescription(shown.error()));
   return false;
 }
 

@@ -44,8 +44,8 @@ class QVFunctions {
   static std::optional<std::vector<std::string>> linesFromString(
       const std::optional<std::string>& text);
   // Text in UTF-8, in UTF-16 with a byte-order mark, or in Latin-1.
-  static std::optional<std::vector<std::string>> linesFromFilePath(const std::string& path,
-                                                                   platform::Failure* error);
+  static std::optional<std::vector<std::string>> linesFromFilePath(
+      const std::string& path, std::optional<platform::SystemError>* error);
   // Counts by the wider rule of lines, so it can exceed the number that linesFromString gives.
   static std::uint64_t linesCountOfString(std::string_view text);
 
@@ -53,7 +53,7 @@ class QVFunctions {
 
   struct ItemFailure {
     std::string path;
-    platform::Failure error;
+    platform::SystemError error;
   };
 
   static bool isLegalFilename(const std::optional<std::string>& name);

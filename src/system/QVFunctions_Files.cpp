@@ -30,7 +30,7 @@ std::string replaced(std::string text, std::string_view what, std::string_view w
 }
 
 bool createDirectory(const std::string& path) {
-  if (!platform::services().files->createDirectories(path)) return true;
+  if (platform::services().files->createDirectories(path)) return true;
   QVLogError("QVFunctions", "createDirectoryAtPath==NO dirPath:{}", path);
   return false;
 }
@@ -38,11 +38,12 @@ bool createDirectory(const std::string& path) {
 // Makes way for a directory.
 bool removeOther(const std::string& path) {
   QVLogError("QVFunctions", "isDir==NO dirPath:{}", path);
-  const auto failure = platform::services().files->remove(path);
-  if (failure) {
-    QVLogError("QVFunctions", "removeItemAtPath==NO dirPath:{} error:{}", path, failure->text);
+  const auto removed = platform::services().files->remove(path);
+  if (!removed) {
+    QVLogError("QVFunctions", "removeItemAtPath==NO dirPath:{} error:{}", path,
+               removed.error().text);
   }
-  return !failure;
+  return static_cast<bool>(removed);
 }
 
 std::optional<platform::FileTimes> timesOf(const OptionalText& path) {
@@ -97,10 +98,10 @@ bool QVFunctions::cleanDirectoryContentsAtPath(const std::string& path,
   errors.clear();
   for (const auto& name : *names) {
     const std::string item = extensions::appendingPathComponent(path, name);
-    const auto failure = files.remove(item);
-    if (!failure) continue;
-    QVLogError("QVFunctions", "removeItemAtPath==NO path:{} error:{}", item, failure->text);
-    errors.push_back({item, failure});
+    const auto removed = files.remove(item);
+    if (removed) continue;
+    QVLogError("QVFunctions", "removeItemAtPath==NO path:{} error:{}", item, removed.error().text);
+    errors.push_back({item, removed.error()});
   }
   return errors.empty();
 }

@@ -62,10 +62,10 @@ std::optional<std::vector<std::string>> QVFunctions::linesFromString(
   return linesFromString(text, 0, 0);
 }
 
-std::optional<std::vector<std::string>> QVFunctions::linesFromFilePath(const std::string& path,
-                                                                       platform::Failure* error) {
+std::optional<std::vector<std::string>> QVFunctions::linesFromFilePath(
+    const std::string& path, std::optional<platform::SystemError>* error) {
   auto contents = platform::services().files->contents(path);
-  if (error) *error = contents ? platform::Failure() : platform::Failure(contents.error());
+  if (error) *error = contents ? std::nullopt : std::optional(contents.error());
   if (!contents) return std::nullopt;
   return linesFromString(decoded(*std::move(contents)));
 }

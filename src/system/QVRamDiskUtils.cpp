@@ -77,12 +77,12 @@ void endHelpers(bool ofServices) {
 
 void launchHelper() {
   const auto helper = QVRamDiskUtils::helperURL();
-  const platform::Failure error =
+  const platform::Outcome launched =
       helper ? services().workspace->launch(*helper, {kLaunchedByApp})
              : platform::SystemError{"POSIX", ENOENT, "the helper is not installed"};
-  if (error)
+  if (!launched)
     QVLogError("QVRamDiskUtils", "launchApplicationAtURL==NO URL:{} error:{}", QVText(helper),
-               QVDescription(*error));
+               QVDescription(launched.error()));
 }
 
 }  // namespace

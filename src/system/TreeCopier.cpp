@@ -131,8 +131,8 @@ void ItemCopier::leave(const FolderPtr& folder, const Sides& sides) {
   if (fstat(from, &facts) != 0) return notLeft(*folder, errno);
   const bool owned = folder->ownsWhatIsMade && shared_.makesOwnerOf(facts);
   const ItemAttributes attributes(shared_.system, facts, owned);
-  if (const auto failure = attributes.give(from, sides[kTo].get()))
-    shared_.tally.addFailure(folder->relativePath(), *failure);
+  if (const auto given = attributes.give(from, sides[kTo].get()); !given)
+    shared_.tally.addFailure(folder->relativePath(), given.error());
 }
 
 void ItemCopier::failed(const Folder& folder, const char* verb, int code) {
@@ -304,7 +304,7 @@ platform::Result<timespec> changeTime(const std::string& path) {
 }
 
 // Narrowed first, so that nobody looks in between the old rights and the new ones.
-platform::Failure copyDirectoryAttributes(const std::string& from, const std::string& to,
+platform::Outcome copyDirectoryAttributes(const std::string& from, const std::string& to,
                                           const std::string& leftOut) {
   const auto& system = *platform::services().fileCopying;
   const Descriptor source(system.openFolder(AT_FDCWD, copier::withoutSlashes(from).c_str()));
@@ -314,8 +314,10 @@ platform::Failure copyDirectoryAttributes(const std::string& from, const std::st
   if (!destination || fchmod(destination.get(), facts.st_mode & S_IRWXU) != 0)
     return errnoError(errno, to);
   system.dropAccessLists(destination.get());
-  auto error =
+  const auto given =
       copier::ItemAttributes(system, facts, false).give(source.get(), destination.get(), leftOut);
-  if (error) error->text = to + ": " + error->text;
+  if (given) return {};
+  auto error = given.error();
+  error.text = to + ": " + error.text;
   return error;
 }

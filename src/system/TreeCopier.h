@@ -63,7 +63,7 @@ struct CopyOutcome {
   std::uint64_t takenOver = 0;       // files
   std::uint64_t sharedInodes = 0;    // of those, the same file under a second name
   bool destinationFull = false;  // no space or quota was left: what failed may be whole elsewhere
-  platform::Failure firstError;
+  std::optional<platform::SystemError> firstError;
 
   // The first failure within each failed item, by the item's name.
   std::map<std::string, platform::SystemError> failedItems;
@@ -109,5 +109,5 @@ platform::Result<timespec> changeTime(const std::string& path);
 // Gives `to` the mode, ownership, times and extended attributes of `from`, both directories.
 // Attributes whose names, without a prefix that the platform puts before them, begin with `leftOut`
 // are the directory's own affair and not given.
-platform::Failure copyDirectoryAttributes(const std::string& from, const std::string& to,
+platform::Outcome copyDirectoryAttributes(const std::string& from, const std::string& to,
                                           const std::string& leftOut = {});

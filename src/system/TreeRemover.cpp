@@ -298,7 +298,7 @@ RemovalOutcome removeItems(const std::vector<std::string>& names, const std::str
   return remover.finish();
 }
 
-platform::Failure removeItemAtPath(const std::string& path, unsigned threads) {
+platform::Outcome removeItemAtPath(const std::string& path, unsigned threads) {
   const std::string trimmed = copier::withoutSlashes(path);
   if (trimmed.empty() || trimmed == "/") return errnoError(path.empty() ? ENOENT : EBUSY, path);
   const auto slash = trimmed.rfind('/');
@@ -306,7 +306,7 @@ platform::Failure removeItemAtPath(const std::string& path, unsigned threads) {
   const std::string name = alone ? trimmed : trimmed.substr(slash + 1);
   const std::string folder = alone ? "." : trimmed.substr(0, slash + 1);
   auto outcome = removeItems({name}, folder, threads != 0 ? threads : copier::kMostThreads);
-  if (outcome.complete()) return std::nullopt;
+  if (outcome.complete()) return {};
   return std::move(outcome.failedItems.begin()->second);
 }
 

@@ -26,7 +26,7 @@ RemovalOutcome removeItems(const std::vector<std::string>& names, const std::str
 
 // The same for one item. An item that is not there is a failure. With 0 threads it takes more than
 // there are cores, as removing most often waits for the disk then.
-platform::Failure removeItemAtPath(const std::string& path, unsigned threads = 0);
+platform::Outcome removeItemAtPath(const std::string& path, unsigned threads = 0);
 
 // Removes from a folder every file that is the same one as that of its name in `other`, and folders
 // that this leaves empty, so that the two have no file in common. Gives how many files went. What

@@ -57,7 +57,7 @@ class TracedFiles : public FaultyFiles {
     if (path.ends_with("/RamDiskEntries")) trace_->write(0, "read the list");
     return FaultyFiles::contents(path);
   }
-  platform::Failure replaceContents(const std::string& path, std::string_view bytes) override {
+  platform::Outcome replaceContents(const std::string& path, std::string_view bytes) override {
     if (path.ends_with("/RamDiskEntries")) trace_->write(0, "write the list");
     return FaultyFiles::replaceContents(path, bytes);
   }

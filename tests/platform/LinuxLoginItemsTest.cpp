@@ -102,23 +102,23 @@ TEST_F(LinuxLoginItemsTest, SnapshotResolvesEachEntry) {
 }
 
 TEST_F(LinuxLoginItemsTest, InsertsAnEntryThatMenusDoNotShow) {
-  EXPECT_EQ(items.insertHiddenAtEnd(program), std::nullopt);
+  EXPECT_TRUE(items.insertHiddenAtEnd(program));
   EXPECT_EQ(readFile(file), "[Desktop Entry]\nType=Application\nName=helper\nExec=\"" + program +
                                 "\"\nTryExec=" + program + "\nNoDisplay=true\n");
   EXPECT_EQ(listed(), std::vector<std::string>{"helper " + program});
-  EXPECT_EQ(items.insertHiddenAtEnd(program), std::nullopt);
+  EXPECT_TRUE(items.insertHiddenAtEnd(program));
   EXPECT_EQ(listed().size(), 1U);
 
   fs::remove(program);
   EXPECT_EQ(listed(), std::vector<std::string>{"helper " + program + " stale"});
-  EXPECT_EQ(items.remove(only()), std::nullopt);
+  EXPECT_TRUE(items.remove(only()));
   EXPECT_FALSE(fs::exists(file));
-  EXPECT_TRUE(items.remove({"helper", file, program, false}).has_value());
+  EXPECT_FALSE(items.remove({"helper", file, program, false}));
 
   const std::string odd = session.executable("a \"b\" $c\\d%/helper", "");
-  EXPECT_EQ(items.insertHiddenAtEnd(odd), std::nullopt);
+  EXPECT_TRUE(items.insertHiddenAtEnd(odd));
   EXPECT_EQ(listed(), std::vector<std::string>{"helper " + odd});
-  EXPECT_EQ(items.remove(only()), std::nullopt);
+  EXPECT_TRUE(items.remove(only()));
   EXPECT_FALSE(fs::exists(file));
 }
 
@@ -128,7 +128,7 @@ TEST_F(LinuxLoginItemsTest, LeavesTheEntriesOfOthersAlone) {
   session.file("own/autostart/helper.desktop", text);
   session.file("own/autostart/helper-2.desktop", "no entry at all");
   fs::create_symlink("/nonexistent", session.path("own/autostart/helper-3.desktop"));
-  EXPECT_EQ(items.insertHiddenAtEnd(program), std::nullopt);
+  EXPECT_TRUE(items.insertHiddenAtEnd(program));
   EXPECT_EQ(readFile(file), text);
   EXPECT_EQ(readFile(session.path("own/autostart/helper-2.desktop")), "no entry at all");
   EXPECT_TRUE(fs::exists(session.path("own/autostart/helper-4.desktop")));
@@ -141,16 +141,16 @@ TEST_F(LinuxLoginItemsTest, KeepsWhatTheUserPutIntoAnEntry) {
       "# my notes\n[Desktop Entry]\nName[de]=Helfer\nX-Delay = 5\nExec=" + program +
       " --no-menu\n\n\n[Desktop Action x]\nExec=other\nHidden=false";
   session.file("own/autostart/helper.desktop", mine);
-  EXPECT_EQ(items.remove(only()), std::nullopt);
+  EXPECT_TRUE(items.remove(only()));
   EXPECT_TRUE(listed().empty());
-  EXPECT_EQ(items.insertHiddenAtEnd(program), std::nullopt);
+  EXPECT_TRUE(items.insertHiddenAtEnd(program));
   std::string expected = mine;
   expected.insert(expected.find("\n\n\n["), "\nTryExec=" + program + "\nNoDisplay=true");
   EXPECT_EQ(readFile(file), expected);
 
   // A copy elsewhere takes the entry over.
   const std::string moved = session.executable("moved/helper", "");
-  EXPECT_EQ(items.insertHiddenAtEnd(moved), std::nullopt);
+  EXPECT_TRUE(items.insertHiddenAtEnd(moved));
   EXPECT_EQ(listed(), std::vector<std::string>{"helper " + moved});
   EXPECT_NE(readFile(file).find("\nX-Delay = 5\n"), std::string::npos);
 }
@@ -160,14 +160,14 @@ TEST_F(LinuxLoginItemsTest, HidesFromTheUserWhatHoldsForAll) {
   entry("system/autostart/helper.desktop", "Exec=other\n");
   const std::string text = readFile(shared);
   EXPECT_EQ(listed(), std::vector<std::string>{"helper " + program});
-  EXPECT_EQ(items.remove(only()), std::nullopt);
+  EXPECT_TRUE(items.remove(only()));
   EXPECT_TRUE(listed().empty());
   EXPECT_EQ(readFile(shared), text);
   EXPECT_EQ(readFile(file), text + "Hidden=true\n");
-  EXPECT_EQ(items.insertHiddenAtEnd(program), std::nullopt);
+  EXPECT_TRUE(items.insertHiddenAtEnd(program));
   EXPECT_EQ(only().reference, file);
   // Deleting it would bring the one for all back.
-  EXPECT_EQ(items.remove(only()), std::nullopt);
+  EXPECT_TRUE(items.remove(only()));
   EXPECT_TRUE(listed().empty());
 }
 
@@ -176,10 +176,10 @@ TEST_F(LinuxLoginItemsTest, TakesALinkAwayAndNotItsTarget) {
   const std::string text = readFile(target);
   session.directory("own/autostart");
   fs::create_symlink(target, file);
-  EXPECT_EQ(items.remove(only()), std::nullopt);
+  EXPECT_TRUE(items.remove(only()));
   EXPECT_FALSE(fs::is_symlink(file));
   fs::create_symlink(target, file);
-  EXPECT_EQ(items.insertHiddenAtEnd(program), std::nullopt);
+  EXPECT_TRUE(items.insertHiddenAtEnd(program));
   EXPECT_FALSE(fs::is_symlink(file));
   EXPECT_EQ(readFile(target), text);
 }
@@ -190,16 +190,16 @@ TEST_F(LinuxLoginItemsTest, SaysWhichFolderCannotBeWritten) {
   ASSERT_EQ(mount(folder.c_str(), folder.c_str(), nullptr, MS_BIND, nullptr), 0);
   ASSERT_EQ(mount(nullptr, folder.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr), 0);
   const std::string before = readFile(file);
-  for (const Failure& failure : {items.insertHiddenAtEnd(program), items.remove(only()),
+  for (const Outcome& refused : {items.insertHiddenAtEnd(program), items.remove(only()),
                                  items.insertHiddenAtEnd(session.path("bin/new"))}) {
-    ASSERT_TRUE(failure.has_value());
-    EXPECT_EQ(failure->code, EROFS);
-    EXPECT_NE(failure->text.find(folder), std::string::npos) << failure->text;
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().code, EROFS);
+    EXPECT_NE(refused.error().text.find(folder), std::string::npos) << refused.error().text;
   }
   EXPECT_EQ(readFile(file), before);
   umount(folder.c_str());
 
   LinuxLoginItems none({"", {}, {}});
-  EXPECT_TRUE(none.insertHiddenAtEnd(program).has_value());
+  EXPECT_FALSE(none.insertHiddenAtEnd(program));
   EXPECT_TRUE(none.snapshot()->empty());
 }

@@ -19,7 +19,7 @@ using platform::FileKind;
 
 namespace {
 
-std::int64_t codeOf(const platform::Failure& failure) { return failure ? failure->code : 0; }
+std::int64_t codeOf(const platform::Outcome& done) { return done ? 0 : done.error().code; }
 
 struct stat factsOf(const std::string& path) {
   struct stat facts {};
@@ -69,7 +69,7 @@ TEST_F(PosixFilesTest, NamesThePathInItsErrors) {
   EXPECT_EQ(files.names(path).error(), expected);
   EXPECT_EQ(files.times(path).error(), expected);
   EXPECT_EQ(files.contents(path).error(), expected);
-  EXPECT_EQ(files.remove(path), expected);
+  EXPECT_EQ(files.remove(path).error(), expected);
   EXPECT_EQ(files.contents(scratch.path()).error().code, EISDIR);
 }
 
@@ -82,13 +82,13 @@ TEST_F(PosixFilesTest, MakesDirectoriesDownToTheLast) {
   scratch.file("file");
   EXPECT_EQ(codeOf(files.createDirectories(scratch.path("file"))), ENOTDIR);
   const auto below = files.createDirectories(scratch.path("file/x/y"));
-  ASSERT_TRUE(below);
-  EXPECT_EQ(below->text, scratch.path("file") + ": Not a directory");
+  ASSERT_FALSE(below);
+  EXPECT_EQ(below.error().text, scratch.path("file") + ": Not a directory");
 }
 
 // Both ways of moving keep one promise.
 class PosixMove
-    : public testing::TestWithParam<platform::Failure (*)(const std::string&, const std::string&)> {
+    : public testing::TestWithParam<platform::Outcome (*)(const std::string&, const std::string&)> {
  protected:
   Scratch scratch;
 };
@@ -102,9 +102,9 @@ TEST_P(PosixMove, NeverReplaces) {
     fs::remove(scratch.path("to/dangling"));
     fs::create_symlink("nowhere", scratch.path("to/dangling"));
     for (const std::string target : {"to/file", "to/empty", "to/dangling"}) {
-      const auto failure = GetParam()(scratch.path(source), scratch.path(target));
-      ASSERT_TRUE(failure) << source << target;
-      EXPECT_EQ(failure->text, scratch.path(target) + ": File exists");
+      const auto moved = GetParam()(scratch.path(source), scratch.path(target));
+      ASSERT_FALSE(moved) << source << target;
+      EXPECT_EQ(moved.error().text, scratch.path(target) + ": File exists");
       EXPECT_TRUE(fs::exists(scratch.path(source))) << target;
     }
     EXPECT_EQ(readFile(file), "theirs");

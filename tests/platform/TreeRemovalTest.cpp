@@ -5,7 +5,7 @@
 namespace removal {
 
 struct PosixRemover {
-  platform::Failure remove(const std::string& path) const { return platform::removeTree(path); }
+  platform::Outcome remove(const std::string& path) const { return platform::removeTree(path); }
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Posix, TreeRemovalCases, PosixRemover);

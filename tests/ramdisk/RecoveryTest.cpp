@@ -105,7 +105,7 @@ TEST_F(RecoveryTest, OfTwoGenerationsTheWholeOneGoesBack) {
     std::ofstream(base.previous() + name) << "old";
     fs::create_hard_link(base.previous() + name, base.folder() + name);
   }
-  ASSERT_EQ(base.mark(), std::nullopt);
+  ASSERT_TRUE(base.mark());
   EXPECT_EQ(recover(disk), (Steps{RecoveryStep::KeepRescued, RecoveryStep::DropUnfinished,
                                   RecoveryStep::PutBack}));
   EXPECT_EQ(inFolder("old"), "old");
@@ -134,7 +134,7 @@ TEST_F(RecoveryTest, AVolumeThatWasNotFilledIsUndoneAndNeverSaved) {
     const auto disk = mounted();
     fs::remove(folder("cache") + "/old");
     fs::remove(folder("cache") + "/new");
-    ASSERT_EQ(noteRefillBegun(folder("cache")), std::nullopt);
+    ASSERT_TRUE(noteRefillBegun(folder("cache")));
     EXPECT_EQ(reasonOf(perform(QVRamDiskActionEject, disk)), "refillUnderWay");
     EXPECT_TRUE(isMounted(folder("cache")));
     if (!labelled) QVSetExtendedAttribute(std::nullopt, kRamDiskInfoAttributeName, folder("cache"));
@@ -201,7 +201,7 @@ TEST_F(RecoveryTest, BackupFoldersKeepTheirWholeGeneration) {
   const Generation backup(disk->backupDirPath().value_or(""));
   fs::rename(backup.folder(), backup.previous());
   fs::create_directory(backup.folder());
-  ASSERT_EQ(backup.mark(), std::nullopt);
+  ASSERT_TRUE(backup.mark());
   EXPECT_EQ(recover(disk), (Steps{RecoveryStep::DropUnfinished, RecoveryStep::PutBack}));
   EXPECT_EQ(readFile(backup.folder() + "/new"), "new");
   EXPECT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);

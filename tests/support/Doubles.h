@@ -191,7 +191,7 @@ class FakeWorkspace : public platform::Workspace {
     opened.push_back(path);
     return succeeds;
   }
-  platform::Failure launch(const std::string& path,
+  platform::Outcome launch(const std::string& path,
                            const std::vector<std::string>& arguments) override {
     launched.emplace_back(path, arguments);
     if (succeeds) return {};
@@ -233,12 +233,12 @@ class FakeLoginItems : public platform::LoginItems {
     return items;
   }
   bool unreadable = false;
-  platform::Failure insertHiddenAtEnd(const std::string& path) override {
-    if (!insertion) items.push_back({path.substr(path.rfind('/') + 1), path, path, false});
+  platform::Outcome insertHiddenAtEnd(const std::string& path) override {
+    if (insertion) items.push_back({path.substr(path.rfind('/') + 1), path, path, false});
     return insertion;
   }
   // What cannot be removed by the test's word fails with -50.
-  platform::Failure remove(const platform::LoginItem& item) override {
+  platform::Outcome remove(const platform::LoginItem& item) override {
     removals.push_back(item.reference);
     if (item.reference == irremovable)
       return platform::SystemError{"OSStatus", -50, item.reference};
@@ -248,7 +248,7 @@ class FakeLoginItems : public platform::LoginItems {
   std::vector<platform::LoginItem> items;
   std::vector<std::string> removals;
   std::string irremovable = "-";
-  platform::Failure insertion;
+  platform::Outcome insertion;
 };
 
 // The test announces with announce(); `holds` counts what hold() was granted.

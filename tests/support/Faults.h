@@ -79,28 +79,28 @@ class FaultyFiles : public platform::Files {
   platform::Result<platform::FileTimes> times(const std::string& path) const override {
     return plan_->answer("times", [&] { return real_->times(path); });
   }
-  platform::Failure remove(const std::string& path) override {
+  platform::Outcome remove(const std::string& path) override {
     return plan_->answer("remove", [&] { return real_->remove(path); });
   }
-  platform::Failure move(const std::string& from, const std::string& to) override {
+  platform::Outcome move(const std::string& from, const std::string& to) override {
     return plan_->answer("move", [&] { return real_->move(from, to); });
   }
-  platform::Failure createDirectories(const std::string& path) override {
+  platform::Outcome createDirectories(const std::string& path) override {
     return plan_->answer("createDirectories", [&] { return real_->createDirectories(path); });
   }
   platform::Result<std::string> contents(const std::string& path) const override {
     return plan_->answer("contents", [&] { return real_->contents(path); });
   }
-  platform::Failure replaceContents(const std::string& path, std::string_view bytes) override {
+  platform::Outcome replaceContents(const std::string& path, std::string_view bytes) override {
     return plan_->answer("replaceContents", [&] { return real_->replaceContents(path, bytes); });
   }
   platform::Result<std::shared_ptr<void>> lock(const std::string& path) override {
     return plan_->answer("lock", [&] { return real_->lock(path); });
   }
-  platform::Failure flush(const std::string& folder) override {
+  platform::Outcome flush(const std::string& folder) override {
     return plan_->answer("flush", [&] { return real_->flush(folder); });
   }
-  platform::Failure flushNames(const std::string& folder) override {
+  platform::Outcome flushNames(const std::string& folder) override {
     return plan_->answer("flushNames", [&] { return real_->flushNames(folder); });
   }
 
@@ -139,11 +139,11 @@ class FaultyVolumes : public platform::Volumes {
   std::optional<std::string> volumeIdentifier(std::int32_t number) const override {
     return real_->volumeIdentifier(number);
   }
-  platform::Failure setAttribute(const std::string& path, const std::string& name,
+  platform::Outcome setAttribute(const std::string& path, const std::string& name,
                                  const std::string& value) override {
     return plan_->answer("setAttribute", [&] { return real_->setAttribute(path, name, value); });
   }
-  platform::Failure removeAttribute(const std::string& path, const std::string& name) override {
+  platform::Outcome removeAttribute(const std::string& path, const std::string& name) override {
     return real_->removeAttribute(path, name);
   }
   platform::Result<std::string> attribute(const std::string& path,

@@ -25,7 +25,7 @@ namespace removal {
 
 namespace fs = std::filesystem;
 
-inline std::int64_t codeOf(const platform::Failure& failure) { return failure ? failure->code : 0; }
+inline std::int64_t codeOf(const platform::Outcome& done) { return done ? 0 : done.error().code; }
 
 // Unmounted before the scratch folder around it is removed.
 class Mounted {
@@ -47,7 +47,7 @@ inline std::size_t openDescriptors() {
 template <class Remover>
 class TreeRemovalCases : public testing::Test {
  protected:
-  platform::Failure removeTree(const std::string& path) { return remover.remove(path); }
+  platform::Outcome removeTree(const std::string& path) { return remover.remove(path); }
 
   Remover remover;
   const Scratch place;
@@ -110,10 +110,10 @@ TYPED_TEST_P(TreeRemovalCases, StopsAtMountPoints) {
     const Mounted mounted(point);
     std::ofstream(point + "/inside") << "kept";
     for (const std::string& asked : {scratch.path("tree"), point}) {
-      const auto failure = this->removeTree(asked);
-      ASSERT_TRUE(failure) << each.from;
-      EXPECT_EQ(failure->code, EBUSY);
-      EXPECT_EQ(failure->text, point + ": Device or resource busy");
+      const auto removed = this->removeTree(asked);
+      ASSERT_FALSE(removed) << each.from;
+      EXPECT_EQ(removed.error().code, EBUSY);
+      EXPECT_EQ(removed.error().text, point + ": Device or resource busy");
       EXPECT_EQ(readFile(point + "/inside"), "kept");
     }
   }

@@ -111,7 +111,7 @@ class Interloper : public platform::PosixFileCopying {
   std::function<void(const std::string& name)> beforeOpening = [](const auto&) {};
   std::function<void()> beforeContents = [] {};
   double share = 1;  // of a stretch that the kernel copies
-  platform::Failure attributesFail;
+  platform::Outcome attributes;
 
   int openFile(int directory, const char* name) const override {
     beforeOpening(name);
@@ -127,10 +127,9 @@ class Interloper : public platform::PosixFileCopying {
     const auto part = static_cast<std::uint64_t>(static_cast<double>(length) * share);
     return part == 0 ? 0 : PosixFileCopying::copyContents(source, target, offset, part);
   }
-  platform::Failure copyAttributes(int source, int target,
+  platform::Outcome copyAttributes(int source, int target,
                                    std::string_view leftOut) const override {
-    return attributesFail ? attributesFail
-                          : PosixFileCopying::copyAttributes(source, target, leftOut);
+    return attributes ? PosixFileCopying::copyAttributes(source, target, leftOut) : attributes;
   }
 };
 
@@ -212,7 +211,7 @@ TEST_F(InterloperTest, CopiesAFileThatIsBeingWritten) {
 }
 
 TEST_F(InterloperTest, CountsAttributesThatCannotBeKept) {
-  interloper->attributesFail = platform::SystemError{"POSIX", ENOSPC, "user.large: no space"};
+  interloper->attributes = platform::SystemError{"POSIX", ENOSPC, "user.large: no space"};
   file("item", "text");
   const auto outcome = copy();
   EXPECT_EQ(outcome.failedEntries, 2U);

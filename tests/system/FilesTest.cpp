@@ -113,7 +113,7 @@ TEST_F(FilesTest, EmptiesADirectoryAndGoesOnAfterAFailure) {
   umount(busy.c_str());
   ASSERT_EQ(errors.size(), 1U);
   EXPECT_EQ(errors[0].path, busy);
-  EXPECT_EQ(errors[0].error->code, EBUSY);
+  EXPECT_EQ(errors[0].error.code, EBUSY);
   EXPECT_EQ(log->count("removeItemAtPath==NO path:" + busy + " error:"), 1U);
   EXPECT_EQ(std::distance(fs::directory_iterator(scratch.path("full")), {}), 1);
 

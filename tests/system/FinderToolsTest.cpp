@@ -15,13 +15,13 @@ namespace fs = std::filesystem;
 // The real desktop port, with labels and a file manager that the test dictates.
 class Desktop : public platform::LinuxWorkspace {
  public:
-  platform::Failure showInformation(const std::string& path) override {
+  platform::Outcome showInformation(const std::string& path) override {
     shown.push_back(path);
     return answer;
   }
 
   std::vector<std::string> shown;
-  platform::Failure answer;
+  platform::Outcome answer;
 };
 
 class FinderToolsTest : public SystemTest {

@@ -21,7 +21,7 @@ struct RemoverServices : ScratchFirst, DoubleServices {
 
 template <unsigned threads>
 struct EngineRemover : RemoverServices {
-  platform::Failure remove(const std::string& path) const {
+  platform::Outcome remove(const std::string& path) const {
     return removeItemAtPath(path, threads);
   }
 };

@@ -141,11 +141,11 @@ TEST_F(TextsTest, ReadsLinesWhateverTheirEncoding) {
   for (const auto& bytes :
        {" gr\xC3\xBCn \n\nz"s, "\xEF\xBB\xBF gr\xC3\xBCn \r\n\r\nz\n"s, " gr\xFCn \n\nz"s,
         "\xFF\xFE \0g\0r\0\xFC\0n\0 \0\n\0\n\0z\0"s, "\xFE\xFF\0 \0g\0r\0\xFC\0n\0 \0\n\0\n\0z"s}) {
-    platform::Failure error = platform::SystemError{};
+    std::optional<platform::SystemError> error = platform::SystemError{};
     EXPECT_EQ(QVFunctions::linesFromFilePath(scratch.file("text", bytes), &error), expected);
     EXPECT_FALSE(error);
   }
-  platform::Failure error;
+  std::optional<platform::SystemError> error;
   EXPECT_EQ(QVFunctions::linesFromFilePath(scratch.path("missing"), &error), std::nullopt);
   ASSERT_TRUE(error);
   EXPECT_EQ(error->code, ENOENT);

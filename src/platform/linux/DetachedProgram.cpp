@@ -101,7 +101,7 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
 
 }  // namespace
 
-Failure startDetached(const std::vector<std::string>& command, const std::string& directory) {
+Outcome startDetached(const std::vector<std::string>& command, const std::string& directory) {
   std::array<int, 2> ends{};
   if (pipe2(ends.data(), O_CLOEXEC) != 0) return lastPosixError("pipe");
   const FileDescriptor reading(ends[0]);
@@ -116,7 +116,7 @@ Failure startDetached(const std::vector<std::string>& command, const std::string
   reap(between);
   const int code = reportedCode(reading.get());
   if (code != 0) return posixError(code, command.front());
-  return std::nullopt;
+  return {};
 }
 
 }  // namespace platform

@@ -11,6 +11,6 @@ namespace platform {
 // It works in `directory`, or in "/" where that cannot be entered, reads and writes nothing, and
 // gets no descriptor and no signal setting of ours. `command` is the program's absolute path and
 // its arguments; no shell sees them. An error names what could not be started.
-Failure startDetached(const std::vector<std::string>& command, const std::string& directory);
+Outcome startDetached(const std::vector<std::string>& command, const std::string& directory);
 
 }  // namespace platform

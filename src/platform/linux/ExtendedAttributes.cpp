@@ -30,15 +30,14 @@ Result<std::string> sizedRead(const std::string& what, Read read) {
 
 }  // namespace
 
-Failure setUserAttribute(const std::string& path, const std::string& name,
+Outcome setUserAttribute(const std::string& path, const std::string& name,
                          const std::string& value) {
-  if (lsetxattr(path.c_str(), kept(name).c_str(), value.data(), value.size(), 0) == 0)
-    return std::nullopt;
+  if (lsetxattr(path.c_str(), kept(name).c_str(), value.data(), value.size(), 0) == 0) return {};
   return lastPosixError(subject(path, name));
 }
 
-Failure removeUserAttribute(const std::string& path, const std::string& name) {
-  if (lremovexattr(path.c_str(), kept(name).c_str()) == 0) return std::nullopt;
+Outcome removeUserAttribute(const std::string& path, const std::string& name) {
+  if (lremovexattr(path.c_str(), kept(name).c_str()) == 0) return {};
   return lastPosixError(subject(path, name));
 }
 

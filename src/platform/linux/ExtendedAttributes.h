@@ -9,9 +9,9 @@
 
 namespace platform {
 
-Failure setUserAttribute(const std::string& path, const std::string& name,
+Outcome setUserAttribute(const std::string& path, const std::string& name,
                          const std::string& value);
-Failure removeUserAttribute(const std::string& path, const std::string& name);
+Outcome removeUserAttribute(const std::string& path, const std::string& name);
 
 // A value whose size changed between asking for it and reading it is the error ERANGE.
 Result<std::string> userAttribute(const std::string& path, const std::string& name);

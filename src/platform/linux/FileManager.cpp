@@ -58,14 +58,14 @@ std::string fileManagerBus(const Environment& environment) {
   return runtime ? "unix:path=" + *runtime + "/bus" : "";
 }
 
-Failure showItemProperties(const std::string& bus, const std::string& path,
+Outcome showItemProperties(const std::string& bus, const std::string& path,
                            std::chrono::microseconds limit) {
   Connection connection;
   BusError error;
   int code = bus.empty() ? -ENOENT : connect(bus, limit, connection);
   if (code < 0) return posixError(-code, "the session bus");
   code = call(connection.get(), extensions::fileUrl(path), error);
-  if (code >= 0) return std::nullopt;
+  if (code >= 0) return {};
   auto failure = posixError(-code, kName);
   if (!error.text().empty()) failure.text += " (" + error.text() + ")";
   return failure;

@@ -14,7 +14,7 @@ std::string fileManagerBus(const Environment& environment);
 
 // Asks the file manager for the information window of an item, by org.freedesktop.FileManager1, and
 // waits until it has accepted, at most `limit`. The bus starts a file manager that does not run.
-Failure showItemProperties(const std::string& bus, const std::string& path,
+Outcome showItemProperties(const std::string& bus, const std::string& path,
                            std::chrono::microseconds limit);
 
 }  // namespace platform

@@ -103,7 +103,7 @@ bool LinuxLoginItems::isForAllUsers(const std::string& name) const {
       [&](const std::string& folder) { return entryIn(folder + "/" + name).has_value(); });
 }
 
-Failure LinuxLoginItems::insertHiddenAtEnd(const std::string& path) {
+Outcome LinuxLoginItems::insertHiddenAtEnd(const std::string& path) {
   const std::string stem = fileName(path);
   for (int i = 1; i <= kMostNames; ++i) {
     const std::string name = stem + (i > 1 ? "-" + std::to_string(i) : "") + kExtension;
@@ -117,7 +117,7 @@ Failure LinuxLoginItems::insertHiddenAtEnd(const std::string& path) {
   return posixError(EEXIST, ownPath(stem + kExtension));
 }
 
-Failure LinuxLoginItems::remove(const LoginItem& item) {
+Outcome LinuxLoginItems::remove(const LoginItem& item) {
   const std::string name = fileName(item.reference);
   const auto entry = entryIn(item.reference);
   if (!entry) return posixError(ENOENT, item.reference);
@@ -130,7 +130,7 @@ Failure LinuxLoginItems::remove(const LoginItem& item) {
 }
 
 // The user's file of that name holds against the one for all users.
-Failure LinuxLoginItems::hide(const std::string& file, const std::string& name) {
+Outcome LinuxLoginItems::hide(const std::string& file, const std::string& name) {
   auto entry = entryIn(file);
   if (!entry) return posixError(ENOENT, file);
   entry->set("Hidden", "true");
@@ -138,12 +138,12 @@ Failure LinuxLoginItems::hide(const std::string& file, const std::string& name) 
 }
 
 // A link is replaced and what it leads to left alone.
-Failure LinuxLoginItems::write(const std::string& name, const AutostartEntry& entry) {
+Outcome LinuxLoginItems::write(const std::string& name, const AutostartEntry& entry) {
   if (folders_.own.empty()) return posixError(ENOENT, "the folder of autostart entries");
   PosixFiles files;
-  if (auto failure = files.createDirectories(folders_.own)) return failure;
+  if (const auto done = files.createDirectories(folders_.own); !done) return done;
   if (isLink(ownPath(name))) {
-    if (auto failure = files.remove(ownPath(name))) return failure;
+    if (const auto done = files.remove(ownPath(name)); !done) return done;
   }
   return replaceWholeFile(ownPath(name), entry.text());
 }

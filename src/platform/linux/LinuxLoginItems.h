@@ -31,8 +31,8 @@ class LinuxLoginItems : public LoginItems {
   explicit LinuxLoginItems(AutostartFolders folders) : folders_(std::move(folders)) {}
 
   Result<std::vector<LoginItem>> snapshot() const override;
-  Failure insertHiddenAtEnd(const std::string& path) override;
-  Failure remove(const LoginItem& item) override;
+  Outcome insertHiddenAtEnd(const std::string& path) override;
+  Outcome remove(const LoginItem& item) override;
 
  private:
   std::string ownPath(const std::string& name) const { return folders_.own + "/" + name; }
@@ -41,8 +41,8 @@ class LinuxLoginItems : public LoginItems {
   std::string programOf(const AutostartEntry& entry) const;
   std::string resolved(const std::string& program) const;
   bool isForAllUsers(const std::string& name) const;
-  Failure hide(const std::string& file, const std::string& name);
-  Failure write(const std::string& name, const AutostartEntry& entry);
+  Outcome hide(const std::string& file, const std::string& name);
+  Outcome write(const std::string& name, const AutostartEntry& entry);
 
   AutostartFolders folders_;
 };

@@ -64,12 +64,12 @@ std::optional<std::string> LinuxVolumes::volumeIdentifier(std::int32_t deviceNum
   return identifierOfDevice(deviceNumber, "/dev/disk/by-uuid");
 }
 
-Failure LinuxVolumes::setAttribute(const std::string& path, const std::string& name,
+Outcome LinuxVolumes::setAttribute(const std::string& path, const std::string& name,
                                    const std::string& value) {
   return setUserAttribute(path, name, value);
 }
 
-Failure LinuxVolumes::removeAttribute(const std::string& path, const std::string& name) {
+Outcome LinuxVolumes::removeAttribute(const std::string& path, const std::string& name) {
   return removeUserAttribute(path, name);
 }
 

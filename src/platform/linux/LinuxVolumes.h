@@ -23,9 +23,9 @@ class LinuxVolumes : public Volumes {
   VolumeUse use(const std::string& mountPoint) const override;
 
   // Attributes are kept with the prefix "user.", the only ones that a user may set.
-  Failure setAttribute(const std::string& path, const std::string& name,
+  Outcome setAttribute(const std::string& path, const std::string& name,
                        const std::string& value) override;
-  Failure removeAttribute(const std::string& path, const std::string& name) override;
+  Outcome removeAttribute(const std::string& path, const std::string& name) override;
   Result<std::string> attribute(const std::string& path, const std::string& name) const override;
   Result<std::vector<std::string>> attributeNames(const std::string& path) const override;
 

@@ -44,7 +44,7 @@ std::optional<struct statx> factsOf(const std::string& path) {
 
 bool LinuxWorkspace::open(const std::string& path) {
   if (!path.starts_with('/') || PosixFiles().kind(path) == FileKind::Missing) return false;
-  return isApplication(path) ? !launch(path, {}) : handOver(path);
+  return isApplication(path) ? static_cast<bool>(launch(path, {})) : handOver(path);
 }
 
 // A file is handed over as a path: not every opener undoes the numbers in a URL.
@@ -57,7 +57,7 @@ bool LinuxWorkspace::handOver(const std::string& target) const {
   auto command = openingCommand(facts_.applications.executables);
   if (command.empty()) return false;
   command.push_back(target);
-  return !startDetached(command, facts_.home);
+  return static_cast<bool>(startDetached(command, facts_.home));
 }
 
 // Openers show a program as a file. Only those that were asked for as applications are started:
@@ -70,14 +70,14 @@ bool LinuxWorkspace::isApplication(const std::string& path) const {
   });
 }
 
-Failure LinuxWorkspace::launch(const std::string& applicationPath,
+Outcome LinuxWorkspace::launch(const std::string& applicationPath,
                                const std::vector<std::string>& arguments) {
   std::vector<std::string> command = {applicationPath};
   command.insert(command.end(), arguments.begin(), arguments.end());
   return startDetached(command, facts_.home);
 }
 
-Failure LinuxWorkspace::showInformation(const std::string& path) {
+Outcome LinuxWorkspace::showInformation(const std::string& path) {
   return showItemProperties(facts_.sessionBus, path, kFileManagerLimit);
 }
 

@@ -24,9 +24,9 @@ class LinuxWorkspace : public Workspace {
 
   bool open(const std::string& path) override;
   bool openURL(const std::string& url) override;
-  Failure launch(const std::string& applicationPath,
+  Outcome launch(const std::string& applicationPath,
                  const std::vector<std::string>& arguments) override;
-  Failure showInformation(const std::string& path) override;
+  Outcome showInformation(const std::string& path) override;
 
   std::string displayName(const std::string& path) const override;
   bool isDirectory(const std::string& path) const override;

@@ -41,23 +41,23 @@ int moveFile(const char* from, const char* to) {
   return undone([to] { unlink(to); });
 }
 
-Failure failed(const std::string& from, const std::string& to) {
+Outcome failed(const std::string& from, const std::string& to) {
   return lastPosixError(errno == EEXIST ? to : from + " to " + to);
 }
 
 }  // namespace
 
-Failure moveExclusivelyInSteps(const std::string& from, const std::string& to) {
+Outcome moveExclusivelyInSteps(const std::string& from, const std::string& to) {
   struct stat facts {};
   if (lstat(from.c_str(), &facts) != 0) return lastPosixError(from);
   const int status = S_ISDIR(facts.st_mode) ? moveDirectory(from.c_str(), to.c_str())
                                             : moveFile(from.c_str(), to.c_str());
   if (status != 0) return failed(from, to);
-  return std::nullopt;
+  return {};
 }
 
-Failure moveExclusively(const std::string& from, const std::string& to) {
-  if (renameExclusively(from.c_str(), to.c_str()) == 0) return std::nullopt;
+Outcome moveExclusively(const std::string& from, const std::string& to) {
+  if (renameExclusively(from.c_str(), to.c_str()) == 0) return {};
   const bool unsupported = errno == EINVAL || errno == ENOSYS || errno == ENOTSUP;
   if (!unsupported) return failed(from, to);
   return moveExclusivelyInSteps(from, to);

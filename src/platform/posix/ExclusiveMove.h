@@ -8,10 +8,10 @@
 namespace platform {
 
 // Within one file system. Something at `to`, a dangling link included, is the error EEXIST.
-Failure moveExclusively(const std::string& from, const std::string& to);
+Outcome moveExclusively(const std::string& from, const std::string& to);
 
 // The same for file systems whose rename cannot be told not to replace. The new name is taken
 // first: by a hard link, by an empty directory that the rename may replace.
-Failure moveExclusivelyInSteps(const std::string& from, const std::string& to);
+Outcome moveExclusivelyInSteps(const std::string& from, const std::string& to);
 
 }  // namespace platform

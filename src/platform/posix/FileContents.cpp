@@ -107,7 +107,7 @@ Result<std::string> readWholeFile(const std::string& path) {
   return contents;
 }
 
-Failure replaceWholeFile(const std::string& path, std::string_view bytes) {
+Outcome replaceWholeFile(const std::string& path, std::string_view bytes) {
   const auto place = endOfLinks(path);
   if (!place) return place.error();
   struct stat former {};
@@ -119,7 +119,7 @@ Failure replaceWholeFile(const std::string& path, std::string_view bytes) {
   if (exists && !takeOver(beside.get(), former)) return lastPosixError(path);
   if (!flushFile(beside.get()) || !beside.putAt(*place)) return lastPosixError(path);
   if (!flushNamesOf(folderOf(*place))) return lastPosixError(path);
-  return std::nullopt;
+  return {};
 }
 
 }  // namespace platform

@@ -45,8 +45,8 @@ bool FileDefaults::setInteger(std::string_view key, std::int64_t value) {
   }
   all.insert_or_assign(std::string(key), value);
   PosixFiles files;
-  if (files.createDirectories(extensions::deletingLastPathComponent(path_))) return false;
-  return !files.replaceContents(path_, extensions::xmlPropertyList(all));
+  if (!files.createDirectories(extensions::deletingLastPathComponent(path_))) return false;
+  return static_cast<bool>(files.replaceContents(path_, extensions::xmlPropertyList(all)));
 }
 
 }  // namespace platform

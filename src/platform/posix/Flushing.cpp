@@ -39,9 +39,9 @@ bool flushNamesOf(const std::string& folder) {
   return opened && (flushFile(opened.get()) || errno == EINVAL || errno == ENOTSUP);
 }
 
-Failure flushFileSystem(const std::string& folder) {
+Outcome flushFileSystem(const std::string& folder) {
   const FileDescriptor opened = openFolder(folder);
-  if (opened && flushAll(opened.get())) return std::nullopt;
+  if (opened && flushAll(opened.get())) return {};
   return lastPosixError(folder);
 }
 

@@ -15,6 +15,6 @@ bool flushFile(int descriptor);
 bool flushNamesOf(const std::string& folder);
 
 // All of the file system that holds the folder, whoever wrote it.
-Failure flushFileSystem(const std::string& folder);
+Outcome flushFileSystem(const std::string& folder);
 
 }  // namespace platform

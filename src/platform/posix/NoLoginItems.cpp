@@ -13,8 +13,8 @@ SystemError notAvailable() {
 
 Result<std::vector<LoginItem>> NoLoginItems::snapshot() const { return notAvailable(); }
 
-Failure NoLoginItems::insertHiddenAtEnd(const std::string& /*path*/) { return notAvailable(); }
+Outcome NoLoginItems::insertHiddenAtEnd(const std::string& /*path*/) { return notAvailable(); }
 
-Failure NoLoginItems::remove(const LoginItem& /*item*/) { return notAvailable(); }
+Outcome NoLoginItems::remove(const LoginItem& /*item*/) { return notAvailable(); }
 
 }  // namespace platform

@@ -9,8 +9,8 @@ namespace platform {
 class NoLoginItems : public LoginItems {
  public:
   Result<std::vector<LoginItem>> snapshot() const override;
-  Failure insertHiddenAtEnd(const std::string& path) override;
-  Failure remove(const LoginItem& item) override;
+  Outcome insertHiddenAtEnd(const std::string& path) override;
+  Outcome remove(const LoginItem& item) override;
 };
 
 }  // namespace platform

@@ -15,8 +15,8 @@ class PosixFileCopying : public FileCopying {
   std::uint64_t copyContents(int from, int to, std::uint64_t offset,
                              std::uint64_t length) const override;
   int shareContents(int from, int toDirectory, const char* toName) const override;
-  Failure copyAttributes(int from, int to, std::string_view leftOut) const override;
-  Failure copyAttributes(int fromDirectory, const char* fromName, int toDirectory,
+  Outcome copyAttributes(int from, int to, std::string_view leftOut) const override;
+  Outcome copyAttributes(int fromDirectory, const char* fromName, int toDirectory,
                          const char* toName) const override;
   bool sameAttributes(int a, int b) const override;
   std::array<timespec, 2> times(const struct stat& facts) const override;

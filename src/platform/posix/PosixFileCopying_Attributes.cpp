@@ -105,8 +105,8 @@ bool isLeftOut(std::string_view name, std::string_view leftOut) {
   return !leftOut.empty() && name.starts_with(leftOut);
 }
 
-Failure copyAll(const Attributes& from, const Attributes& to, std::string_view leftOut) {
-  Failure first;
+Outcome copyAll(const Attributes& from, const Attributes& to, std::string_view leftOut) {
+  Outcome first;
   const std::string names = namesOf(from);
   std::vector<char> value(names.empty() ? 0 : kMostBytes);
   for (std::size_t at = 0; at < names.size();) {
@@ -116,18 +116,18 @@ Failure copyAll(const Attributes& from, const Attributes& to, std::string_view l
     const ssize_t size = from.value(name, value.data(), value.size());
     const bool gone = size < 0 && errno == ENODATA;
     const bool kept = size >= 0 && to.set(name, value.data(), static_cast<std::size_t>(size));
-    if (!kept && !gone && !first && !mayBeLeftOut(name, errno)) first = lastPosixError(name);
+    if (!kept && !gone && first && !mayBeLeftOut(name, errno)) first = lastPosixError(name);
   }
   return first;
 }
 
 }  // namespace
 
-Failure PosixFileCopying::copyAttributes(int from, int to, std::string_view leftOut) const {
+Outcome PosixFileCopying::copyAttributes(int from, int to, std::string_view leftOut) const {
   return copyAll(Attributes(from), Attributes(to), leftOut);
 }
 
-Failure PosixFileCopying::copyAttributes(int fromDirectory, const char* fromName, int toDirectory,
+Outcome PosixFileCopying::copyAttributes(int fromDirectory, const char* fromName, int toDirectory,
                                          const char* toName) const {
   return copyAll(Attributes(fromDirectory, fromName), Attributes(toDirectory, toName), {});
 }
@@ -224,14 +224,14 @@ std::string listText(int item) {
 
 }  // namespace
 
-Failure PosixFileCopying::copyAttributes(int from, int to, std::string_view leftOut) const {
+Outcome PosixFileCopying::copyAttributes(int from, int to, std::string_view leftOut) const {
   const State state = stateThatLeavesOut(leftOut);
   if (fcopyfile(from, to, state.get(), kAttributes) == 0 || errno == ENOTSUP || errno == EPERM)
     return std::nullopt;
   return lastPosixError("fcopyfile");
 }
 
-Failure PosixFileCopying::copyAttributes(int fromDirectory, const char* fromName, int toDirectory,
+Outcome PosixFileCopying::copyAttributes(int fromDirectory, const char* fromName, int toDirectory,
                                          const char* toName) const {
   const FileDescriptor from(openat(fromDirectory, fromName, kItself));
   const FileDescriptor to(openat(toDirectory, toName, kItself));

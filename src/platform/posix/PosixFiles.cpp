@@ -111,28 +111,28 @@ Result<FileTimes> PosixFiles::times(const std::string& path) const {
 #endif
 }
 
-Failure PosixFiles::remove(const std::string& path) { return removeTree(path); }
+Outcome PosixFiles::remove(const std::string& path) { return removeTree(path); }
 
-Failure PosixFiles::move(const std::string& from, const std::string& to) {
+Outcome PosixFiles::move(const std::string& from, const std::string& to) {
   return moveExclusively(from, to);
 }
 
-Failure PosixFiles::createDirectories(const std::string& path) {
+Outcome PosixFiles::createDirectories(const std::string& path) {
   if (path.empty()) return posixError(ENOENT, path);
-  if (isDirectory(path)) return std::nullopt;
+  if (isDirectory(path)) return {};
   for (std::size_t end = 0; end != std::string::npos;) {
     end = path.find('/', end + 1);
     const std::string above = path.substr(0, end);
     if (!made(above)) return lastPosixError(above);
   }
-  return std::nullopt;
+  return {};
 }
 
 Result<std::string> PosixFiles::contents(const std::string& path) const {
   return readWholeFile(path);
 }
 
-Failure PosixFiles::replaceContents(const std::string& path, std::string_view bytes) {
+Outcome PosixFiles::replaceContents(const std::string& path, std::string_view bytes) {
   return replaceWholeFile(path, bytes);
 }
 
@@ -142,10 +142,10 @@ Result<std::shared_ptr<void>> PosixFiles::lock(const std::string& path) {
   return std::shared_ptr<void>(std::make_shared<LockedFile>(std::move(file)));
 }
 
-Failure PosixFiles::flush(const std::string& folder) { return flushFileSystem(folder); }
+Outcome PosixFiles::flush(const std::string& folder) { return flushFileSystem(folder); }
 
-Failure PosixFiles::flushNames(const std::string& folder) {
-  if (flushNamesOf(folder)) return std::nullopt;
+Outcome PosixFiles::flushNames(const std::string& folder) {
+  if (flushNamesOf(folder)) return {};
   return lastPosixError(folder);
 }
 

@@ -14,14 +14,14 @@ class PosixFiles : public Files {
   bool isDeletable(const std::string& path) const override { return isDeletableItem(path); }
   Result<std::vector<std::string>> names(const std::string& directory) const override;
   Result<FileTimes> times(const std::string& path) const override;
-  Failure remove(const std::string& path) override;
-  Failure move(const std::string& from, const std::string& to) override;
-  Failure createDirectories(const std::string& path) override;
+  Outcome remove(const std::string& path) override;
+  Outcome move(const std::string& from, const std::string& to) override;
+  Outcome createDirectories(const std::string& path) override;
   Result<std::string> contents(const std::string& path) const override;
-  Failure replaceContents(const std::string& path, std::string_view bytes) override;
+  Outcome replaceContents(const std::string& path, std::string_view bytes) override;
   Result<std::shared_ptr<void>> lock(const std::string& path) override;
-  Failure flush(const std::string& folder) override;
-  Failure flushNames(const std::string& folder) override;
+  Outcome flush(const std::string& folder) override;
+  Outcome flushNames(const std::string& folder) override;
 };
 
 }  // namespace platform

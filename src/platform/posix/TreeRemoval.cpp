@@ -46,8 +46,7 @@ std::optional<Identity> identityOf(int directory, const char* name) {
 #if defined(__linux__)
   struct statx facts {};
   const int flags = AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
-  if (statx(directory, name, flags, STATX_BASIC_STATS | STATX_MNT_ID, &facts) != 0)
-    return std::nullopt;
+  if (statx(directory, name, flags, STATX_BASIC_STATS | STATX_MNT_ID, &facts) != 0) return {};
   return Identity{makedev(facts.stx_dev_major, facts.stx_dev_minor), facts.stx_ino,
                   (facts.stx_mask & STATX_MNT_ID) != 0 ? facts.stx_mnt_id : 0, facts.stx_mode,
                   facts.stx_uid};
@@ -55,7 +54,7 @@ std::optional<Identity> identityOf(int directory, const char* name) {
   struct stat facts {};
   const int status = *name == '\0' ? fstat(directory, &facts)
                                    : fstatat(directory, name, &facts, AT_SYMLINK_NOFOLLOW);
-  if (status != 0) return std::nullopt;
+  if (status != 0) return {};
   return Identity{facts.st_dev, facts.st_ino, 0, facts.st_mode, facts.st_uid};
 #endif
 }
@@ -74,12 +73,12 @@ class TreeRemover {
   TreeRemover(std::string folder, FileDescriptor top, Identity identity)
       : path_(std::move(folder)), top_(std::move(top)), topIdentity_(identity) {}
 
-  Failure remove(const std::string& name) {
-    if (auto failure = descend(name)) return failure;
+  Outcome remove(const std::string& name) {
+    if (const auto done = descend(name); !done) return done;
     while (!levels_.empty()) {
-      if (auto failure = step()) return failure;
+      if (const auto done = step(); !done) return done;
     }
-    return std::nullopt;
+    return {};
   }
 
  private:
@@ -100,7 +99,7 @@ class TreeRemover {
     return path + "/" + name;
   }
 
-  Failure step() {
+  Outcome step() {
     auto& directories = levels_.back().directories;
     if (directories.empty()) return leave();
     const std::string next = std::move(directories.back());
@@ -109,7 +108,7 @@ class TreeRemover {
   }
 
   // The current directory becomes the one of that name, emptied of all but directories.
-  Failure descend(const std::string& name) {
+  Outcome descend(const std::string& name) {
     FileDescriptor directory(openat(here().get(), name.c_str(), kOpenDirectory));
     if (!directory && errno == EACCES) directory = openAfterChangingMode(name);
     const auto identity = directory ? identityOf(directory.get(), "") : std::nullopt;
@@ -133,7 +132,7 @@ class TreeRemover {
     return {};
   }
 
-  Failure removeFiles() {
+  Outcome removeFiles() {
     auto entries = listDirectory(current_.get(), {});
     if (!entries) return posixError(static_cast<int>(entries.error().code), pathOf("."));
     for (auto& entry : *entries) {
@@ -142,12 +141,12 @@ class TreeRemover {
       else if (!unlinked(current_.get(), entry.name, 0))
         return lastPosixError(pathOf(entry.name));
     }
-    return std::nullopt;
+    return {};
   }
 
   // Back to the directory above, where the one left, empty now, is removed. Had someone moved it
   // elsewhere meanwhile, ".." would lead to what was not asked for.
-  Failure leave() {
+  Outcome leave() {
     const Level left = std::move(levels_.back());
     levels_.pop_back();
     if (!levels_.empty()) {
@@ -157,7 +156,7 @@ class TreeRemover {
       if (!identity->isSameDirectory(identityHere())) return posixError(ESTALE, pathOf(left.name));
       current_ = std::move(above);
     }
-    if (unlinked(here().get(), left.name, AT_REMOVEDIR)) return std::nullopt;
+    if (unlinked(here().get(), left.name, AT_REMOVEDIR)) return {};
     return lastPosixError(pathOf(left.name));
   }
 
@@ -170,7 +169,7 @@ class TreeRemover {
 
 }  // namespace
 
-Failure removeTree(const std::string& path) {
+Outcome removeTree(const std::string& path) {
   const auto last = path.find_last_not_of('/');
   if (last == std::string::npos) return posixError(path.empty() ? ENOENT : EBUSY, path);
   const std::string trimmed = path.substr(0, last + 1);
@@ -185,7 +184,7 @@ Failure removeTree(const std::string& path) {
   if (!identity) return lastPosixError(path);
   if (S_ISDIR(identity->mode))
     return TreeRemover(folder, std::move(top), *topIdentity).remove(name);
-  if (unlinkat(top.get(), name.c_str(), 0) == 0) return std::nullopt;
+  if (unlinkat(top.get(), name.c_str(), 0) == 0) return {};
   return lastPosixError(path);
 }
 

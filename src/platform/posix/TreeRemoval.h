@@ -11,6 +11,6 @@ namespace platform {
 // item itself included, is the error EBUSY. Bind mounts are recognised on Linux. The user's own
 // directories are made writable where that is needed. Uses a few descriptors and no stack however
 // deep the tree is. Stops at the first failure.
-Failure removeTree(const std::string& path);
+Outcome removeTree(const std::string& path);
 
 }  // namespace platform

@@ -25,7 +25,7 @@ class FailedEntries {
  private:
   void addPath(const std::string& path);
 
-  platform::Failure first_;
+  std::optional<platform::SystemError> first_;
   std::map<std::string, platform::SystemError> items_;
   std::vector<std::string> paths_;
   std::size_t pathBytes_ = 0;

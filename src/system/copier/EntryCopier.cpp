@@ -121,10 +121,10 @@ bool EntryCopier::fillFile(const EntryPlace& place, int from, Descriptor to,
   if (!contents_.copy(from, to.get(), facts))
     return contents_.readFailed() ? failToRead(place, "read") : fail(place, "write");
   const ItemAttributes attributes(shared_.system, facts, shared_.isOwned(place, facts));
-  const auto failure = attributes.give(from, to.get());
+  const auto given = attributes.give(from, to.get());
   if (close(to.release()) != 0) return fail(place, "close");
   if (place.origin != Origin::Original) shared_.tally.addTakenOver(false);
-  return complete(place, failure);
+  return complete(place, given);
 }
 
 bool EntryCopier::makeLink(const EntryPlace& place, const struct stat& facts) {
@@ -151,9 +151,9 @@ bool EntryCopier::makePipe(const EntryPlace& place, const struct stat& facts) {
 }
 
 // The copy stands; what it could not be given counts as the entry's failure.
-bool EntryCopier::complete(const EntryPlace& place, const platform::Failure& failure) {
+bool EntryCopier::complete(const EntryPlace& place, const platform::Outcome& attributes) {
   shared_.tally.addEntry();
-  if (failure) shared_.tally.addFailure(place.entry(), *failure);
+  if (!attributes) shared_.tally.addFailure(place.entry(), attributes.error());
   return true;
 }
 

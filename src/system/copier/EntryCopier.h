@@ -29,7 +29,7 @@ class EntryCopier {
   bool makeLink(const EntryPlace& place, const struct stat& facts);
   bool makePipe(const EntryPlace& place, const struct stat& facts);
 
-  bool complete(const EntryPlace& place, const platform::Failure& failure);
+  bool complete(const EntryPlace& place, const platform::Outcome& attributes);
   bool fail(const EntryPlace& place, const char* verb);
   bool failToRead(const EntryPlace& place, const char* verb);
 

@@ -26,9 +26,9 @@ constexpr mode_t kModeBits = 07777;
 constexpr uid_t kSameOwner = static_cast<uid_t>(-1);
 
 // Notes errno unless a failure came before.
-void note(platform::Failure& first, const char* verb) {
+void note(platform::Outcome& outcome, const char* verb) {
   const int code = errno;
-  if (!first) first = errnoError(code, verb);
+  if (outcome) outcome = errnoError(code, verb);
 }
 
 // Whoever may not give a file away may still be a member of its group.
@@ -141,30 +141,30 @@ std::size_t FileComparison::read(int file, off_t at, std::byte* into) const {
   return got;
 }
 
-platform::Failure ItemAttributes::give(int from, int to, std::string_view leftOut) const {
+platform::Outcome ItemAttributes::give(int from, int to, std::string_view leftOut) const {
   if (!owned_) giveOwner(facts_, [to](uid_t user, gid_t group) { return fchown(to, user, group); });
-  auto failure = system_.copyAttributes(from, to, leftOut);
-  if (fchmod(to, modeFor(to)) != 0) note(failure, "fchmod");
+  auto outcome = system_.copyAttributes(from, to, leftOut);
+  if (fchmod(to, modeFor(to)) != 0) note(outcome, "fchmod");
   const auto times = system_.times(facts_);
-  if (futimens(to, times.data()) != 0) note(failure, "futimens");
-  return failure;
+  if (futimens(to, times.data()) != 0) note(outcome, "futimens");
+  return outcome;
 }
 
-platform::Failure ItemAttributes::give(int fromFolder, const char* fromName, int toFolder,
+platform::Outcome ItemAttributes::give(int fromFolder, const char* fromName, int toFolder,
                                        const char* toName) const {
   if (!owned_) {
     giveOwner(facts_, [&](uid_t user, gid_t group) {
       return fchownat(toFolder, toName, user, group, AT_SYMLINK_NOFOLLOW);
     });
   }
-  auto failure = system_.copyAttributes(fromFolder, fromName, toFolder, toName);
+  auto outcome = system_.copyAttributes(fromFolder, fromName, toFolder, toName);
   const mode_t mode = facts_.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
   if (!S_ISLNK(facts_.st_mode) && fchmodat(toFolder, toName, mode, AT_SYMLINK_NOFOLLOW) != 0)
-    note(failure, "fchmodat");
+    note(outcome, "fchmodat");
   const auto times = system_.times(facts_);
   if (utimensat(toFolder, toName, times.data(), AT_SYMLINK_NOFOLLOW) != 0)
-    note(failure, "utimensat");
-  return failure;
+    note(outcome, "utimensat");
+  return outcome;
 }
 
 mode_t ItemAttributes::modeFor(int copy) const {

@@ -72,10 +72,10 @@ class ItemAttributes {
       : system_(system), facts_(facts), owned_(owned) {}
 
   // Extended attributes whose names begin with `leftOut` are not given.
-  platform::Failure give(int from, int to, std::string_view leftOut = {}) const;
+  platform::Outcome give(int from, int to, std::string_view leftOut = {}) const;
 
   // For links and pipes, which are not opened.
-  platform::Failure give(int fromFolder, const char* fromName, int toFolder,
+  platform::Outcome give(int fromFolder, const char* fromName, int toFolder,
                          const char* toName) const;
 
  private:

@@ -82,10 +82,10 @@ bool TakeOver::shareBlocks(const EntryPlace& place, const NamedEntry& from,
   if (!made) return false;
   if (place.getsListsFromAbove()) shared_.system.dropAccessLists(made.get());
   const ItemAttributes attributes(shared_.system, original, shared_.isOwned(place, original));
-  const auto failure = attributes.give(earlier.get(), made.get());
+  const auto given = attributes.give(earlier.get(), made.get());
   shared_.tally.addEntry();
   shared_.tally.addTakenOver(false);
-  if (failure) shared_.tally.addFailure(place.entry(), *failure);
+  if (!given) shared_.tally.addFailure(place.entry(), given.error());
   return true;
 }
 

@@ -1,5 +1,7 @@
 #include "system/copier/TreeWalk.h"
 
+#include <algorithm>
+
 #include <cerrno>
 #include <system_error>
 #include <utility>
