@@ -1,7 +1,6 @@
 #include "system/copier/TreeWalk.h"
 
 #include <algorithm>
-
 #include <cerrno>
 #include <system_error>
 #include <utility>
