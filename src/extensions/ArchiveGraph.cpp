@@ -14,8 +14,6 @@ constexpr std::size_t kMaximumProblems = 100;
 constexpr std::size_t kUuidSize = 16;
 constexpr std::int64_t kVersion = 100000;
 
-using Problem = std::optional<std::string>;
-
 bool refersWithin(const PropertyList& value, std::size_t count) {
   if (value.uid()) return value.uid()->value < count;
   const auto elementRefersWithin = [&](const PropertyList& element) {
@@ -44,36 +42,38 @@ bool isClass(const PropertyList& object) {
          std::ranges::all_of(*classes->array(), isClassName);
 }
 
-Problem problemOfHeader(const PropertyList& archive) {
+platform::Outcome checkHeader(const PropertyList& archive) {
   const PropertyList* archiver = archive.find("$archiver");
   const PropertyList* version = archive.find("$version");
-  if (!archiver || !version || !archive.find("$objects")) return "not a keyed archive";
+  if (!archiver || !version || !archive.find("$objects"))
+    return archiveError("not a keyed archive");
   if (!archiver->string() || *archiver->string() != "NSKeyedArchiver") {
-    return "an archive of another archiver";
+    return archiveError("an archive of another archiver");
   }
-  if (version->integer() != kVersion) return "a keyed archive of another version";
-  return std::nullopt;
+  if (version->integer() != kVersion) return archiveError("a keyed archive of another version");
+  return {};
 }
 
-Problem problemOfObjects(const PropertyList::Array& objects) {
+platform::Outcome checkObjects(const PropertyList::Array& objects) {
   for (std::size_t i = 0; i < objects.size(); ++i) {
     const PropertyList& object = objects[i];
     if (!refersWithin(object, objects.size())) {
-      return fmt::format("object {} refers to one beyond the {} that there are", i, objects.size());
+      return archiveError(
+          fmt::format("object {} refers to one beyond the {} that there are", i, objects.size()));
     }
     if (!object.dictionary()) continue;
     const PropertyList* reference = object.find("$class");
     const bool isWhole =
         reference ? reference->uid() && isClass(objects[reference->uid()->value]) : isClass(object);
     if (!isWhole) {
-      return fmt::format("object {} has no class", i);
+      return archiveError(fmt::format("object {} has no class", i));
     }
   }
-  return std::nullopt;
+  return {};
 }
 
 platform::Result<ArchiveGraph::Frame> frameOf(const PropertyList& archive) {
-  if (const auto problem = problemOfHeader(archive)) return archiveError(*problem);
+  if (const auto whole = checkHeader(archive); !whole) return whole.error();
   const auto* objects = archive.find("$objects")->array();
   if (!objects || objects->empty() || objects->front() != PropertyList("$null")) {
     return archiveError("the table of objects is damaged");
@@ -83,7 +83,7 @@ platform::Result<ArchiveGraph::Frame> frameOf(const PropertyList& archive) {
   if (!root || !root->uid() || root->uid()->value >= objects->size()) {
     return archiveError("the archive has no root object");
   }
-  if (const auto problem = problemOfObjects(*objects)) return archiveError(*problem);
+  if (const auto whole = checkObjects(*objects); !whole) return whole.error();
   return ArchiveGraph::Frame{*objects, root->uid()->value};
 }
 
