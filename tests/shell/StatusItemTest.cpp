@@ -33,6 +33,10 @@ class StatusItemTest : public DeskTest {
         [&] { return answer.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
     return answer.get();
   }
+  // Twice, where the watcher comes while the item is on its way to offer itself.
+  bool registers() {
+    return until([&] { return tray_.registrations() > 0; });
+  }
   static MenuWindow* window() {
     for (QWidget* each : QApplication::topLevelWidgets())
       if (auto* found = dynamic_cast<MenuWindow*>(each); found && found->isVisible()) return found;
@@ -70,20 +74,19 @@ TEST_F(StatusItemTest, WithoutATrayTheMenuIsAWindow) {
 
   tray_.setHost(true);
   EXPECT_TRUE(until([] { return window() == nullptr; })) << "a tray came";
-  EXPECT_EQ(tray_.registrations(), 1U);
   tray_.leave();
   ASSERT_TRUE(until([] { return window() != nullptr; }));
   window()->close();
   EXPECT_EQ(window(), nullptr);
   tray_.come();
-  EXPECT_TRUE(until([&] { return tray_.registrations() == 1; })) << "closing it ended nothing";
+  EXPECT_TRUE(registers()) << "closing it ended nothing";
   EXPECT_EQ(services.log->count("This desktop has no tray"), 1U);
 }
 
 TEST_F(StatusItemTest, ToldToTheDesktopIsWhatAnItemHasAndHasNoMore) {
   menu_->tip = "not to be opened";
   tray_.come();
-  ASSERT_TRUE(until([&] { return tray_.registrations() == 1; }));
+  ASSERT_TRUE(registers());
   const auto disk = [&] { return answered([&] { return tray_.opened(0); }).find("Disk1"); };
   const MenuLine before = disk();
   EXPECT_EQ(before.text("accessible-desc"), "not to be opened");
