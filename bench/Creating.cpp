@@ -62,7 +62,7 @@ std::vector<Stage> stagesOf(const std::string& folder, const std::string& progra
     run({tool(Tool::Mounter), "-o", "noatime", "-o", "nobrowse", "-t", "hfs", device, folder});
   };
   const auto record = [folder] {
-    if (platform::services().files->replaceContents(folder + ".record", std::string(1300, 'x')))
+    if (!platform::services().files->replaceContents(folder + ".record", std::string(1300, 'x')))
       giveUp("no record");
   };
   return {{"starting and ending the program (`tarnvale --version`)",
