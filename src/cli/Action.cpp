@@ -49,45 +49,13 @@ QVRamDiskAction actionOfStage(QVRamDiskActionInfo info, QVRamDiskAction running)
 // Where another program acts on the disk, that knows its state.
 bool didBegin(const QVErrorPtr& error) { return !error || error->code() != QVErrorCode::Locked; }
 
-// The remedy as words and commands, empty for none.
-std::string adviceFor(Remedy remedy, const QVRamDisk& disk) {
-  const std::string name = nameOf(disk);
-  switch (remedy) {
-    case Remedy::MakeLarger:
-      return "make it larger with 'tarnvale set " + name + " --size SIZE'";
-    case Remedy::CheckCommand:
-      return "try the command by hand, or change it with 'tarnvale set " + name +
-             " --post-command'";
-    case Remedy::FreeThePlace:
-      return "unmount what is mounted there, or give the disk another place";
-    case Remedy::CreateAnew:
-      return "the device holds another volume; 'tarnvale create " + name + "' makes the disk anew";
-    case Remedy::WaitForOther:
-      return "try again when it is done";
-    case Remedy::UndoTheRefill:
-      return "its contents never came in whole; 'tarnvale recover " + name + "' undoes it";
-    case Remedy::LookForContents:
-      return "the disk is mounted, but its contents could not be brought back";
-    case Remedy::EndWhatUsesIt:
-      return "the disk is still mounted with its contents; end what uses it, or make room for "
-             "saving, and try again";
-    case Remedy::PutTheBaseBack:
-      return "the directory's own contents lie in " + disk.savedBasePath().value_or("") +
-             "; 'tarnvale recover " + name + "' puts them back";
-    case Remedy::None:
-      break;
-  }
-  return {};
-}
-
-// The refusal of a disk whose volume programs use, by name and process number; one that only works
-// in a folder of it counts. nullopt for a disk that nobody uses, as far as the user may see, and
-// for one that is not mounted.
-std::optional<Refusal> refuseWhileInUse(const QVRamDisk& disk) {
+// Refuses a disk whose volume programs use, by name and process number; one that only works in a
+// folder of it counts. Of who uses it only what the user may see is known.
+Allowed isUnused(const QVRamDisk& disk) {
   const auto path = disk.path();
-  if (disk.status() != QVRamDiskStatus_mounted || !path) return std::nullopt;
+  if (disk.status() != QVRamDiskStatus_mounted || !path) return {};
   const auto users = platform::services().volumes->use(*path).users;
-  if (users.empty()) return std::nullopt;
+  if (users.empty()) return {};
   return Refusal{kRefused, nameOf(disk) + " is in use by " + namesOf(users),
                  "close what uses it and leave its folders, or go on with --force"};
 }
@@ -114,7 +82,7 @@ class ActionQueue {
   void startNext();
   void lockFor(const Pending& pending);
   void startOn(const QVRamDiskPtr& disk);
-  std::optional<Refusal> refusalOf(const QVRamDisk& disk) const;
+  Allowed mayStart(const QVRamDisk& disk) const;
   void reported(const Stage& stage);
   void finished(const QVErrorPtr& error);
   void sayHowItEnded(const QVErrorPtr& error);
@@ -221,8 +189,8 @@ void ActionQueue::startNext() {
   const Pending next = pending_.front();
   pending_.pop_front();
   lockFor(next);
-  if (const auto unreadable = registry_.loadSettled(context_)) {
-    refuse(*unreadable);
+  if (const auto loaded = registry_.loadSettled(context_); !loaded) {
+    refuse(loaded.error());
     return stop();
   }
   const auto disk = find(next);
@@ -231,15 +199,15 @@ void ActionQueue::startNext() {
   goOn();
 }
 
-std::optional<Refusal> ActionQueue::refusalOf(const QVRamDisk& disk) const {
+Allowed ActionQueue::mayStart(const QVRamDisk& disk) const {
   settings::DiskState state(registry_.disks());
-  if (auto refusal = verb_.refusal(disk, state.status(disk))) return refusal;
-  return verb_.unmounts && !forced_ ? refuseWhileInUse(disk) : std::nullopt;
+  if (auto meant = verb_.check(disk, state.status(disk)); !meant) return meant;
+  return verb_.unmounts && !forced_ ? isUnused(disk) : Allowed();
 }
 
 void ActionQueue::startOn(const QVRamDiskPtr& disk) {
-  if (const auto refusal = refusalOf(*disk)) {
-    if (!passesOverOthers_ || refusal->status != kActionFailed) refuse(*refusal);
+  if (const auto may = mayStart(*disk); !may) {
+    if (!passesOverOthers_ || may.error().status != kActionFailed) refuse(may.error());
     return goOn();
   }
   disk_ = disk;
@@ -266,18 +234,21 @@ void ActionQueue::finished(const QVErrorPtr& error) {
   if (verb_.action == QVRamDiskActionEject && !error) disk_->setDeviceNode(std::nullopt);
   sayHowItEnded(error);
   if (didBegin(error))
-    if (const auto unwritten = registry_.saveStateOf(disk_)) refuse(*unwritten);
+    if (const auto saved = registry_.saveStateOf(disk_); !saved) refuse(saved.error());
   goOn();
 }
 
 void ActionQueue::sayHowItEnded(const QVErrorPtr& error) {
-  if (error)
+  if (error) {
+    const auto remedy = remedyFor(*error, *disk_, verb_.action);
     return refuse({kActionFailed, name_ + ": " + extensions::errorText(*error),
-                   adviceFor(remedyFor(*error, *disk_, verb_.action), *disk_)});
+                   commandSentence(remedy.trouble, remedy.facts).todo});
+  }
   if (disk_->status() != verb_.statusAfterwards)
     return refuse({kActionFailed, name_ + ": the action ended, but the disk is not as it should be",
                    "'tarnvale show " + name_ + "' shows its state"});
-  if (const auto fault = verb_.fault ? verb_.fault(*disk_) : std::nullopt) return refuse(*fault);
+  if (const auto done = verb_.verify ? verb_.verify(*disk_) : Allowed(); !done)
+    return refuse(done.error());
   const std::chrono::duration<double> took = std::chrono::steady_clock::now() - started_;
   context_.say(fmt::format("{}: {} in {:.2f} s", printable(name_), printable(verb_.result(*disk_)),
                            took.count()));
@@ -307,7 +278,7 @@ std::string namesToConfirm(const ActionVerb& verb, const std::vector<QVRamDiskPt
   settings::DiskState state(all);
   std::string names;
   for (const auto& disk : disks)
-    if (!verb.refusal(*disk, state.status(*disk)))
+    if (verb.check(*disk, state.status(*disk)))
       names += (names.empty() ? "" : ", ") + nameOf(*disk);
   return names;
 }
@@ -319,21 +290,20 @@ int runAction(Context& context, const ActionVerb& verb, const ActionRequest& req
     return context.refuse(
         kWrongUsage, request.all ? "--all goes without names" : "no disk is named",
         fmt::format("write 'tarnvale {0} DISK...' or 'tarnvale {0} --all'", verb.name));
-  int status = kDone;
-  auto registry = openRegistry(context, status);
-  if (!registry) return status;
+  auto registry = openRegistry(context);
+  if (!registry) return registry.error();
   Selection selection = selectDisks(registry->disks(), request.names);
-  if (selection.refusal) return context.refuse(*selection.refusal);
-  if (request.all) selection.disks = registry->disks();
-  status = recoverBeforeAction(context, verb, *registry, selection.disks);
+  if (!selection) return context.refuse(selection.error());
+  if (request.all) *selection = registry->disks();
+  const int status = recoverBeforeAction(context, verb, *registry, *selection);
   if (verb.question) {
-    const auto names = namesToConfirm(verb, selection.disks, registry->disks());
+    const auto names = namesToConfirm(verb, *selection, registry->disks());
     if (!names.empty())
-      if (const auto refused = context.confirm(request.yes, verb.question + (" " + names)))
-        return *refused;
+      if (const auto agreed = context.confirm(request.yes, verb.question + (" " + names)); !agreed)
+        return agreed.error();
   }
   ActionQueue queue(context, verb, request);
-  for (const auto& disk : selection.disks) queue.add(*disk);
+  for (const auto& disk : *selection) queue.add(*disk);
   return combined(status, queue.run());
 }
 
@@ -342,8 +312,8 @@ std::string mountedText(const QVRamDisk& disk) {
                      settings::sizeText(disk.volSize()), settings::usedPercent(disk));
 }
 
-std::optional<Refusal> unlessMounted(const QVRamDisk& disk, QVRamDiskStatus status) {
-  if (status == QVRamDiskStatus_mounted) return std::nullopt;
+Allowed isMounted(const QVRamDisk& disk, QVRamDiskStatus status) {
+  if (status == QVRamDiskStatus_mounted) return {};
   if (status == QVRamDiskStatus_created)
     return Refusal{kActionFailed, nameOf(disk) + " is not mounted",
                    "'tarnvale remount' mounts it with its contents"};

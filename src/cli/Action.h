@@ -12,7 +12,6 @@
 // is refused or fails for does not keep the others. An interruption lets the running disk finish:
 // nobody dies in the middle of a save.
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,14 +26,14 @@ struct ActionVerb {
   const char* help;
   QVRamDiskAction action;
   QVRamDiskStatus statusAfterwards;  // of a disk on which the action succeeded
-  // Why the action is not started on a disk in this state. kActionFailed: the action has no meaning
-  // for it, and --all passes over it.
-  std::optional<Refusal> (*refusal)(const QVRamDisk& disk, QVRamDiskStatus status);
+  // Whether the action is started on a disk in this state. A refusal with kActionFailed: the action
+  // has no meaning for it, and --all passes over it.
+  Allowed (*check)(const QVRamDisk& disk, QVRamDiskStatus status);
   // What happened, without the name: "mounted at PATH".
   std::string (*result)(const QVRamDisk& disk);
   const char* question = nullptr;  // set: to be confirmed, "deleting the contents of"
-  // Set: why an action that reports no errors of its own has failed all the same.
-  std::optional<Refusal> (*fault)(const QVRamDisk& disk) = nullptr;
+  // Set: whether an action that reports no errors of its own has succeeded.
+  Allowed (*verify)(const QVRamDisk& disk) = nullptr;
   // Takes the volume from under the programs that use it: refused then, unless forced.
   bool unmounts = false;
 };
@@ -53,7 +52,7 @@ int runAction(Context& context, const ActionVerb& verb, const ActionRequest& req
 // "mounted at PATH (1 GB, 37 % used)"
 std::string mountedText(const QVRamDisk& disk);
 
-// The refusal of a disk that is not mounted.
-std::optional<Refusal> unlessMounted(const QVRamDisk& disk, QVRamDiskStatus status);
+// A disk that is not mounted is refused.
+Allowed isMounted(const QVRamDisk& disk, QVRamDiskStatus status);
 
 }  // namespace cli

@@ -10,7 +10,6 @@
 
 #include "cli/DiskNames.h"
 #include "cli/Output.h"
-#include "cli/Refusals.h"
 #include "cli/Registry.h"
 #include "cli/Verbs.h"
 #include "cli/Words.h"
@@ -34,7 +33,7 @@ std::optional<Enumeration> valueOf(const DiskOptions::Text& word, const Words<En
 }
 
 // The change that the options ask for, with what speaks against their words alone.
-std::optional<Refusal> readOptions(const DiskOptions& options, settings::Change& change) {
+Allowed readOptions(const DiskOptions& options, settings::Change& change) {
   change.kind = valueOf(options.kind, kindWords());
   change.simulator = options.simulator;
   change.name = options.name;
@@ -47,15 +46,15 @@ std::optional<Refusal> readOptions(const DiskOptions& options, settings::Change&
   change.atLogin = options.atLogin;
   change.measure = options.measure;
   if (options.size) change.size = settings::bytesFromText(*options.size);
-  if (!options.size || change.size) return std::nullopt;
+  if (!options.size || change.size) return {};
   return Refusal{kWrongUsage, "\"" + *options.size + "\" is not a size of a disk",
                  std::string(kSizeForms) + ", from 128M to 128G"};
 }
 
 // A path stands for the directory's name and the one above it, and keeps its contents.
-std::optional<Refusal> usePath(const std::string& given, DiskOptions& disk) {
+Allowed usePath(const std::string& given, DiskOptions& disk) {
   using platform::FileKind;
-  if (given.empty()) return std::nullopt;
+  if (given.empty()) return {};
   if (disk.name || disk.directory)
     return Refusal{kWrongUsage, "a path stands for both --name and --directory",
                    "leave these or the path out"};
@@ -70,16 +69,18 @@ std::optional<Refusal> usePath(const std::string& given, DiskOptions& disk) {
   disk.name = extensions::lastPathComponent(path);
   disk.directory = extensions::deletingLastPathComponent(path);
   if (!disk.backup && !disk.backupDir) disk.backup = backupWords().of(QVRamDiskBackupMode_Base);
-  return std::nullopt;
+  return {};
 }
 
-std::optional<Refusal> configure(QVRamDisk& disk, const DiskOptions& options,
-                                 const std::vector<QVRamDiskPtr>& all) {
+Allowed configure(QVRamDisk& disk, const DiskOptions& options,
+                  const std::vector<QVRamDiskPtr>& all) {
   settings::Change change;
-  if (auto refusal = readOptions(options, change)) return refusal;
-  if (const auto problem = settings::apply(disk, change)) return refusalOf(*problem);
-  if (const auto problem = settings::problemOfPlace(disk, all)) return refusalOf(*problem);
-  return refusalOf(settings::problemOfBackup(disk));
+  if (auto read = readOptions(options, change); !read) return read;
+  if (const auto applied = settings::apply(disk, change); !applied)
+    return refusalOf(applied.error());
+  if (const auto placed = settings::checkPlace(disk, all); !placed)
+    return refusalOf(placed.error());
+  return allowedBy(settings::checkBackup(disk));
 }
 
 std::string addedText(const QVRamDisk& disk) {
@@ -87,29 +88,18 @@ std::string addedText(const QVRamDisk& disk) {
          ", to be mounted at " + printable(settings::mountPathOf(disk));
 }
 
-std::optional<Refusal> refusalOfChange(const settings::Problem& problem) {
-  if (problem.reason != settings::Reason::Created) return refusalOf(problem);
-  return Refusal{kRefused,
-                 problem.subject +
-                     " is created; its kind, name, directory, size and format, and "
-                     "whether it is kept in its base, cannot change now",
-                 "eject it first with 'tarnvale eject'"};
-}
-
-std::optional<Refusal> changeDisk(QVRamDisk& disk, const DiskOptions& options,
-                                  const std::vector<QVRamDiskPtr>& all) {
+Allowed changeDisk(QVRamDisk& disk, const DiskOptions& options,
+                   const std::vector<QVRamDiskPtr>& all) {
   settings::Change change;
-  if (auto refusal = readOptions(options, change)) return refusal;
-  const auto problem = settings::change(disk, change, all);
-  return problem ? refusalOfChange(*problem) : std::nullopt;
+  if (auto read = readOptions(options, change); !read) return read;
+  return allowedBy(settings::change(disk, change, all));
 }
 
-std::optional<Refusal> refusalOfRemoving(const std::vector<QVRamDiskPtr>& disks,
-                                         const std::vector<QVRamDiskPtr>& all) {
+Allowed mayRemove(const std::vector<QVRamDiskPtr>& disks, const std::vector<QVRamDiskPtr>& all) {
   settings::DiskState state(all);
   for (const auto& disk : disks)
-    if (const auto problem = settings::problemOfRemoving(*disk, state)) return refusalOf(*problem);
-  return std::nullopt;
+    if (const auto may = settings::checkRemoving(*disk, state); !may) return refusalOf(may.error());
+  return {};
 }
 
 std::string namesWithBackup(const std::vector<QVRamDiskPtr>& disks) {
@@ -126,19 +116,18 @@ bool areSame(const std::vector<QVRamDiskPtr>& ones, const std::vector<QVRamDiskP
 }
 
 // The names may mean others since the user agreed.
-std::optional<Refusal> takeOut(const std::vector<QVRamDiskPtr>& agreed,
-                               const std::vector<std::string>& names, QVRamDiskEntries& entries) {
+Allowed takeOut(const std::vector<QVRamDiskPtr>& agreed, const std::vector<std::string>& names,
+                QVRamDiskEntries& entries) {
   const auto selection = selectDisks(entries.ramDisks(), names);
-  if (selection.refusal) return selection.refusal;
-  if (!areSame(selection.disks, agreed))
+  if (!selection) return selection.error();
+  if (!areSame(*selection, agreed))
     return Refusal{kActionFailed, "another program changed the list meanwhile", "try again"};
-  if (auto refused = refusalOfRemoving(selection.disks, entries.ramDisks())) return refused;
-  for (const auto& disk : selection.disks) entries.takeOut(disk);
-  return std::nullopt;
+  if (auto may = mayRemove(*selection, entries.ramDisks()); !may) return may;
+  for (const auto& disk : *selection) entries.takeOut(disk);
+  return {};
 }
 
-std::optional<Refusal> moveTo(std::int64_t position, const QVRamDiskPtr& disk,
-                              QVRamDiskEntries& entries) {
+Allowed moveTo(std::int64_t position, const QVRamDiskPtr& disk, QVRamDiskEntries& entries) {
   const auto count = static_cast<std::int64_t>(entries.ramDisks().size());
   if (position < 1 || position > count)
     return Refusal{kWrongUsage, fmt::format("there is no position {}", position),
@@ -147,22 +136,22 @@ std::optional<Refusal> moveTo(std::int64_t position, const QVRamDiskPtr& disk,
   // The registry counts gaps: behind its present place the disk itself lies before the gap.
   const auto index = position - 1;
   entries.setPositionIndex(index > current ? index + 1 : index, disk);
-  return std::nullopt;
+  return {};
 }
 
 }  // namespace
 
 int verbs::add(Context& context, const AddRequest& request) {
   DiskOptions options = request.disk;
-  if (const auto problem = usePath(request.path, options)) return context.refuse(*problem);
+  if (const auto used = usePath(request.path, options); !used) return context.refuse(used.error());
   Registry registry;
   QVRamDiskPtr disk;
-  const auto refused = registry.change(context, [&]() -> std::optional<Refusal> {
+  const auto changed = registry.change(context, [&]() -> Allowed {
     disk = registry.entries().addRamDisk();
-    if (!disk) return refusalOf(settings::Problem{.reason = settings::Reason::Full});
+    if (!disk) return refusalOf({.trouble = Trouble::Full});
     return configure(*disk, options, registry.disks());
   });
-  if (refused) return context.refuse(*refused);
+  if (!changed) return context.refuse(changed.error());
   if (disk->createAtLogin()) registry.entries().synchronizeHelper();
   context.say(addedText(*disk));
   return kDone;
@@ -171,49 +160,49 @@ int verbs::add(Context& context, const AddRequest& request) {
 int verbs::set(Context& context, const SetRequest& request) {
   Registry registry;
   QVRamDiskPtr disk;
-  const auto refused = registry.change(context, [&]() -> std::optional<Refusal> {
+  const auto changed = registry.change(context, [&]() -> Allowed {
     const auto selection = selectDisks(registry.disks(), {request.disk});
-    if (selection.refusal) return selection.refusal;
-    disk = selection.disks.front();
+    if (!selection) return selection.error();
+    disk = selection->front();
     return changeDisk(*disk, request.changes, registry.disks());
   });
-  if (refused) return context.refuse(*refused);
+  if (!changed) return context.refuse(changed.error());
   if (request.changes.atLogin) registry.entries().synchronizeHelper();
   context.say(printable(nameOf(*disk)) + ": changed");
   return kDone;
 }
 
 int verbs::remove(Context& context, const RemoveRequest& request) {
-  int status = kDone;
-  auto registry = openRegistry(context, status);
-  if (!registry) return status;
+  auto registry = openRegistry(context);
+  if (!registry) return registry.error();
   const auto selection = selectDisks(registry->disks(), request.names);
-  if (selection.refusal) return context.refuse(*selection.refusal);
-  if (const auto problem = refusalOfRemoving(selection.disks, registry->disks()))
-    return context.refuse(*problem);
-  const auto names = namesWithBackup(selection.disks);
+  if (!selection) return context.refuse(selection.error());
+  if (const auto may = mayRemove(*selection, registry->disks()); !may)
+    return context.refuse(may.error());
+  const auto names = namesWithBackup(*selection);
   if (!names.empty())
-    if (const auto refused = context.confirm(request.yes, "deleting the backup of " + names))
-      return *refused;
-  const auto refused = registry->change(
-      context, [&] { return takeOut(selection.disks, request.names, registry->entries()); });
-  if (refused) return context.refuse(*refused);
-  for (const auto& disk : selection.disks) disk->deleteBackupDirs();
+    if (const auto agreed = context.confirm(request.yes, "deleting the backup of " + names);
+        !agreed)
+      return agreed.error();
+  const auto changed = registry->change(
+      context, [&] { return takeOut(*selection, request.names, registry->entries()); });
+  if (!changed) return context.refuse(changed.error());
+  for (const auto& disk : *selection) disk->deleteBackupDirs();
   registry->entries().synchronizeHelper();
-  for (const auto& disk : selection.disks) context.say(printable(nameOf(*disk)) + ": removed");
+  for (const auto& disk : *selection) context.say(printable(nameOf(*disk)) + ": removed");
   return kDone;
 }
 
 int verbs::move(Context& context, const MoveRequest& request) {
   Registry registry;
   QVRamDiskPtr disk;
-  const auto refused = registry.change(context, [&]() -> std::optional<Refusal> {
+  const auto changed = registry.change(context, [&]() -> Allowed {
     const auto selection = selectDisks(registry.disks(), {request.disk});
-    if (selection.refusal) return selection.refusal;
-    disk = selection.disks.front();
+    if (!selection) return selection.error();
+    disk = selection->front();
     return moveTo(request.position, disk, registry.entries());
   });
-  if (refused) return context.refuse(*refused);
+  if (!changed) return context.refuse(changed.error());
   context.say(fmt::format("{}: now at position {}", printable(nameOf(*disk)), request.position));
   return kDone;
 }

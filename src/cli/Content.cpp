@@ -13,22 +13,22 @@
 namespace cli {
 namespace {
 
-std::optional<Refusal> syncRefusal(const QVRamDisk& disk, QVRamDiskStatus status) {
+Allowed maySync(const QVRamDisk& disk, QVRamDiskStatus status) {
   if (!settings::isKeptInBase(disk))
     return Refusal{kActionFailed, nameOf(disk) + " is not kept in the directory that it replaces",
                    "'tarnvale set " + nameOf(disk) + " --backup base' keeps it there"};
-  return unlessMounted(disk, status);
+  return isMounted(disk, status);
 }
 
 std::string syncResult(const QVRamDisk& disk) {
   return "saved to " + disk.savedBasePath().value_or("");
 }
 
-std::optional<Refusal> backupRefusal(const QVRamDisk& disk, QVRamDiskStatus status) {
+Allowed mayBackUp(const QVRamDisk& disk, QVRamDiskStatus status) {
   if (!disk.backupDirPath())
     return Refusal{kActionFailed, nameOf(disk) + " has no backup folder",
                    "'tarnvale set " + nameOf(disk) + " --backup support' gives it one"};
-  return unlessMounted(disk, status);
+  return isMounted(disk, status);
 }
 
 std::string backupResult(const QVRamDisk& disk) {
@@ -40,10 +40,9 @@ std::string cleanResult(const QVRamDisk& disk) {
 }
 
 // The engine only logs what it could not delete.
-std::optional<Refusal> cleanFault(const QVRamDisk& disk) {
+Allowed wasEmptied(const QVRamDisk& disk) {
   const auto names = platform::services().files->names(disk.path().value_or(""));
-  if (names && std::all_of(names->begin(), names->end(), QVRamDiskBackup::leavesAlone))
-    return std::nullopt;
+  if (names && std::all_of(names->begin(), names->end(), QVRamDiskBackup::leavesAlone)) return {};
   return Refusal{kActionFailed, nameOf(disk) + ": not everything could be deleted",
                  "'tarnvale --verbose clean' shows what and why"};
 }
@@ -55,22 +54,22 @@ std::vector<ActionVerb> verbs::content() {
            .help = "Save the contents for the directory that the disk replaces",
            .action = QVRamDiskActionSyncWithBase,
            .statusAfterwards = QVRamDiskStatus_mounted,
-           .refusal = syncRefusal,
+           .check = maySync,
            .result = syncResult},
           {.name = "backup",
            .help = "Save the contents to the disk's backup folder",
            .action = QVRamDiskActionBackup,
            .statusAfterwards = QVRamDiskStatus_mounted,
-           .refusal = backupRefusal,
+           .check = mayBackUp,
            .result = backupResult},
           {.name = "clean",
            .help = "Delete the contents of mounted disks",
            .action = QVRamDiskActionCleanUpFiles,
            .statusAfterwards = QVRamDiskStatus_mounted,
-           .refusal = unlessMounted,
+           .check = isMounted,
            .result = cleanResult,
            .question = "deleting the contents of",
-           .fault = cleanFault}};
+           .verify = wasEmptied}};
 }
 
 }  // namespace cli

@@ -57,15 +57,15 @@ void Context::say(std::string_view text) {
   if (!quiet) streams.out << text << std::endl;
 }
 
-std::optional<int> Context::confirm(bool yes, std::string_view what) {
-  if (yes) return std::nullopt;
+platform::Result<void, int> Context::confirm(bool yes, std::string_view what) {
+  if (yes) return {};
   if (!streams.inIsTerminal || !streams.errIsTerminal)
     return refuse(kWrongUsage, std::string(what) + " needs a confirmation", "add --yes");
   streams.err << printable(what) << "? [y/N] " << std::flush;
   std::string answer;
   std::getline(streams.in, answer);
   answer = extensions::trimmedWhitespaceAndNewlines(answer);
-  if (answer == "y" || answer == "Y" || answer == "yes") return std::nullopt;
+  if (answer == "y" || answer == "Y" || answer == "yes") return {};
   return refuse(kActionFailed, "nothing was changed");
 }
 

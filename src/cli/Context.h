@@ -3,10 +3,11 @@
 
 #include <functional>
 #include <istream>
-#include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
+
+#include "platform/Result.h"
 
 namespace cli {
 
@@ -41,6 +42,8 @@ struct Refusal {
   std::string todo;  // empty where there is nothing to advise
 };
 
+using Allowed = platform::Result<void, Refusal>;
+
 // The status of several disks together: the common one, or kActionFailed for different failures.
 inline int combined(int before, int now) {
   if (before == kDone || before == now) return now;
@@ -61,9 +64,9 @@ class Context {
   void say(std::string_view text);
 
   // Asks on the terminal; only "y" and "yes" agree. With --yes agrees at once. Without a terminal
-  // to ask on, refuses and says that --yes is needed; `what` names what would be done. nullopt:
-  // agreed.
-  std::optional<int> confirm(bool yes, std::string_view what);
+  // to ask on, refuses and says that --yes is needed; `what` names what would be done. The error
+  // is the status to end with.
+  platform::Result<void, int> confirm(bool yes, std::string_view what);
 
   Streams& streams;
   bool quiet = false;

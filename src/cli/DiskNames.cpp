@@ -59,16 +59,15 @@ Refusal unknown(const std::string& text) {
 std::string nameOf(const QVRamDisk& disk) { return disk.name().value_or(""); }
 
 Selection selectDisks(const Disks& all, const std::vector<std::string>& names) {
-  Selection selection;
+  Disks known;
   for (const auto& name : names) {
     const auto found = candidates(all, name);
-    if (found.empty()) return {{}, unknown(name)};
-    if (found.size() > 1) return {{}, ambiguous(name, found)};
-    const auto& known = selection.disks;
+    if (found.empty()) return unknown(name);
+    if (found.size() > 1) return ambiguous(name, found);
     if (std::find(known.begin(), known.end(), found.front()) == known.end())
-      selection.disks.push_back(found.front());
+      known.push_back(found.front());
   }
-  return selection;
+  return known;
 }
 
 }  // namespace cli

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,14 +8,11 @@
 
 namespace cli {
 
-struct Selection {
-  std::vector<QVRamDiskPtr> disks;  // in the order named, each once
-  std::optional<Refusal> refusal;   // then `disks` counts for nothing
-};
+using Selection = platform::Result<std::vector<QVRamDiskPtr>, Refusal>;
 
-// Finds disks by name, identifier or the beginning of either. A name as a whole goes before an
-// identifier as a whole and both before beginnings; identifiers ignore case. Several matches of
-// the same rank are refused.
+// Finds disks, in the order named and each once, by name, identifier or the beginning of either. A
+// name as a whole goes before an identifier as a whole and both before beginnings; identifiers
+// ignore case. Several matches of the same rank are refused.
 Selection selectDisks(const std::vector<QVRamDiskPtr>& all, const std::vector<std::string>& names);
 
 // The name, for messages.

@@ -1,7 +1,7 @@
 // A disk's life: made, mounted again, made anew, given back.
 
 #include "cli/DiskNames.h"
-#include "cli/Refusals.h"
+#include "cli/Registry.h"
 #include "cli/Verbs.h"
 #include "platform/Services.h"
 #include "settings/DiskState.h"
@@ -10,7 +10,7 @@
 namespace cli {
 namespace {
 
-std::optional<Refusal> createRefusal(const QVRamDisk& disk, QVRamDiskStatus status) {
+Allowed mayCreate(const QVRamDisk& disk, QVRamDiskStatus status) {
   if (status == QVRamDiskStatus_mounted)
     return Refusal{kActionFailed,
                    nameOf(disk) + " is already mounted at " + disk.path().value_or(""),
@@ -18,7 +18,7 @@ std::optional<Refusal> createRefusal(const QVRamDisk& disk, QVRamDiskStatus stat
   if (status == QVRamDiskStatus_created)
     return Refusal{kActionFailed, nameOf(disk) + " is created already and only not mounted",
                    "'tarnvale remount' mounts it with its contents"};
-  return refusalOf(settings::problemOfCreation(disk));
+  return allowedBy(settings::checkCreation(disk));
 }
 
 // The contents are saved from where the volume is mounted.
@@ -26,9 +26,9 @@ bool savesContents(const QVRamDisk& disk) {
   return settings::isKeptInBase(disk) || disk.backupDirPath();
 }
 
-std::optional<Refusal> ejectRefusal(const QVRamDisk& disk, QVRamDiskStatus status) {
-  if (status == QVRamDiskStatus_mounted) return std::nullopt;
-  if (status == QVRamDiskStatus_created && !savesContents(disk)) return std::nullopt;
+Allowed mayEject(const QVRamDisk& disk, QVRamDiskStatus status) {
+  if (status == QVRamDiskStatus_mounted) return {};
+  if (status == QVRamDiskStatus_created && !savesContents(disk)) return {};
   if (status == QVRamDiskStatus_created)
     return Refusal{kRefused,
                    nameOf(disk) + " is not mounted, so that its contents could not be saved",
@@ -39,18 +39,18 @@ std::optional<Refusal> ejectRefusal(const QVRamDisk& disk, QVRamDiskStatus statu
 std::string ejectResult(const QVRamDisk&) { return "ejected"; }
 
 // Where only the system can mount, mounting goes with erasing.
-std::optional<Refusal> erasure(const QVRamDisk& disk) {
+Allowed staysWhole(const QVRamDisk& disk) {
   const auto& services = platform::services();
   if (disk.mountDirectory() || services.files->isWritable(services.places->volumesDirectory()))
-    return std::nullopt;
+    return {};
   return Refusal{kActionFailed,
                  nameOf(disk) + " would be erased, because only the system can mount it in " +
                      services.places->volumesDirectory(),
                  "'tarnvale eject' gives its memory back"};
 }
 
-std::optional<Refusal> remountRefusal(const QVRamDisk& disk, QVRamDiskStatus status) {
-  if (status == QVRamDiskStatus_created) return erasure(disk);
+Allowed mayRemount(const QVRamDisk& disk, QVRamDiskStatus status) {
+  if (status == QVRamDiskStatus_created) return staysWhole(disk);
   if (status == QVRamDiskStatus_mounted)
     return Refusal{kActionFailed,
                    nameOf(disk) + " is already mounted at " + disk.path().value_or(""),
@@ -67,26 +67,26 @@ std::vector<ActionVerb> verbs::life() {
            .help = "Create disks, fill and mount them",
            .action = QVRamDiskActionCreate,
            .statusAfterwards = QVRamDiskStatus_mounted,
-           .refusal = createRefusal,
+           .check = mayCreate,
            .result = mountedText},
           {.name = "eject",
            .help = "Save what is to be kept and give the memory back",
            .action = QVRamDiskActionEject,
            .statusAfterwards = QVRamDiskStatus_notCreated,
-           .refusal = ejectRefusal,
+           .check = mayEject,
            .result = ejectResult,
            .unmounts = true},
           {.name = "remount",
            .help = "Mount disks that were only unmounted, with their contents",
            .action = QVRamDiskActionRemount,
            .statusAfterwards = QVRamDiskStatus_mounted,
-           .refusal = remountRefusal,
+           .check = mayRemount,
            .result = mountedText},
           {.name = "rebuild",
            .help = "Eject disks and create them anew with their present settings",
            .action = QVRamDiskActionRebuild,
            .statusAfterwards = QVRamDiskStatus_mounted,
-           .refusal = unlessMounted,
+           .check = isMounted,
            .result = rebuildResult,
            .unmounts = true}};
 }

@@ -134,14 +134,13 @@ int printMenu(Context& context, const MenuRequest& request, const QVRamDiskPtr& 
 }  // namespace
 
 int verbs::menu(Context& context, const MenuRequest& request) {
-  int status = kDone;
-  const auto registry = openRegistry(context, status);
-  if (!registry) return status;
+  auto registry = openRegistry(context);
+  if (!registry) return registry.error();
   std::vector<std::string> names;
   if (!request.open.empty()) names.push_back(request.open);
   const auto selection = selectDisks(registry->disks(), names);
-  if (selection.refusal) return context.refuse(*selection.refusal);
-  const auto disk = selection.disks.empty() ? nullptr : selection.disks.front();
+  if (!selection) return context.refuse(selection.error());
+  const auto disk = selection->empty() ? nullptr : selection->front();
   return request.picture.empty() ? printMenu(context, request, disk)
                                  : drawMenu(context, request, disk);
 }

@@ -16,7 +16,7 @@ namespace {
 struct DiskRecovery {
   QVRamDiskPtr disk;
   std::vector<RecoveryFinding> findings;
-  std::optional<Refusal> failure;  // then the last finding may not be put right
+  Allowed outcome;  // when it failed the last finding may not be put right
 };
 
 // Puts one disk right and saves its record when that changed anything.
@@ -27,11 +27,11 @@ DiskRecovery recoverDisk(Registry& registry, const QVRamDiskPtr& disk) {
   error = nullptr;                                                // the recovery says so itself
   recovery.findings = recoverCutOffActions(disk, error);
   if (error)
-    recovery.failure = Refusal{kActionFailed, nameOf(*disk) + ": " + extensions::errorText(*error),
+    recovery.outcome = Refusal{kActionFailed, nameOf(*disk) + ": " + extensions::errorText(*error),
                                "what an action left that was cut off is not put right yet"};
   if (recovery.findings.empty()) return recovery;
-  const auto unwritten = registry.saveStateOf(disk);
-  if (unwritten && !recovery.failure) recovery.failure = unwritten;
+  auto saved = registry.saveStateOf(disk);
+  if (recovery.outcome) recovery.outcome = std::move(saved);
   return recovery;
 }
 
@@ -51,7 +51,7 @@ void writeText(Context& context, const DiskRecovery& recovery) {
   const std::string name = printable(nameOf(*recovery.disk));
   for (const RecoveryFinding& finding : recovery.findings)
     context.say(name + ": " + printable(finding.text));
-  if (recovery.findings.empty() && !recovery.failure) context.say(name + ": nothing to put right");
+  if (recovery.findings.empty() && recovery.outcome) context.say(name + ": nothing to put right");
 }
 
 void writeFinding(JsonWriter& json, const RecoveryFinding& finding) {
@@ -63,7 +63,6 @@ void writeFinding(JsonWriter& json, const RecoveryFinding& finding) {
 }
 
 void writeRecovery(JsonWriter& json, const DiskRecovery& recovery) {
-  const auto& failure = recovery.failure;
   json.beginObject();
   json.member("name", recovery.disk->name());
   json.member("identifier", recovery.disk->identifier());
@@ -71,7 +70,8 @@ void writeRecovery(JsonWriter& json, const DiskRecovery& recovery) {
   json.beginArray();
   for (const RecoveryFinding& finding : recovery.findings) writeFinding(json, finding);
   json.endArray();
-  json.member("error", failure ? std::optional(failure->what) : std::nullopt);
+  json.member("error",
+              recovery.outcome ? std::nullopt : std::optional(recovery.outcome.error().what));
   json.endObject();
 }
 
@@ -85,7 +85,7 @@ class RecoveryReport {
   void add(const DiskRecovery& recovery) {
     foundAny_ = foundAny_ || !recovery.findings.empty();
     asJson_ ? writeRecovery(json_, recovery) : writeText(context_, recovery);
-    if (recovery.failure) status_ = combined(status_, context_.refuse(*recovery.failure));
+    if (!recovery.outcome) status_ = combined(status_, context_.refuse(recovery.outcome.error()));
   }
 
   int end(bool dryRun) {
@@ -114,8 +114,9 @@ int recoverBeforeAction(Context& context, const ActionVerb& verb, Registry& regi
     if (isLeftToTheAction(verb, *disk, registry)) return false;
     const DiskRecovery recovery = recoverDisk(registry, disk);
     warnOf(context, recovery);
-    if (recovery.failure) status = combined(status, context.refuse(*recovery.failure));
-    return recovery.failure.has_value();
+    if (recovery.outcome) return false;
+    status = combined(status, context.refuse(recovery.outcome.error()));
+    return true;
   };
   std::erase_if(disks, isNotReady);
   if (!interruption.noted()) return status;
@@ -128,15 +129,14 @@ int verbs::recover(Context& context, const RecoverRequest& request) {
     return context.refuse(kWrongUsage,
                           request.all ? "--all goes without names" : "no disk is named",
                           "write 'tarnvale recover DISK...' or 'tarnvale recover --all'");
-  int status = kDone;
-  auto registry = openRegistry(context, status);
-  if (!registry) return status;
+  auto registry = openRegistry(context);
+  if (!registry) return registry.error();
   auto selection = selectDisks(registry->disks(), request.names);
-  if (selection.refusal) return context.refuse(*selection.refusal);
-  if (request.all) selection.disks = registry->disks();
+  if (!selection) return context.refuse(selection.error());
+  if (request.all) *selection = registry->disks();
   const Interruption interruption;
   RecoveryReport report(context, request.json);
-  for (const auto& disk : selection.disks) {
+  for (const auto& disk : *selection) {
     if (interruption.noted())
       report.add({disk, {}, Refusal{kActionFailed, "interrupted before " + nameOf(*disk), {}}});
     else

@@ -1,8 +1,43 @@
 #include "cli/Registry.h"
 
-#include "cli/Refusals.h"
+#include "cli/Words.h"
 
 namespace cli {
+namespace {
+
+ExitStatus statusOf(Trouble trouble) {
+  switch (trouble) {
+    case Trouble::SimulatorOfOtherKind:
+    case Trouble::PlaceOfPreset:
+    case Trouble::BackupDirectoryUnused:
+    case Trouble::BackupDirectoryUnspecified:
+      return kWrongUsage;  // what was asked for does not go together
+    case Trouble::RegistryWithoutFolder:
+    case Trouble::RegistryUnreadable:
+    case Trouble::RegistryUnwritable:
+    case Trouble::RegistryBusy:
+      return kActionFailed;
+    case Trouble::Gone:
+      return kNoSuchDisk;
+    default:
+      return kRefused;
+  }
+}
+
+bool isAboutKind(Trouble trouble) {
+  return trouble == Trouble::KindNotInstalled || trouble == Trouble::KindUnusable ||
+         trouble == Trouble::PlaceOfPreset;
+}
+
+}  // namespace
+
+Refusal refusalOf(const settings::Problem& problem) {
+  TroubleFacts facts = problem.facts;
+  if (isAboutKind(problem.trouble))
+    facts.text = kindWords().of(static_cast<QVRamDiskType>(problem.kind));
+  auto [what, todo] = commandSentence(problem.trouble, facts);
+  return {statusOf(problem.trouble), std::move(what), std::move(todo)};
+}
 
 void Registry::warnOfDamage(Context& context) {
   const bool damaged = registry_.isPartlyDamaged();
@@ -12,41 +47,34 @@ void Registry::warnOfDamage(Context& context) {
   warned_ = warned_ || damaged;
 }
 
-std::optional<Refusal> Registry::loaded(Context& context,
-                                        const std::optional<settings::Problem>& problem) {
-  if (!problem) warnOfDamage(context);
-  return refusalOf(problem);
+Allowed Registry::loaded(Context& context, const settings::Outcome& outcome) {
+  if (outcome) warnOfDamage(context);
+  return allowedBy(outcome);
 }
 
-std::optional<Refusal> Registry::load(Context& context) {
-  return loaded(context, registry_.load());
-}
+Allowed Registry::load(Context& context) { return loaded(context, registry_.load()); }
 
-std::optional<Refusal> Registry::loadSettled(Context& context) {
-  return loaded(context, registry_.loadSettled());
-}
+Allowed Registry::loadSettled(Context& context) { return loaded(context, registry_.loadSettled()); }
 
-std::optional<Refusal> Registry::change(Context& context,
-                                        const std::function<std::optional<Refusal>()>& edit) {
-  std::optional<Refusal> refused;
-  const auto problem = registry_.change([&]() -> std::optional<settings::Problem> {
+// The refusal of an edit is the command's own, which the registry need only know to stop.
+Allowed Registry::change(Context& context, const std::function<Allowed()>& edit) {
+  Allowed edited;
+  const auto changed = registry_.change([&]() -> settings::Outcome {
     warnOfDamage(context);
-    refused = edit();
-    return refused ? std::optional(settings::Problem{}) : std::nullopt;
+    edited = edit();
+    return edited ? settings::Outcome() : settings::Problem{};
   });
-  return refused ? refused : refusalOf(problem);
+  return edited ? allowedBy(changed) : edited;
 }
 
-std::optional<Refusal> Registry::saveStateOf(const QVRamDiskPtr& disk) {
-  return refusalOf(registry_.saveStateOf(disk));
+Allowed Registry::saveStateOf(const QVRamDiskPtr& disk) {
+  return allowedBy(registry_.saveStateOf(disk));
 }
 
-std::optional<Registry> openRegistry(Context& context, int& status) {
+platform::Result<Registry, int> openRegistry(Context& context) {
   Registry registry;
-  const auto refusal = registry.load(context);
-  if (!refusal) return registry;
-  status = context.refuse(*refusal);
-  return std::nullopt;
+  if (const auto loaded = registry.load(context); !loaded) return context.refuse(loaded.error());
+  return registry;
 }
 
 }  // namespace cli

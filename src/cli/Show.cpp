@@ -193,9 +193,8 @@ void writeKindsJson(std::ostream& out) {
 }  // namespace
 
 int verbs::list(Context& context, const ListRequest& request) {
-  int status = kDone;
-  auto registry = openRegistry(context, status);
-  if (!registry) return status;
+  auto registry = openRegistry(context);
+  if (!registry) return registry.error();
   auto& out = context.streams.out;
   settings::DiskState state(registry->disks());
   if (request.json) {
@@ -214,17 +213,16 @@ int verbs::list(Context& context, const ListRequest& request) {
 int verbs::show(Context& context, const ShowRequest& request) {
   if (request.names.empty() != request.all)
     return context.refuse(kWrongUsage, "name the disks to show or give --all", {});
-  int status = kDone;
-  auto registry = openRegistry(context, status);
-  if (!registry) return status;
+  auto registry = openRegistry(context);
+  if (!registry) return registry.error();
   auto selection = selectDisks(registry->disks(), request.names);
-  if (selection.refusal) return context.refuse(*selection.refusal);
-  if (request.all) selection.disks = registry->disks();
+  if (!selection) return context.refuse(selection.error());
+  if (request.all) *selection = registry->disks();
   settings::DiskState state(registry->disks());
   if (request.json) {
-    writeDisksJson(context.streams.out, selection.disks, state);
+    writeDisksJson(context.streams.out, *selection, state);
   } else {
-    writeFacts(context.streams.out, selection.disks, state);
+    writeFacts(context.streams.out, *selection, state);
   }
   context.streams.out.flush();
   return kDone;

@@ -1,6 +1,5 @@
 // What holds for the program as a whole. Without a state the switch is only told.
 
-#include "cli/Refusals.h"
 #include "cli/Registry.h"
 #include "cli/Verbs.h"
 #include "settings/Edits.h"
@@ -16,27 +15,26 @@ std::string menuBarText(const QVRamDiskEntries& entries) {
 }  // namespace
 
 int verbs::menuBar(Context& context, const MenuBarRequest& request) {
-  int status = kDone;
-  auto registry = openRegistry(context, status);
-  if (!registry) return status;
+  auto registry = openRegistry(context);
+  if (!registry) return registry.error();
   std::optional<bool> show;
   std::optional<bool> atLogin;
   if (!request.state.empty()) show = request.state == "on";
   if (request.atLogin || request.notAtLogin) atLogin = request.atLogin;
   if (show || atLogin)
-    if (const auto problem = settings::setMenuBar(registry->room(), show, atLogin))
-      return context.refuse(refusalOf(*problem));
+    if (const auto set = settings::setMenuBar(registry->room(), show, atLogin); !set)
+      return context.refuse(refusalOf(set.error()));
   context.say(menuBarText(registry->entries()));
   return kDone;
 }
 
 int verbs::sessionSave(Context& context, const SessionSaveRequest& request) {
-  int status = kDone;
-  auto registry = openRegistry(context, status);
-  if (!registry) return status;
+  auto registry = openRegistry(context);
+  if (!registry) return registry.error();
   if (!request.state.empty())
-    if (const auto problem = settings::setSaveAtSessionEnd(registry->room(), request.state == "on"))
-      return context.refuse(refusalOf(*problem));
+    if (const auto set = settings::setSaveAtSessionEnd(registry->room(), request.state == "on");
+        !set)
+      return context.refuse(refusalOf(set.error()));
   context.say(std::string("saving at the session's end ") +
               (registry->entries().saveAtSessionEnd() ? "on" : "off"));
   return kDone;

@@ -2,7 +2,6 @@
 
 #include "core/Identifiers.h"
 #include "core/QVError.h"
-#include "core/QVLocalized.h"
 #include "core/QVLog.h"
 #include "extensions/PathExtension.h"
 #include "kinds/Presets.h"
@@ -13,6 +12,13 @@ namespace {
 std::optional<std::string> pathOfApplicationOfType(QVRamDiskType type) {
   const auto facts = kinds::factsOfType(type);
   return facts ? kinds::applicationPath(facts->application) : std::nullopt;
+}
+
+// What the first running copy is called.
+std::optional<std::string> nameOfRunning(const std::string& bundleIdentifier) {
+  const auto running = platform::services().applications->running(bundleIdentifier);
+  if (running.empty()) return std::nullopt;
+  return running.front().localizedName.value_or(running.front().bundleIdentifier);
 }
 
 }  // namespace
@@ -42,15 +48,10 @@ std::optional<std::string> QVRamDiskManager::appSupportPath() {
 
 bool QVRamDiskManager::hasRunningApplication(const std::optional<std::string>& bundleIdentifier,
                                              Message* message) {
-  const auto running = platform::services().applications->running(bundleIdentifier.value_or(""));
+  const auto running = nameOfRunning(bundleIdentifier.value_or(""));
   if (message) message->reset();
-  if (running.empty()) return false;
-  if (!message) return true;
-  const auto& first = running.front();
-  *message =
-      QVLocalizedFormat("%@ is running", {first.localizedName.value_or(first.bundleIdentifier)},
-                        "QVRamDiskLocalizable");
-  return true;
+  if (running && message) *message = whatHappened(Trouble::ApplicationRunning, {.text = *running});
+  return running.has_value();
 }
 
 bool QVRamDiskManager::hasRunningAppForType(QVRamDiskType type, Message* message) {
@@ -59,6 +60,15 @@ bool QVRamDiskManager::hasRunningAppForType(QVRamDiskType type, Message* message
   for (const auto& identifier : facts->application.runningIdentifiers)
     if (hasRunningApplication(identifier, message)) return true;
   return false;
+}
+
+Checked QVRamDiskManager::checkApplication(QVRamDiskType type) {
+  const auto facts = kinds::factsOfType(type);
+  if (!facts) return {};
+  for (const auto& identifier : facts->application.runningIdentifiers)
+    if (auto running = nameOfRunning(identifier))
+      return Hindrance{Trouble::ApplicationRunning, {.text = *std::move(running)}};
+  return {};
 }
 
 std::optional<std::string> QVRamDiskManager::favoriteXcodePath() {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "core/QVRamDiskTypes.h"
+#include "core/Trouble.h"
 #include "platform/Canvas.h"
 
 // What a kind of RAM disk takes on this machine. The texts and the size are there only with status
@@ -37,6 +38,7 @@ class QVRamDiskManager {
   static bool hasRunningApplication(const std::optional<std::string>& bundleIdentifier,
                                     Message* message);
   static bool hasRunningAppForType(QVRamDiskType type, Message* message);
+  static Checked checkApplication(QVRamDiskType type);
 
   static std::optional<std::string> favoriteXcodePath();
   static std::optional<std::string> favoriteSafariPath();
@@ -44,8 +46,20 @@ class QVRamDiskManager {
   static std::optional<std::string> favoriteChromeAppPath();
   static std::optional<std::string> favoriteOperaAppPath();
 
-  // --- Validation (QVRamDiskValidation.cpp). NO comes with a localised message.
+  // --- Validation (QVRamDiskValidation.cpp). The first fault decides.
 
+  // All that a creation checks, in its order: the application, the name, the size, the directory,
+  // the memory.
+  static Checked checkCreation(const std::optional<std::string>& name, std::uint64_t size,
+                               QVRamDiskType type,
+                               const std::optional<std::string>& mountDirectory);
+  static Checked checkName(const std::optional<std::string>& name);
+  static Checked checkSize(std::uint64_t size);
+  static Checked checkMountDirectory(const std::optional<std::string>& directory,
+                                     const std::optional<std::string>& name, QVRamDiskType type);
+  static Checked checkMemory(std::uint64_t size);
+
+  // The same with the localised message of what was found.
   static bool canCreateWithName(const std::optional<std::string>& name, std::uint64_t size,
                                 QVRamDiskType type,
                                 const std::optional<std::string>& mountDirectory, Message& message);

@@ -3,7 +3,6 @@
 #include <vector>
 
 #include "core/QVError.h"
-#include "core/QVHelpers.h"
 #include "core/QVLocalized.h"
 #include "core/QVLog.h"
 #include "extensions/PathExtension.h"
@@ -14,6 +13,7 @@
 #include "system/Kept.h"
 #include "system/QVFunctions.h"
 #include "system/QVMacInfo.h"
+#include "system/QVRamDiskFunctions.h"
 
 namespace {
 
@@ -29,14 +29,6 @@ constexpr std::uint64_t kLargest = 128'000'000'000;
 constexpr std::uint64_t kSmallMachine = 4ULL << 30U;
 constexpr std::uint64_t kSmallReserve = 256'000'000;
 constexpr std::uint64_t kReserve = 1'024'000'000;
-
-bool refused(std::string_view key, Message& message) {
-  return QV_ReturnNoWithMessage(QVLocalized(key, kTable), &message);
-}
-
-bool fitsInMemory(std::uint64_t size) {
-  return size + QVRamDiskManager::memoryReserve() <= QVMacInfo::physicalMemory();
-}
 
 struct Rules {
   std::vector<std::string> system;
@@ -90,30 +82,33 @@ bool isOnLocalVolume(const std::string& directory) {
 }
 
 // Why nothing can be mounted in the directory for what it is.
-std::optional<std::string_view> faultOfDirectory(const std::string& directory) {
+Checked checkDirectory(const std::string& directory) {
   switch (platform::services().files->kind(directory)) {
     case platform::FileKind::Missing:
-      return "The mount directory does not exist.";
+      return Hindrance{Trouble::DirectoryMissing};
     case platform::FileKind::Other:
-      return "The mount directory is not a directory.";
+      return Hindrance{Trouble::DirectoryIsNone};
     case platform::FileKind::Directory:
       break;
   }
-  if (!isOnLocalVolume(directory)) return "The mount directory is not local.";
-  return std::nullopt;
+  if (!isOnLocalVolume(directory)) return Hindrance{Trouble::DirectoryNotLocal};
+  return {};
 }
 
 // Why nothing can be mounted there for where it lies.
-std::optional<std::string_view> faultOfPlace(const std::string& directory,
-                                             const std::string& name) {
+Checked checkPlace(const std::string& directory, const std::string& name) {
   const std::string mountPath = extensions::appendingPathComponent(directory, name);
   const auto& places = platform::services().places;
-  if (isSystemDirectory(mountPath)) return "The mount directory can not be a system directory.";
-  if (directory == places->usersDirectory()) return "The mount directory can not be /Users.";
-  if (directory == places->volumesDirectory()) return "The mount directory can not be /Volumes.";
-  if (isKeptLibraryDirectory(mountPath))
-    return "The mount directory can not be a library sub directory.";
-  return std::nullopt;
+  if (isSystemDirectory(mountPath)) return Hindrance{Trouble::DirectoryOfSystem};
+  if (directory == places->usersDirectory()) return Hindrance{Trouble::DirectoryOfUsers};
+  if (directory == places->volumesDirectory()) return Hindrance{Trouble::DirectoryOfVolumes};
+  if (isKeptLibraryDirectory(mountPath)) return Hindrance{Trouble::DirectoryInLibrary};
+  return {};
+}
+
+bool isPassed(const Checked& check, Message& message) {
+  if (!check) message = whatHappened(check.error().trouble, check.error().facts);
+  return static_cast<bool>(check);
 }
 
 std::string_view keyOfCreation(QVRamDiskActionInfo info) {
@@ -166,31 +161,56 @@ std::uint64_t QVRamDiskManager::memoryReserve() {
   return QVMacInfo::physicalMemory() <= kSmallMachine ? kSmallReserve : kReserve;
 }
 
+Checked QVRamDiskManager::checkName(const OptionalText& name) {
+  if (!name || extensions::trimmedWhitespace(*name).empty()) return Hindrance{Trouble::NameMissing};
+  if (!QVFunctions::isLegalFilename(name)) return Hindrance{Trouble::NameIllegal};
+  return {};
+}
+
+Checked QVRamDiskManager::checkSize(std::uint64_t size) {
+  if (size < kSmallest || size > kLargest) return Hindrance{Trouble::SizeWrong};
+  return {};
+}
+
+Checked QVRamDiskManager::checkMountDirectory(const OptionalText& directory,
+                                              const OptionalText& name, QVRamDiskType type) {
+  if (type != QVRamDiskType_Default) return {};
+  if (!directory || !name) return Hindrance{Trouble::DirectoryUnspecified};
+  if (auto is = checkDirectory(*directory); !is) return is;
+  if (auto lies = checkPlace(*directory, *name); !lies) return lies;
+  if (!platform::services().files->isWritable(*directory))
+    return Hindrance{Trouble::DirectoryReadOnly};
+  return {};
+}
+
+Checked QVRamDiskManager::checkMemory(std::uint64_t size) {
+  const auto memory = QVMacInfo::physicalMemory();
+  if (size + memoryReserve() <= memory) return {};
+  const auto counted = static_cast<std::int64_t>(memory);
+  return Hindrance{Trouble::MemoryShort,
+                   {.text = QVText(QVRamDiskFunctions::stringFromBytesWithBin1000Style(counted))}};
+}
+
+Checked QVRamDiskManager::checkCreation(const OptionalText& name, std::uint64_t size,
+                                        QVRamDiskType type, const OptionalText& mountDirectory) {
+  if (auto idle = checkApplication(type); !idle) return idle;
+  if (auto named = checkName(name); !named) return named;
+  if (auto sized = checkSize(size); !sized) return sized;
+  if (mountDirectory)
+    if (auto placed = checkMountDirectory(mountDirectory, name, type); !placed) return placed;
+  return checkMemory(size);
+}
+
 bool QVRamDiskManager::canCreateWithName(const OptionalText& name, std::uint64_t size,
                                          QVRamDiskType type, const OptionalText& mountDirectory,
                                          Message& message) {
   message.reset();
-  if (hasRunningAppForType(type, &message)) return false;
-  if (!name || extensions::trimmedWhitespace(*name).empty())
-    return refused("Please, specify a name of RamDisk", message);
-  if (!QVFunctions::isLegalFilename(name))
-    return refused("The name contains invalid character.", message);
-  if (size < kSmallest || size > kLargest)
-    return refused("Please, specify a correct size of RamDisk", message);
-  if (mountDirectory && !canUseMountDirectory(mountDirectory, name, type, message)) return false;
-  if (!fitsInMemory(size)) return refused("Insuffisant computer memory", message);
-  return true;
+  return isPassed(checkCreation(name, size, type, mountDirectory), message);
 }
 
 bool QVRamDiskManager::canUseMountDirectory(const OptionalText& directory, const OptionalText& name,
                                             QVRamDiskType type, Message& message) {
-  if (type != QVRamDiskType_Default) return true;
-  if (!directory || !name) return refused("The mount directory is not specified.", message);
-  if (const auto fault = faultOfDirectory(*directory)) return refused(*fault, message);
-  if (const auto fault = faultOfPlace(*directory, *name)) return refused(*fault, message);
-  if (!platform::services().files->isWritable(*directory))
-    return refused("The mount directory is not writable.", message);
-  return true;
+  return isPassed(checkMountDirectory(directory, name, type), message);
 }
 
 std::optional<std::string> QVRamDiskManager::displayStringFromAction(QVRamDiskAction action,

@@ -89,17 +89,15 @@ class QVRamDiskEntries : public QVRamDiskDelegate,
   // Changes the list and the file in one go: under the file's lock the list is read anew, changed
   // by `edit` and written; with NO from the edit nothing is. After a failure the list may hold what
   // the file does not; nothing was read when the lock could not be had.
-  std::optional<RegistryFailure> changeFile(
-      const std::function<bool()>& edit,
-      std::chrono::milliseconds patience = RegistryLock::kPatience);
+  Checked changeFile(const std::function<bool()>& edit,
+                     std::chrono::milliseconds patience = RegistryLock::kPatience);
 
   // Puts what these records were observed to be into the file, and nothing else of them: what
   // others changed there stays, and so do the records of this list. Those whose state could not be
   // saved are kept for the next call; while another program keeps the file locked the refresh
   // tries again, without waiting.
-  std::optional<RegistryFailure> saveStatesOf(
-      const std::vector<QVRamDiskPtr>& observed,
-      std::chrono::milliseconds patience = RegistryLock::kPatience);
+  Checked saveStatesOf(const std::vector<QVRamDiskPtr>& observed,
+                       std::chrono::milliseconds patience = RegistryLock::kPatience);
 
   // Writes the list as it stands over that of the file: for a list that nobody else changes.
   // What the present file holds and cannot be read is kept beside it first.

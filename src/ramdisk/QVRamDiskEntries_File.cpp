@@ -7,6 +7,8 @@
 
 namespace {
 
+using namespace std::chrono_literals;
+
 bool matches(const QVRamDisk& ramDisk, const QVDeviceListEntry& entry) {
   if (!entry.mountPoint) return false;
   if (ramDisk.uuid() && ramDisk.uuid() == entry.uuid) return true;
@@ -37,6 +39,15 @@ void findVolume(const QVRamDiskPtr& ramDisk, const Devices& devices) {
   if (ramDisk->identifier()) infos["identifier"] = *ramDisk->identifier();
   if (!QVRamDiskDevice::setExtendedRamDiskInfos(infos, found->mountPoint))
     QVLogError("QVRamDiskEntries", "setExtendedRamDiskInfos==NO mountPoint:{}", *found->mountPoint);
+}
+
+Checked changeDefaultFile(
+    const std::function<bool(RegistryFile&, std::optional<RegistryContents>&)>& edit,
+    std::chrono::milliseconds patience) {
+  const auto path = RegistryFile::defaultPath();
+  if (!path) return Hindrance{Trouble::RegistryWithoutFolder};
+  RegistryFile file(*path);
+  return file.change([&](auto& contents) { return edit(file, contents); }, patience);
 }
 
 }  // namespace
@@ -85,4 +96,56 @@ void QVRamDiskEntries::takeOver(const std::optional<RegistryContents>& contents,
   showInMenuBar_ = contents->showInMenuBar;
   showInMenuBarAtLogin_ = contents->showInMenuBarAtLogin;
   saveAtSessionEnd_ = contents->saveAtSessionEnd;
+}
+
+RegistryContents QVRamDiskEntries::contents() const {
+  return {ramDisks_, showInMenuBar_, showInMenuBarAtLogin_, saveAtSessionEnd_};
+}
+
+Checked QVRamDiskEntries::changeFile(const std::function<bool()>& edit,
+                                     std::chrono::milliseconds patience) {
+  return changeDefaultFile(
+      [&](const RegistryFile& file, auto& contents) {
+        takeOver(contents, file.isDamaged(), {});
+        if (!edit()) return false;
+        contents = this->contents();
+        return true;
+      },
+      patience);
+}
+
+bool QVRamDiskEntries::writeRamDisksToDefaultLocation() {
+  const auto path = RegistryFile::defaultPath();
+  return path && RegistryFile(*path).write(contents());
+}
+
+// Where the file is gone or cannot be read, this list is the best there is.
+void QVRamDiskEntries::putStates(std::optional<RegistryContents>& contents) const {
+  if (!contents) contents = this->contents();
+  for (const auto& ramDisk : unsaved_) putState(contents->ramDisks, ramDisk);
+}
+
+Checked QVRamDiskEntries::saveStatesOf(const std::vector<QVRamDiskPtr>& observed,
+                                       std::chrono::milliseconds patience) {
+  unsaved_.insert(unsaved_.end(), observed.begin(), observed.end());
+  if (unsaved_.empty()) return {};
+  auto saved = changeDefaultFile(
+      [&](const RegistryFile&, auto& contents) {
+        putStates(contents);
+        return true;
+      },
+      patience);
+  const bool wasWaiting = isWaitingForFile_;
+  isWaitingForFile_ = !saved && saved.error().trouble == Trouble::RegistryBusy;
+  if (saved) unsaved_.clear();
+  if (isWaitingForFile_ && !wasWaiting)
+    QVLogError("QVRamDiskEntries",
+               "another program keeps {} locked; the list is saved when it lets go",
+               saved.error().facts.path);
+  return saved;
+}
+
+// Others were told of the action's end before its state was there.
+void QVRamDiskEntries::saveStatesAtLast() {
+  if (saveStatesOf({}, 0ms)) postDidChangeToAllNotificationWithSender(kSenderHelper);
 }

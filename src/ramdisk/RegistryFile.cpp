@@ -1,13 +1,17 @@
 #include "ramdisk/RegistryFile.h"
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cstdint>
+#include <exception>
 
 #include "core/QVLog.h"
+#include "extensions/KeyedArchiver.h"
 #include "extensions/PathExtension.h"
 #include "extensions/PropertyList.h"
 #include "kinds/QVRamDiskManager.h"
 #include "platform/Services.h"
-#include "ramdisk/RegistryKeys.h"
 
 namespace {
 
@@ -15,9 +19,13 @@ using extensions::PropertyList;
 using platform::FileKind;
 using platform::services;
 using Dictionary = PropertyList::Dictionary;
-using namespace registry_keys;
+using namespace std::chrono_literals;
 
 constexpr char kFileName[] = "RamDiskEntries";
+constexpr char kEntriesKey[] = "RamDiskEntries";
+constexpr char kMenuBarKey[] = "showInMenuBar";
+constexpr char kMenuBarAtLoginKey[] = "showInMenuBarAtLogin";
+constexpr char kSaveAtSessionEndKey[] = "saveAtSessionEnd";
 constexpr std::array<std::string_view, 2> kRecordClasses = {"QVRamDisk", "QVRamDiskEntry"};
 
 std::optional<bool> present(const Dictionary& dictionary, const char* key) {
@@ -32,6 +40,40 @@ bool flag(const Dictionary& dictionary, const char* key) {
 QVRamDiskPtr record(const extensions::UnarchivedObject& object) {
   if (object.className == "QVRamDiskEntry") return QVRamDiskEntry::initWithCoder(object.coder);
   return QVRamDisk::initWithCoder(object.coder);
+}
+
+// Records that cannot be archived leave those that the file has.
+void archive(const std::vector<QVRamDiskPtr>& ramDisks, Dictionary& dictionary) {
+  try {
+    auto bytes = extensions::archivedDataWithRootObject({ramDisks.begin(), ramDisks.end()});
+    dictionary.insert_or_assign(kEntriesKey, PropertyList::Data{std::move(bytes)});
+  } catch (const std::exception& exception) {
+    QVLogError("QVRamDiskEntries", "NSKeyedArchiver archivedDataWithRootObject localException:{}",
+               exception.what());
+  }
+}
+
+Dictionary filled(Dictionary dictionary, const RegistryContents& contents) {
+  archive(contents.ramDisks, dictionary);
+  dictionary.insert_or_assign(kMenuBarKey, contents.showInMenuBar);
+  dictionary.insert_or_assign(kMenuBarAtLoginKey, contents.showInMenuBarAtLogin);
+  if (contents.saveAtSessionEnd)
+    dictionary.insert_or_assign(kSaveAtSessionEndKey, *contents.saveAtSessionEnd);
+  return dictionary;
+}
+
+Hindrance unwritable(const std::string& path, const platform::SystemError& error) {
+  QVLogError("QVRamDiskEntries", "writeToFile==NO path:{}", path);
+  QVLogError("QVRamDiskEntries", "{}", error.text);
+  return {Trouble::RegistryUnwritable, {.path = path, .text = error.text}};
+}
+
+// Short, because nobody stands in line: who asks more often has better chances.
+constexpr std::chrono::milliseconds kPass(2);
+
+bool isUnsupported(std::int64_t code) {
+  constexpr std::array kCodes = {ENOLCK, ENOTSUP, EOPNOTSUPP, ENOSYS};  // two may be the same
+  return std::find(kCodes.begin(), kCodes.end(), code) != kCodes.end();
 }
 
 }  // namespace
@@ -90,3 +132,68 @@ std::optional<RegistryContents> RegistryFile::contentsOf(
 }
 
 std::optional<RegistryContents> RegistryFile::read() { return contentsOf(dictionary()); }
+
+platform::Outcome RegistryFile::keepDamagedFile() {
+  const auto bytes = services().files->contents(path_);
+  if (!bytes) {
+    QVLogError("QVRamDiskEntries", "{} cannot be read and is left as it is: {}", path_,
+               bytes.error().text);
+    return bytes.error();
+  }
+  std::string copy = path_ + ".damaged";
+  for (int number = 2; services().files->kind(copy) != FileKind::Missing; ++number) {
+    const auto present = services().files->contents(copy);
+    if (present && *present == *bytes) return {};
+    copy = path_ + ".damaged-" + std::to_string(number);
+  }
+  if (const auto done = services().files->replaceContents(copy, *bytes); !done) {
+    QVLogError("QVRamDiskEntries", "the damaged registry could not be kept: {}", done.error().text);
+    return done;
+  }
+  QVLogWarning("QVRamDiskEntries", "part of {} could not be read; it is kept as {}", path_, copy);
+  return {};
+}
+
+Checked RegistryFile::put(const RegistryContents& contents, Dictionary dictionary) {
+  if (damaged_)
+    if (const auto done = keepDamagedFile(); !done)
+      return Hindrance{Trouble::RegistryUnwritable, {.path = path_, .text = done.error().text}};
+  const auto bytes = extensions::xmlPropertyList(filled(std::move(dictionary), contents));
+  if (const auto written = services().files->replaceContents(path_, bytes); !written)
+    return unwritable(path_, written.error());
+  return {};
+}
+
+Checked RegistryFile::change(const Edit& edit, std::chrono::milliseconds patience) {
+  const auto lock = RegistryLock::take(path_, patience);
+  if (!lock && lock.error().code == EWOULDBLOCK)
+    return Hindrance{Trouble::RegistryBusy,
+                     {.path = RegistryLock::fileFor(path_), .text = lock.error().text}};
+  if (!lock) return unwritable(path_, lock.error());
+  auto present = dictionary();
+  auto contents = contentsOf(present);
+  if (!edit(contents) || !contents) return {};
+  return put(*contents, std::move(present).value_or(Dictionary()));
+}
+
+bool RegistryFile::write(const RegistryContents& contents) {
+  return static_cast<bool>(change([&](auto& present) {
+    present = contents;
+    return true;
+  }));
+}
+
+platform::Result<RegistryLock> RegistryLock::take(const std::string& registry,
+                                                  std::chrono::milliseconds patience) {
+  const std::string file = fileFor(registry);
+  auto lock = services().files->lock(file);
+  for (auto waited = kPass * 0; !lock && waited < patience; waited += kPass) {
+    if (lock.error().code != EWOULDBLOCK) break;
+    services().mainLoop->sleep(kPass);
+    lock = services().files->lock(file);
+  }
+  if (lock) return RegistryLock(*lock);
+  if (!isUnsupported(lock.error().code)) return lock.error();
+  QVLogWarning("QVRamDiskEntries", "the registry is changed without a lock: {}", lock.error().text);
+  return RegistryLock(nullptr);
+}

@@ -1,16 +1,27 @@
 #pragma once
-// The registry's file: a property-list dictionary whose "RamDiskEntries" is a keyed archive of the
-// records. Keys of others are kept when it is written.
+// The registry's file, and how it is read and changed.
+//
+// It is a property-list dictionary whose "RamDiskEntries" is a keyed archive of the records; keys
+// of others are kept. There is one way to change it: under the lock of a file beside it, it is
+// read, edited and replaced atomically, so that a reader always finds a whole file and no program's
+// change is lost. Readers take no lock.
+//
+// What cannot be read is not lost by a change. A file of which a part could not be read is copied
+// to "RamDiskEntries.damaged" before it is replaced, once: a copy with the same bytes is enough,
+// another damage gets a number. Where the copy cannot be made the file stays as it is. A file that
+// cannot be read at all is for its user to look at: an edit is given no contents then, and one that
+// brings none changes nothing.
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "core/Trouble.h"
 #include "extensions/PropertyList.h"
 #include "ramdisk/QVRamDisk.h"
-#include "ramdisk/RegistryLock.h"
 
 struct RegistryContents {
   std::vector<QVRamDiskPtr> ramDisks;
@@ -21,16 +32,28 @@ struct RegistryContents {
   std::optional<bool> saveAtSessionEnd{};
 };
 
-// Why the file is not changed.
-struct RegistryFailure {
-  enum class Reason {
-    NoFolder,    // the application-support folder cannot be had
-    Busy,        // another program is changing the file and does not come to an end
-    Unwritable,  // the file, or the lock beside it
-  };
-  Reason reason = Reason::NoFolder;
-  std::string path{};  // what to look at: the file, for Busy the lock that the other holds
-  std::string text{};  // the system's words with the path concerned, where it said something
+// Keeps the user's programs from changing the registry at the same time. The registry is replaced
+// whenever it is written, so what is locked is a file beside it, which is made once and stays; who
+// may write the one may use the other. Held until the object goes, or the program ends however it
+// may. Within one program it holds others off too: who has it must not take it again. Any thread.
+class RegistryLock {
+ public:
+  // What a command waits for others, each of which needs some milliseconds. Who has it for longer
+  // hangs.
+  static constexpr std::chrono::milliseconds kPatience{5000};
+
+  // "RamDiskEntries.lock" for the registry's own path.
+  static std::string fileFor(const std::string& registry) { return registry + ".lock"; }
+
+  // Waits for others, not longer than `patience`, which may be 0. EWOULDBLOCK when one still has
+  // it then. Where the file system knows no locks the change goes on without, and the log says so.
+  static platform::Result<RegistryLock> take(const std::string& registry,
+                                             std::chrono::milliseconds patience);
+
+ private:
+  explicit RegistryLock(std::shared_ptr<void> held) : held_(std::move(held)) {}
+
+  std::shared_ptr<void> held_;  // null without a lock
 };
 
 class RegistryFile {
@@ -49,12 +72,9 @@ class RegistryFile {
   std::optional<RegistryContents> read();
   bool isDamaged() const { return damaged_; }
 
-  // The one way to change the file: read under its lock, edited, and replaced atomically, so that
-  // no change of another program is lost. A present file of which something could not be read is
-  // first copied beside itself, and is left alone when that fails. A failure is logged, unless
-  // another program is waited for in vain. The edit must not change the file itself.
-  std::optional<RegistryFailure> change(
-      const Edit& edit, std::chrono::milliseconds patience = RegistryLock::kPatience);
+  // Changes the file as said above. A failure is one of the registry's troubles; it is logged,
+  // unless another program is waited for in vain. The edit must not change the file itself.
+  Checked change(const Edit& edit, std::chrono::milliseconds patience = RegistryLock::kPatience);
 
   // The same with contents that replace what the file has of them. NO on failure.
   bool write(const RegistryContents& contents);
@@ -65,7 +85,7 @@ class RegistryFile {
   std::optional<Dictionary> dictionary();
   std::optional<RegistryContents> contentsOf(const std::optional<Dictionary>& dictionary);
   std::optional<std::vector<QVRamDiskPtr>> unarchived(const Dictionary& dictionary);
-  std::optional<RegistryFailure> put(const RegistryContents& contents, Dictionary dictionary);
+  Checked put(const RegistryContents& contents, Dictionary dictionary);
   platform::Outcome keepDamagedFile();
 
   std::string path_;

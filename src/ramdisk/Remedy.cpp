@@ -4,24 +4,24 @@
 
 namespace {
 
-Remedy byCode(QVErrorCode code) {
+Trouble byCode(QVErrorCode code) {
   switch (code) {
     case QVErrorCode::ContentsTooLarge:
-      return Remedy::MakeLarger;
+      return Trouble::ContentsTooLarge;
     case QVErrorCode::CommandFailed:
-      return Remedy::CheckCommand;
+      return Trouble::CommandFailed;
     case QVErrorCode::PlaceTaken:
-      return Remedy::FreeThePlace;
+      return Trouble::PlaceTaken;
     case QVErrorCode::OtherVolume:
-      return Remedy::CreateAnew;
+      return Trouble::OtherVolume;
     case QVErrorCode::Locked:
-      return Remedy::WaitForOther;
+      return Trouble::Locked;
     case QVErrorCode::RefillUnfinished:
-      return Remedy::UndoTheRefill;
+      return Trouble::RefillUnfinished;
     case QVErrorCode::NotRestored:
-      return Remedy::LookForContents;
+      return Trouble::NotRestored;
     default:
-      return Remedy::None;
+      return Trouble::None;
   }
 }
 
@@ -30,12 +30,17 @@ bool isBaseAside(const QVRamDisk& disk) {
   return aside && platform::services().files->kind(*aside) != platform::FileKind::Missing;
 }
 
-}  // namespace
-
-Remedy remedyFor(const QVError& error, const QVRamDisk& disk, QVRamDiskAction action) {
-  if (const Remedy known = byCode(error.code()); known != Remedy::None) return known;
+Trouble troubleOf(const QVError& error, const QVRamDisk& disk, QVRamDiskAction action) {
+  if (const Trouble known = byCode(error.code()); known != Trouble::None) return known;
   const bool ejects = action == QVRamDiskActionEject || action == QVRamDiskActionRebuild;
   if (disk.status() == QVRamDiskStatus_mounted)
-    return ejects ? Remedy::EndWhatUsesIt : Remedy::None;
-  return isBaseAside(disk) ? Remedy::PutTheBaseBack : Remedy::None;
+    return ejects ? Trouble::StillMounted : Trouble::None;
+  return isBaseAside(disk) ? Trouble::BaseLeftAside : Trouble::None;
+}
+
+}  // namespace
+
+Hindrance remedyFor(const QVError& error, const QVRamDisk& disk, QVRamDiskAction action) {
+  return {troubleOf(error, disk, action),
+          {.subject = disk.name().value_or(""), .path = disk.savedBasePath().value_or("")}};
 }

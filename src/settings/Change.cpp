@@ -8,37 +8,35 @@
 namespace settings {
 namespace {
 
-using Found = std::optional<Problem>;
-
 QVRamDiskType kindAfter(const QVRamDisk& disk, const Change& change) {
   return change.kind.value_or(disk.type());
 }
 
-Found refuseKind(const QVRamDisk& disk, const Change& change) {
-  if (!change.kind && !change.simulator) return std::nullopt;
+Outcome mayHaveKind(const QVRamDisk& disk, const Change& change) {
+  if (!change.kind && !change.simulator) return {};
   const auto kind = kindAfter(disk, change);
   if (change.simulator && kind != QVRamDiskType_CoreSimulator)
-    return Problem{.reason = Reason::SimulatorOfOtherKind, .field = Field::Simulator};
+    return Problem{.trouble = Trouble::SimulatorOfOtherKind, .field = Field::Simulator};
   const auto device = change.simulator ? change.simulator : disk.simId();
   const auto infos = QVRamDiskManager::creationInfosOfRamDiskType(kind, device);
-  if (infos && infos->status == 1) return std::nullopt;
+  if (infos && infos->status == 1) return {};
   const bool installed = infos && infos->status == 0;
-  return Problem{.reason = installed ? Reason::KindUnusable : Reason::KindNotInstalled,
+  return Problem{.trouble = installed ? Trouble::KindUnusable : Trouble::KindNotInstalled,
                  .field = Field::Kind,
                  .kind = kind};
 }
 
-Found refusePlace(const QVRamDisk& disk, const Change& change) {
+Outcome mayHavePlace(const QVRamDisk& disk, const Change& change) {
   const auto kind = kindAfter(disk, change);
-  if ((!change.name && !change.directory) || kind == QVRamDiskType_Default) return std::nullopt;
-  return Problem{.reason = Reason::PlaceOfPreset, .field = Field::Name, .kind = kind};
+  if ((!change.name && !change.directory) || kind == QVRamDiskType_Default) return {};
+  return Problem{.trouble = Trouble::PlaceOfPreset, .field = Field::Name, .kind = kind};
 }
 
-Found refuseBackup(const QVRamDisk&, const Change& change) {
+Outcome mayHaveBackup(const QVRamDisk&, const Change& change) {
   if (!change.backupDir ||
       change.backup.value_or(QVRamDiskBackupMode_Directory) == QVRamDiskBackupMode_Directory)
-    return std::nullopt;
-  return Problem{.reason = Reason::BackupDirectoryUnused, .field = Field::BackupDirectory};
+    return {};
+  return Problem{.trouble = Trouble::BackupDirectoryUnused, .field = Field::BackupDirectory};
 }
 
 // The executable that a command's first word stands for.
@@ -46,19 +44,14 @@ std::string completedCommand(const std::string& word) {
   return QVRamDiskDevice::completePostCommand(expandedPath(word));
 }
 
-std::optional<Problem> problemOfPostCommand(const std::vector<std::string>& words) {
-  if (words.empty()) return std::nullopt;
-  const std::string command = completedCommand(words.front());
+Outcome mayHaveCommand(const QVRamDisk&, const Change& change) {
+  if (!change.postCommand || change.postCommand->empty()) return {};
+  const std::string command = completedCommand(change.postCommand->front());
   QVRamDiskDevice::Text reason;
-  if (QVRamDiskDevice::canStartPostCommand(command, &reason)) return std::nullopt;
-  return Problem{.reason = Reason::PostCommand,
+  if (QVRamDiskDevice::canStartPostCommand(command, &reason)) return {};
+  return Problem{.trouble = Trouble::PostCommand,
                  .field = Field::PostCommand,
-                 .subject = command,
-                 .text = QVText(reason)};
-}
-
-Found refusePostCommand(const QVRamDisk&, const Change& change) {
-  return change.postCommand ? problemOfPostCommand(*change.postCommand) : std::nullopt;
+                 .facts = {.subject = command, .text = QVText(reason)}};
 }
 
 void assignKind(QVRamDisk& disk, const Change& change) {
@@ -105,16 +98,16 @@ void assignSwitches(QVRamDisk& disk, const Change& change) {
 
 }  // namespace
 
-std::optional<Problem> problemOfApplying(const QVRamDisk& disk, const Change& change) {
-  for (const auto check : {refuseKind, refusePlace, refuseBackup, refusePostCommand})
-    if (auto problem = check(disk, change)) return problem;
-  return std::nullopt;
+Outcome checkApplying(const QVRamDisk& disk, const Change& change) {
+  for (const auto check : {mayHaveKind, mayHavePlace, mayHaveBackup, mayHaveCommand})
+    if (auto passed = check(disk, change); !passed) return passed;
+  return {};
 }
 
-std::optional<Problem> apply(QVRamDisk& disk, const Change& change) {
-  if (auto problem = problemOfApplying(disk, change)) return problem;
+Outcome apply(QVRamDisk& disk, const Change& change) {
+  if (auto allowed = checkApplying(disk, change); !allowed) return allowed;
   assign(disk, change);
-  return std::nullopt;
+  return {};
 }
 
 void assign(QVRamDisk& disk, const Change& change) {

@@ -40,9 +40,9 @@ struct Change {
 
 // Takes the change over into a record that is saved only when nothing is refused: of kind and
 // post-command it is checked that they can be had.
-std::optional<Problem> apply(QVRamDisk& disk, const Change& change);
-// What apply() would refuse.
-std::optional<Problem> problemOfApplying(const QVRamDisk& disk, const Change& change);
+Outcome apply(QVRamDisk& disk, const Change& change);
+// Whether apply() would do it.
+Outcome checkApplying(const QVRamDisk& disk, const Change& change);
 
 // Takes it over as it stands, for a record that is being edited.
 void assign(QVRamDisk& disk, const Change& change);

@@ -7,13 +7,12 @@
 #include "platform/Services.h"
 #include "ramdisk/QVRamDiskPreferences.h"
 #include "settings/DiskState.h"
+#include "settings/Draft.h"
 #include "settings/Validation.h"
 #include "system/QVRamDiskUtils.h"
 
 namespace settings {
 namespace {
-
-using Found = std::optional<Problem>;
 
 bool hasPlace(const std::vector<QVRamDiskPtr>& disks, const QVRamDisk& own) {
   return std::any_of(disks.begin(), disks.end(), [&](const auto& disk) {
@@ -29,20 +28,20 @@ void giveFreeName(QVRamDisk& disk, const std::vector<QVRamDiskPtr>& disks) {
 }
 
 // Changes one disk of the registry; `edit` is given it as it is at that moment.
-Found changeOne(Registry& registry, const Identifier& identifier,
-                const std::function<Found(const QVRamDiskPtr&)>& edit) {
-  return registry.change([&]() -> Found {
+Outcome changeOne(Registry& registry, const Identifier& identifier,
+                  const std::function<Outcome(const QVRamDiskPtr&)>& edit) {
+  return registry.change([&]() -> Outcome {
     const auto disk = registry.entries().ramDiskWithIdentifier(identifier);
-    return disk ? edit(disk) : Problem{.reason = Reason::Gone};
+    return disk ? edit(disk) : Outcome(Problem{.trouble = Trouble::Gone});
   });
 }
 
-Found takeOut(Registry& registry, const QVRamDiskPtr& disk, Identifier& next) {
+Outcome takeOut(Registry& registry, const QVRamDiskPtr& disk, Identifier& next) {
   DiskState state(registry.disks());
-  if (auto problem = problemOfRemoving(*disk, state)) return problem;
+  if (auto may = checkRemoving(*disk, state); !may) return may;
   const auto selected = registry.entries().takeOut(disk);
   next = selected ? selected->identifier() : std::nullopt;
-  return std::nullopt;
+  return {};
 }
 
 // The gap in the list as it is now that lies before the disk that the shown one had it before.
@@ -68,41 +67,40 @@ struct Gap {
 
 }  // namespace
 
-Found addDisk(Registry& registry, Identifier& added) {
-  return registry.change([&]() -> Found {
+Outcome addDisk(Registry& registry, Identifier& added) {
+  return registry.change([&]() -> Outcome {
     const auto disk = registry.entries().addRamDisk();
-    if (!disk) return Problem{.reason = Reason::Full};
+    if (!disk) return Problem{.trouble = Trouble::Full};
     giveFreeName(*disk, registry.disks());
     added = disk->identifier();
-    return std::nullopt;
+    return {};
   });
 }
 
-Found changeDisk(Registry& registry, const Identifier& identifier, const Change& wanted) {
-  auto problem = changeOne(registry, identifier, [&](const auto& disk) {
-    return change(*disk, wanted, registry.disks());
-  });
-  if (!problem && wanted.atLogin) registry.entries().synchronizeHelper();
-  return problem;
+Outcome changeDisk(Registry& registry, const Identifier& identifier, const Change& wanted) {
+  auto done = changeOne(registry, identifier,
+                        [&](const auto& disk) { return change(*disk, wanted, registry.disks()); });
+  if (done && wanted.atLogin) registry.entries().synchronizeHelper();
+  return done;
 }
 
-Found removeDisk(Registry& registry, const Identifier& identifier, Identifier& next) {
+Outcome removeDisk(Registry& registry, const Identifier& identifier, Identifier& next) {
   QVRamDiskPtr removed;
-  auto problem = changeOne(registry, identifier, [&](const auto& disk) {
+  auto done = changeOne(registry, identifier, [&](const auto& disk) {
     removed = disk;
     return takeOut(registry, disk, next);
   });
-  if (problem) return problem;
+  if (!done) return done;
   removed->deleteBackupDirs();
   registry.entries().synchronizeHelper();
-  return std::nullopt;
+  return done;
 }
 
-Found moveDisk(Registry& registry, const Identifier& identifier, std::int64_t index) {
+Outcome moveDisk(Registry& registry, const Identifier& identifier, std::int64_t index) {
   const Gap gap(registry.disks(), index);
-  return changeOne(registry, identifier, [&](const auto& disk) -> Found {
+  return changeOne(registry, identifier, [&](const auto& disk) -> Outcome {
     registry.entries().setPositionIndex(gap.in(registry.entries()), disk);
-    return std::nullopt;
+    return {};
   });
 }
 
@@ -116,24 +114,23 @@ std::optional<std::string> backupLostByRemoving(const QVRamDisk& disk) {
   return isThere ? folder : std::nullopt;
 }
 
-std::optional<Problem> setMenuBar(Registry& registry, std::optional<bool> show,
-                                  std::optional<bool> atLogin) {
+Outcome setMenuBar(Registry& registry, std::optional<bool> show, std::optional<bool> atLogin) {
   auto& entries = registry.entries();
-  auto problem = registry.change([&]() -> std::optional<Problem> {
+  auto done = registry.change([&]() -> Outcome {
     if (show) entries.setShowInMenuBar(*show);
     if (atLogin) entries.setShowInMenuBarAtLogin(*atLogin);
-    return std::nullopt;
+    return {};
   });
-  if (!problem) entries.synchronizeHelper();
-  return problem;
+  if (done) entries.synchronizeHelper();
+  return done;
 }
 
 void setHelperRuns(bool run) { QVRamDiskUtils::setHelperIsRunning(run); }
 
-std::optional<Problem> setSaveAtSessionEnd(Registry& registry, bool save) {
-  return registry.change([&]() -> std::optional<Problem> {
+Outcome setSaveAtSessionEnd(Registry& registry, bool save) {
+  return registry.change([&]() -> Outcome {
     registry.entries().setSaveAtSessionEnd(save);
-    return std::nullopt;
+    return {};
   });
 }
 

@@ -3,7 +3,7 @@
 #include <array>
 
 #include "core/QVLocalized.h"
-#include "settings/Problem.h"
+#include "core/Trouble.h"
 
 namespace settings {
 namespace {
@@ -46,9 +46,9 @@ std::string nameOfKind(QVRamDiskType kind) {
 std::string reasonTextOf(const KindChoice& kind) {
   switch (kind.state) {
     case KindChoice::State::NotInstalled:
-      return textOf({.reason = Reason::KindNotInstalled});
+      return whatHappened(Trouble::KindNotInstalled);
     case KindChoice::State::Unusable:
-      return textOf({.reason = Reason::KindUnusable});
+      return whatHappened(Trouble::KindUnusable);
     default:
       return kind.running.value_or("");
   }

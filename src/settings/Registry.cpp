@@ -3,20 +3,9 @@
 namespace settings {
 namespace {
 
-Reason reasonOf(RegistryFailure::Reason reason) {
-  switch (reason) {
-    case RegistryFailure::Reason::NoFolder:
-      return Reason::NoFolder;
-    case RegistryFailure::Reason::Busy:
-      return Reason::RegistryBusy;
-    default:
-      return Reason::Unwritable;
-  }
-}
-
-std::optional<Problem> problemOf(const std::optional<RegistryFailure>& failure) {
-  if (!failure) return std::nullopt;
-  return Problem{.reason = reasonOf(failure->reason), .path = failure->path, .text = failure->text};
+Outcome outcomeOf(const Checked& change) {
+  if (change) return {};
+  return Problem{.trouble = change.error().trouble, .facts = change.error().facts};
 }
 
 void tellOthers() { QVRamDiskEntries::postDidChangeToAllNotificationWithSender(kSenderApp); }
@@ -26,46 +15,46 @@ void tellOthers() { QVRamDiskEntries::postDidChangeToAllNotificationWithSender(k
 Registry::Registry(std::shared_ptr<QVRamDiskEntriesDelegate> delegate)
     : entries_(QVRamDiskEntries::initWithDelegate(std::move(delegate))) {}
 
-std::optional<Problem> Registry::problemOfReading() const {
+Outcome Registry::checkReading() const {
   switch (entries_->lastReading()) {
     case RegistryReading::NoFolder:
-      return Problem{.reason = Reason::NoFolder};
+      return Problem{.trouble = Trouble::RegistryWithoutFolder};
     case RegistryReading::Unreadable:
-      return Problem{.reason = Reason::Unreadable,
-                     .path = RegistryFile::defaultPath().value_or("")};
+      return Problem{.trouble = Trouble::RegistryUnreadable,
+                     .facts = {.path = RegistryFile::defaultPath().value_or("")}};
     default:
-      return std::nullopt;
+      return {};
   }
 }
 
-std::optional<Problem> Registry::load() {
+Outcome Registry::load() {
   entries_->readRamDisksFromDefaultLocation();
-  return problemOfReading();
+  return checkReading();
 }
 
-std::optional<Problem> Registry::loadSettled() {
-  return entries_->changeFile([] { return false; }) ? load() : problemOfReading();
+Outcome Registry::loadSettled() {
+  return entries_->changeFile([] { return false; }) ? checkReading() : load();
 }
 
-std::optional<Problem> Registry::change(const Edit& edit) {
-  std::optional<Problem> problem;
-  const auto failure = entries_->changeFile([&] {
-    problem = problemOfReading();
-    if (!problem) problem = edit();
-    return !problem;
+Outcome Registry::change(const Edit& edit) {
+  Outcome edited;
+  const auto written = entries_->changeFile([&] {
+    edited = checkReading();
+    if (edited) edited = edit();
+    return static_cast<bool>(edited);
   });
-  if (!problem) problem = problemOf(failure);
-  if (problem)
-    load();
-  else
+  const auto done = edited ? outcomeOf(written) : edited;
+  if (done)
     tellOthers();
-  return problem;
+  else
+    load();
+  return done;
 }
 
-std::optional<Problem> Registry::saveStateOf(const QVRamDiskPtr& disk) {
-  const auto failure = entries_->saveStatesOf({disk});
-  if (!failure) tellOthers();
-  return problemOf(failure);
+Outcome Registry::saveStateOf(const QVRamDiskPtr& disk) {
+  const auto saved = entries_->saveStatesOf({disk});
+  if (saved) tellOthers();
+  return outcomeOf(saved);
 }
 
 }  // namespace settings

@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <memory>
-#include <optional>
 #include <vector>
 
 #include "ramdisk/QVRamDiskEntries.h"
@@ -15,16 +14,16 @@ namespace settings {
 class Registry {
  public:
   // Changes the list; a problem means that nothing is to be saved.
-  using Edit = std::function<std::optional<Problem>()>;
+  using Edit = std::function<Outcome()>;
 
   explicit Registry(std::shared_ptr<QVRamDiskEntriesDelegate> delegate = nullptr);
 
   // Reads the file anew and brings every disk in line with the system. A missing file is an empty
   // list.
-  std::optional<Problem> load();
+  Outcome load();
   // The same when nobody is in the middle of changing it: for an action, whose disk stays as it is
   // found from then on. A program that keeps the file locked for long is not waited for.
-  std::optional<Problem> loadSettled();
+  Outcome loadSettled();
   // Whether some of the last file read could not be: it is copied before it is changed.
   bool isPartlyDamaged() const { return entries_->lastReading() == RegistryReading::PartlyDamaged; }
 
@@ -34,12 +33,12 @@ class Registry {
 
   // Reads the file anew, edits and writes it in one go, which no other program's change comes
   // between, and tells the user's other programs. What is not saved is not in the list either.
-  std::optional<Problem> change(const Edit& edit);
+  Outcome change(const Edit& edit);
   // The same for what an action made of one disk.
-  std::optional<Problem> saveStateOf(const QVRamDiskPtr& disk);
+  Outcome saveStateOf(const QVRamDiskPtr& disk);
 
  private:
-  std::optional<Problem> problemOfReading() const;
+  Outcome checkReading() const;
 
   std::shared_ptr<QVRamDiskEntries> entries_;
 };

@@ -1,7 +1,6 @@
 #pragma once
-// The checks before settings are saved. Any problem means that nothing is to be saved.
+// The checks before settings are saved. A problem means that nothing is to be saved.
 
-#include <optional>
 #include <vector>
 
 #include "ramdisk/QVRamDisk.h"
@@ -15,30 +14,29 @@ using Disks = std::vector<QVRamDiskPtr>;
 
 // Name, size and place of a disk as for its creation, but for a running application, and that no
 // other of `all` has its place.
-std::optional<Problem> problemOfPlace(const QVRamDisk& disk, const Disks& all);
+Outcome checkPlace(const QVRamDisk& disk, const Disks& all);
 // Whether the contents can be kept where the backup mode says.
-std::optional<Problem> problemOfBackup(const QVRamDisk& disk);
+Outcome checkBackup(const QVRamDisk& disk);
 // All that the creation will check.
-std::optional<Problem> problemOfCreation(const QVRamDisk& disk);
+Outcome checkCreation(const QVRamDisk& disk);
 
 // Every problem of a record that is being edited, at most one a field, for what differs from how
 // it is saved; the whole of name, size and place is checked when any of them does.
 std::vector<Problem> problemsOfDraft(const QVRamDisk& draft, const Change& change,
                                      const Disks& all);
 
-// The directory's own contents still lie aside, from a disk that was never ejected; what would
-// lose their place is refused.
-std::optional<Problem> problemOfBaseAside(const QVRamDisk& disk);
+// That the directory's own contents do not lie aside, from a disk that was never ejected: what
+// would lose their place is refused.
+Outcome checkBaseAside(const QVRamDisk& disk);
 
 // What the eject of a created disk relies on stays as it was when the disk was created, and as long
 // as another program acts on it.
-std::optional<Problem> problemOfChanging(const QVRamDisk& disk, const Change& change,
-                                         DiskState& state);
+Outcome checkChanging(const QVRamDisk& disk, const Change& change, DiskState& state);
 // A created disk, one that another program acts on, and one whose base lies aside stay in the list.
-std::optional<Problem> problemOfRemoving(const QVRamDisk& disk, DiskState& state);
+Outcome checkRemoving(const QVRamDisk& disk, DiskState& state);
 
 // Makes the change to a record of `all` when nothing is refused: the rules above, what apply()
 // checks, and place and backup where they change.
-std::optional<Problem> change(QVRamDisk& disk, const Change& change, const Disks& all);
+Outcome change(QVRamDisk& disk, const Change& change, const Disks& all);
 
 }  // namespace settings

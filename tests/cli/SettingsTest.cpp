@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "ramdisk/RegistryLock.h"
+#include "ramdisk/RegistryFile.h"
 #include "tests/cli/Shell.h"
 #include "tests/support/OtherProgram.h"
 

@@ -18,7 +18,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
-using Reason = RegistryFailure::Reason;
 
 // Of whoever changes the file here.
 constexpr uid_t kUser = 1000;
@@ -42,7 +41,7 @@ class RegistryChangeTest : public EngineTest {
     return entries;
   }
 
-  std::optional<RegistryFailure> grow(std::chrono::milliseconds patience) const {
+  Checked grow(std::chrono::milliseconds patience) const {
     return RegistryFile(path).change(
         [](auto& contents) {
           contents->ramDisks.at(0)->setSize(contents->ramDisks.at(0)->size() + 1);
@@ -77,7 +76,7 @@ class RegistryChangeTest : public EngineTest {
 bool workAs(const std::string& path, const std::string& name) {
   std::deque<std::string> own;
   for (unsigned round = 0; round < kRounds; ++round) {
-    const auto failure = RegistryFile(path).change(
+    const auto done = RegistryFile(path).change(
         [&](auto& contents) {
           auto& disks = contents->ramDisks;
           disks.push_back(QVRamDisk::init());
@@ -91,7 +90,7 @@ bool workAs(const std::string& path, const std::string& name) {
           return removed == 1;
         },
         60s);
-    if (failure) return false;
+    if (!done) return false;
   }
   return true;
 }
@@ -122,16 +121,16 @@ TEST_F(RegistryChangeTest, AProgramThatHangsIsWaitedForAWhileAndItsEndFreesTheFi
   const auto other = hangingProgram();
   for (const auto patience : {0ms, 40ms, RegistryLock::kPatience}) {
     loop->slept = 0ms;
-    const auto failure = grow(patience);
-    ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->reason, Reason::Busy);
-    EXPECT_EQ(failure->path, path + ".lock");
+    const auto grown = grow(patience);
+    ASSERT_FALSE(grown);
+    EXPECT_EQ(grown.error().trouble, Trouble::RegistryBusy);
+    EXPECT_EQ(grown.error().facts.path, path + ".lock");
     EXPECT_EQ(loop->slept, patience);
   }
   EXPECT_FALSE(list()->writeRamDisksToDefaultLocation());
   EXPECT_EQ(shared()->size(), before) << "it can be read all the while";
   other->kill();
-  EXPECT_FALSE(grow(0ms));
+  EXPECT_TRUE(grow(0ms));
   EXPECT_EQ(shared()->size(), before + 1);
 }
 
@@ -141,7 +140,7 @@ TEST_F(RegistryChangeTest, AStateThatCouldNotBeSavedIsSavedWhenTheOtherLetsGo) {
   entries->setUpdator(1);
   const auto other = hangingProgram();
   entries->ramDisks()[0]->setDeviceNode("/dev/disk77");
-  ASSERT_TRUE(entries->saveStatesOf(entries->ramDisks(), 300ms));
+  ASSERT_FALSE(entries->saveStatesOf(entries->ramDisks(), 300ms));
   EXPECT_EQ(loop->slept, 300ms);
   entries->readRamDisksFromDefaultLocation();
   EXPECT_EQ(entries->ramDisks()[0]->deviceNode(), "/dev/disk77");
@@ -167,7 +166,7 @@ TEST_F(RegistryChangeTest, OnlyWhatWasObservedOfADiskIsSaved) {
   acting->setDeviceNode("/dev/disk77");
   acting->setStatus(QVRamDiskStatus_created);
   acting->setSize(5);
-  EXPECT_FALSE(entries->saveStatesOf({acting}));
+  EXPECT_TRUE(entries->saveStatesOf({acting}));
   ASSERT_EQ(saved().ramDisks.size(), 2U);
   EXPECT_TRUE(shared()->createAtLogin());
   EXPECT_NE(shared()->size(), 5U);
@@ -179,28 +178,30 @@ TEST_F(RegistryChangeTest, OnlyWhatWasObservedOfADiskIsSaved) {
 TEST_F(RegistryChangeTest, ARemovedDiskComesBackOnlyWithADevice) {
   const auto entries = list();
   const auto acting = entries->ramDisks()[0];
-  ASSERT_FALSE(list()->changeFile([] { return false; }));
+  ASSERT_TRUE(list()->changeFile([] { return false; }));
   const auto theirs = list();
   theirs->takeOut(theirs->ramDisks()[0]);
   theirs->writeRamDisksToDefaultLocation();
-  EXPECT_FALSE(entries->saveStatesOf({acting}));
+  EXPECT_TRUE(entries->saveStatesOf({acting}));
   EXPECT_TRUE(saved().ramDisks.empty());
   acting->setDeviceNode("/dev/disk77");
   acting->setStatus(QVRamDiskStatus_mounted);
-  EXPECT_FALSE(entries->saveStatesOf({acting}));
+  EXPECT_TRUE(entries->saveStatesOf({acting}));
   EXPECT_EQ(shared()->name(), "shared");
 }
 
 // --- Permissions
 
 // As the user: the test itself may write everywhere.
-std::string failureAsUser(const std::function<std::optional<RegistryFailure>()>& change,
-                          const std::string& report) {
+std::string failureAsUser(const std::function<Checked()>& change, const std::string& report) {
   OtherProgram user([&](auto&) {
     if (setgroups(0, nullptr) != 0 || setgid(kUser) != 0 || setuid(kUser) != 0) return false;
-    const auto failure = change();
-    std::ofstream(report) << (failure ? failure->path + "|" + failure->text : "done");
-    return !failure || failure->reason == Reason::Unwritable;
+    const auto done = change();
+    if (!done)
+      std::ofstream(report) << done.error().facts.path + "|" + done.error().facts.text;
+    else
+      std::ofstream(report) << "done";
+    return done || done.error().trouble == Trouble::RegistryUnwritable;
   });
   EXPECT_TRUE(user.ended());
   return readFile(report);
@@ -222,7 +223,7 @@ TEST_F(RegistryChangeTest, WhatCannotBeWrittenIsNamed) {
   giveToUser(folder);
   EXPECT_EQ(asUser(), "done");
   fs::remove(lock);
-  EXPECT_FALSE(grow(0ms)) << "made by root";
+  EXPECT_TRUE(grow(0ms)) << "made by root";
   EXPECT_EQ(asUser(), "done");
   chown(lock.c_str(), 0, 0);
   EXPECT_EQ(asUser(), denied);
@@ -243,7 +244,7 @@ TEST_F(RegistryChangeTest, AFileSystemWithoutLocksIsWrittenAllTheSame) {
   services.files = std::make_shared<FilesWithoutLocks>(services.files, faults);
   platform::install(services);
   const auto before = shared()->size();
-  EXPECT_FALSE(grow(0ms));
+  EXPECT_TRUE(grow(0ms));
   EXPECT_EQ(shared()->size(), before + 1);
   EXPECT_EQ(log->count("changed without a lock"), 1U);
 }

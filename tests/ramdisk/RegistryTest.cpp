@@ -195,6 +195,24 @@ TEST_F(RegistryTest, ADamagedFileThatCannotBeKeptIsNotReplaced) {
   EXPECT_EQ(log->count("writeToFile==NO path:" + file()), 1U);
 }
 
+TEST_F(RegistryTest, ADamagedFileIsCopiedOnceAndAnotherDamageBesideIt) {
+  const auto put = [&](const char* bytes) {
+    scratch.file(file().substr(scratch.path().size() + 1), bytes);
+  };
+  put("damaged");
+  faults->fail("replaceContents", 2);  // the registry itself, when the copy is made
+  EXPECT_FALSE(withDisks({"a"})->writeRamDisksToDefaultLocation());
+  EXPECT_EQ(faults->hits(), 1);
+  faults->clear();
+  EXPECT_TRUE(withDisks({"a"})->writeRamDisksToDefaultLocation());
+  EXPECT_EQ(readFile(file() + ".damaged"), "damaged");
+  EXPECT_FALSE(fs::exists(file() + ".damaged-2")) << "it is there already";
+  put("damaged otherwise");
+  EXPECT_TRUE(withDisks({"a"})->writeRamDisksToDefaultLocation());
+  EXPECT_EQ(readFile(file() + ".damaged"), "damaged");
+  EXPECT_EQ(readFile(file() + ".damaged-2"), "damaged otherwise");
+}
+
 TEST_F(RegistryTest, LoadingFindsTheVolumeOfAnOlderRecord) {
   const auto disk = diskOver("cache", QVRamDiskBackupMode_None);
   ASSERT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);

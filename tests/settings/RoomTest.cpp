@@ -97,38 +97,38 @@ TEST_F(RoomTest, DisksAreAddedUnderNamesOfTheirOwnUpToTheMost) {
   Identifier added;
   std::set<std::string> names;
   for (std::size_t i = 0; i < QVRamDiskEntries::kMostRamDisks; ++i)
-    ASSERT_FALSE(addDisk(registry, added).has_value());
+    ASSERT_TRUE(addDisk(registry, added));
   for (const auto& disk : saved()) names.insert(disk->name().value());
   EXPECT_EQ(names.size(), 15U);
   EXPECT_TRUE(names.contains("RamDisk") && names.contains("RamDisk 15"));
-  EXPECT_EQ(addDisk(registry, added)->reason, Reason::Full);
+  EXPECT_EQ(addDisk(registry, added).error().trouble, Trouble::Full);
   EXPECT_EQ(saved().size(), 15U);
 }
 
 TEST_F(RoomTest, EachEditKeepsWhatOthersSavedMeanwhile) {
   Identifier one;
   Identifier two;
-  ASSERT_FALSE(addDisk(registry, one) || addDisk(registry, two));
+  ASSERT_TRUE(addDisk(registry, one) && addDisk(registry, two));
   Registry other;
   Change bigger;
   bigger.size = 300'000'000;
-  ASSERT_FALSE(changeDisk(other, one, bigger).has_value());
+  ASSERT_TRUE(changeDisk(other, one, bigger));
   Change named;
   named.name = "mine";
-  ASSERT_FALSE(changeDisk(registry, two, named).has_value());
+  ASSERT_TRUE(changeDisk(registry, two, named));
   EXPECT_EQ(saved().at(0)->size(), 300'000'000U);
   EXPECT_EQ(saved().at(1)->name(), "mine");
-  ASSERT_FALSE(moveDisk(other, two, 0).has_value());
+  ASSERT_TRUE(moveDisk(other, two, 0));
   Identifier next;
-  ASSERT_FALSE(removeDisk(registry, one, next).has_value());
+  ASSERT_TRUE(removeDisk(registry, one, next));
   EXPECT_EQ(next, two);
-  EXPECT_EQ(changeDisk(other, one, bigger)->reason, Reason::Gone);
+  EXPECT_EQ(changeDisk(other, one, bigger).error().trouble, Trouble::Gone);
   ASSERT_EQ(saved().size(), 1U);
 }
 
 TEST_F(RoomTest, ProgramsThatEditTogetherLoseNothing) {
   Identifier shared;
-  ASSERT_FALSE(addDisk(registry, shared).has_value());
+  ASSERT_TRUE(addDisk(registry, shared));
   auto services = platform::services();
   services.mainLoop = platform::linuxServices({}).mainLoop;  // which sleeps
   platform::install(services);
@@ -139,7 +139,7 @@ TEST_F(RoomTest, ProgramsThatEditTogetherLoseNothing) {
     Identifier added;
     Identifier next;
     for (int round = 0; round < kRounds; ++round) {
-      if (addDisk(own, added) || (kept && removeDisk(own, kept, next))) return false;
+      if (!addDisk(own, added) || (kept && !removeDisk(own, kept, next))) return false;
       kept = added;
     }
     return true;
@@ -149,16 +149,16 @@ TEST_F(RoomTest, ProgramsThatEditTogetherLoseNothing) {
   OtherProgram movesAndSwitches([&](OtherProgram&) {
     Registry own;
     for (int round = 0; round < kRounds; ++round)
-      if (moveDisk(own, shared, round % 3) || setSaveAtSessionEnd(own, false)) return false;
-    return !setMenuBar(own, true, {});
+      if (!moveDisk(own, shared, round % 3) || !setSaveAtSessionEnd(own, false)) return false;
+    return static_cast<bool>(setMenuBar(own, true, {}));
   });
   for (int round = 1; round <= kRounds; ++round) {
     Change bigger;
     bigger.size = 300'000'000 + static_cast<std::uint64_t>(round);
-    EXPECT_FALSE(changeDisk(registry, shared, bigger).has_value());
+    EXPECT_TRUE(changeDisk(registry, shared, bigger));
   }
   EXPECT_TRUE(one.ended() && two.ended() && movesAndSwitches.ended());
-  EXPECT_FALSE(registry.load());
+  EXPECT_TRUE(registry.load());
   EXPECT_EQ(registry.disks().size(), 3U);
   ASSERT_TRUE(registry.entries().ramDiskWithIdentifier(shared));
   EXPECT_EQ(registry.entries().ramDiskWithIdentifier(shared)->size(), 300'000'000U + kRounds);
@@ -167,23 +167,23 @@ TEST_F(RoomTest, ProgramsThatEditTogetherLoseNothing) {
 
 TEST_F(RoomTest, WhatIsMovedGoesWhereItWasDroppedThoughOthersChangeTheList) {
   std::vector<Identifier> disks(4);
-  for (auto& disk : disks) ASSERT_FALSE(addDisk(registry, disk).has_value());
+  for (auto& disk : disks) ASSERT_TRUE(addDisk(registry, disk));
   Registry other;
-  ASSERT_FALSE(moveDisk(registry, disks[3], 1) || moveDisk(other, disks[0], 9));  // 3 1 2 0
-  ASSERT_FALSE(registry.load() || moveDisk(other, disks[0], 0));                  // 0 3 1 2
+  ASSERT_TRUE(moveDisk(registry, disks[3], 1) && moveDisk(other, disks[0], 9));  // 3 1 2 0
+  ASSERT_TRUE(registry.load() && moveDisk(other, disks[0], 0));                  // 0 3 1 2
   Identifier added;
-  ASSERT_FALSE(addDisk(other, added).has_value());
-  ASSERT_FALSE(moveDisk(registry, disks[3], 2).has_value()) << "before 2";
+  ASSERT_TRUE(addDisk(other, added));
+  ASSERT_TRUE(moveDisk(registry, disks[3], 2)) << "before 2";
   std::vector<Identifier> order;
   for (const auto& disk : saved()) order.push_back(disk->identifier());
   EXPECT_EQ(order, (std::vector<Identifier>{disks[0], disks[1], disks[3], disks[2], added}));
-  ASSERT_FALSE(addDisk(other, added) || moveDisk(registry, disks[0], 5));
+  ASSERT_TRUE(addDisk(other, added) && moveDisk(registry, disks[0], 5));
   EXPECT_EQ(saved().back()->identifier(), disks[0]) << "after the last";
 }
 
 TEST_F(RoomTest, ADiskThatAnotherProgramActsOnStaysAsItIs) {
   Identifier one;
-  ASSERT_FALSE(addDisk(registry, one).has_value());
+  ASSERT_TRUE(addDisk(registry, one));
   OtherProgram other([&](OtherProgram& self) {
     const auto lock = ActionLock::takeIfFree(one);
     self.tell();
@@ -192,23 +192,23 @@ TEST_F(RoomTest, ADiskThatAnotherProgramActsOnStaysAsItIs) {
   ASSERT_TRUE(other.waitUntilTold());
   Change change;
   change.atLogin = true;
-  EXPECT_FALSE(changeDisk(registry, one, change).has_value());
+  EXPECT_TRUE(changeDisk(registry, one, change));
   change.size = 300'000'000;
-  EXPECT_EQ(changeDisk(registry, one, change)->reason, Reason::Acting);
+  EXPECT_EQ(changeDisk(registry, one, change).error().trouble, Trouble::Acting);
   Identifier next;
-  EXPECT_EQ(removeDisk(registry, one, next)->reason, Reason::Acting);
+  EXPECT_EQ(removeDisk(registry, one, next).error().trouble, Trouble::Acting);
   other.kill();
-  EXPECT_FALSE(changeDisk(registry, one, change) || removeDisk(registry, one, next));
+  EXPECT_TRUE(changeDisk(registry, one, change) && removeDisk(registry, one, next));
 }
 
 // A change that is refused leaves nothing of itself in the list that is held.
 TEST_F(RoomTest, WhatIsRefusedChangesNothing) {
   Identifier one;
-  ASSERT_FALSE(addDisk(registry, one).has_value());
+  ASSERT_TRUE(addDisk(registry, one));
   Change wrong;
   wrong.name = "new";
   wrong.size = 1;
-  EXPECT_EQ(changeDisk(registry, one, wrong)->field, Field::Size);
+  EXPECT_EQ(changeDisk(registry, one, wrong).error().field, Field::Size);
   EXPECT_EQ(registry.disks().at(0)->name(), "RamDisk");
 }
 

@@ -69,33 +69,33 @@ QVRamDiskPtr DisksPage::selectedDisk() {
 
 void DisksPage::add() {
   Identifier added;
-  const auto problem = settings::addDisk(registry_, added);
-  if (!problem) selected_ = added;
+  const auto done = settings::addDisk(registry_, added);
+  if (done) selected_ = added;
   refresh();
-  if (!problem) form_->focusName();
-  told_(problem);
+  if (done) form_->focusName();
+  told_(done);
 }
 
 void DisksPage::askToRemove() {
   const auto disk = selectedDisk();
   if (!disk) return;
   DiskState state(registry_.disks());
-  if (const auto problem = settings::problemOfRemoving(*disk, state)) return told_(problem);
+  if (const auto may = settings::checkRemoving(*disk, state); !may) return told_(may);
   confirmRemoval(*this, *disk, [this, identifier = disk->identifier()] { remove(identifier); });
 }
 
 void DisksPage::remove(const Identifier& identifier) {
   Identifier next;
-  const auto problem = settings::removeDisk(registry_, identifier, next);
-  if (!problem) selected_ = next;
+  const auto done = settings::removeDisk(registry_, identifier, next);
+  if (done) selected_ = next;
   refresh();
-  told_(problem);
+  told_(done);
 }
 
 void DisksPage::move(const QString& identifier, std::int64_t gap) {
-  const auto problem = settings::moveDisk(registry_, plainText(identifier), gap);
+  const auto done = settings::moveDisk(registry_, plainText(identifier), gap);
   refresh();
-  told_(problem);
+  told_(done);
 }
 
 void DisksPage::moveSelected(int toGap) {
@@ -108,11 +108,11 @@ bool DisksPage::apply() {
   const auto disk = selectedDisk();
   if (!disk) return false;
   const auto change = draftOf(*disk).change();
-  const auto problem = settings::changeDisk(registry_, selected_, change);
-  if (!problem) drafts_.erase(selected_.value_or(""));
+  const auto done = settings::changeDisk(registry_, selected_, change);
+  if (done) drafts_.erase(selected_.value_or(""));
   refresh();
-  told_(problem);
-  return !problem;
+  told_(done);
+  return static_cast<bool>(done);
 }
 
 bool DisksPage::applyAll() {
@@ -249,12 +249,12 @@ FormLocks DisksPage::locksOf(const QVRamDisk& disk, DiskState& state) {
   toVolume.size = 0;
   settings::Change toPlace;
   toPlace.name = std::string();
-  const auto created = settings::problemOfChanging(disk, toVolume, state);
-  const auto aside = created ? std::nullopt : settings::problemOfChanging(disk, toPlace, state);
-  const auto& reason = created ? created : aside;
-  lockReason_->setVisible(reason.has_value());
-  lockReason_->setText(reason ? qtText(settings::textOf(*reason)) : QString());
-  return {.volume = created.has_value(), .place = aside.has_value(), .base = reason.has_value()};
+  const auto volume = settings::checkChanging(disk, toVolume, state);
+  const auto place = volume ? settings::checkChanging(disk, toPlace, state) : settings::Outcome();
+  const auto& both = volume ? place : volume;
+  lockReason_->setVisible(!both);
+  lockReason_->setText(both ? QString() : qtText(settings::textOf(both.error())));
+  return {.volume = !volume, .place = !place, .base = !both};
 }
 
 QString DisksPage::memoryNote(const QVRamDisk& disk, DiskState& state) const {

@@ -22,7 +22,7 @@ namespace platform::qt {
 // with each disk until it is applied or reverted; add, remove and reorder take effect at once.
 class DisksPage : public QWidget {
  public:
-  using Told = std::function<void(const std::optional<settings::Problem>&)>;
+  using Told = std::function<void(const settings::Outcome&)>;
 
   // `told` is called after every change of the registry, with what went wrong.
   DisksPage(settings::Registry& registry, Told told, QWidget* parent);

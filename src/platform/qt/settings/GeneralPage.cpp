@@ -54,9 +54,9 @@ void GeneralPage::connectAll() {
 }
 
 void GeneralPage::turnMenuBar(bool show) {
-  const auto problem = settings::setMenuBar(registry_, show, {});
-  if (!problem) settings::setHelperRuns(show);
-  told_(problem);
+  const auto done = settings::setMenuBar(registry_, show, {});
+  if (done) settings::setHelperRuns(show);
+  told_(done);
 }
 
 void GeneralPage::refresh() {

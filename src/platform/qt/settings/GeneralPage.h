@@ -13,7 +13,7 @@ namespace platform::qt {
 // The switches that hold for the program as a whole. Each takes effect at once.
 class GeneralPage : public QWidget {
  public:
-  using Told = std::function<void(const std::optional<settings::Problem>&)>;
+  using Told = std::function<void(const settings::Outcome&)>;
 
   // `told` is called after every change, with what went wrong.
   GeneralPage(settings::Registry& registry, Told told, QWidget* parent);

@@ -63,7 +63,7 @@ void SettingsWindow::layOut() {
   banner_->setObjectName("banner");
   banner_->setWordWrap(true);
   makePanel(*banner_, problemColor(palette()));
-  const auto told = [this](const auto& problem) { tell(problem); };
+  const auto told = [this](const auto& outcome) { tell(outcome); };
   tabs_ = new QTabWidget(this);
   disks_ = new DisksPage(registry_, told, tabs_);
   general_ = new GeneralPage(registry_, told, tabs_);
@@ -84,12 +84,12 @@ void SettingsWindow::layOut() {
 }
 
 void SettingsWindow::reload() {
-  const auto problem = registry_.load();
+  const auto loaded = registry_.load();
   disks_->refreshKinds();
   refresh();
-  tabs_->setEnabled(!problem);
-  if (problem || registry_.isPartlyDamaged() || unreadable_) tell(problem);
-  unreadable_ = problem.has_value();
+  tabs_->setEnabled(static_cast<bool>(loaded));
+  if (!loaded || registry_.isPartlyDamaged() || unreadable_) tell(loaded);
+  unreadable_ = !loaded;
 }
 
 void SettingsWindow::refresh() {
@@ -97,9 +97,9 @@ void SettingsWindow::refresh() {
   general_->refresh();
 }
 
-void SettingsWindow::tell(const std::optional<settings::Problem>& problem) {
-  QString text = problem ? qtText(settings::textOf(*problem)) : QString();
-  if (!problem && registry_.isPartlyDamaged())
+void SettingsWindow::tell(const settings::Outcome& outcome) {
+  QString text = outcome ? QString() : qtText(settings::textOf(outcome.error()));
+  if (outcome && registry_.isPartlyDamaged())
     text =
         qtText(QVLocalized("Part of the list of RamDisks can not be read. It is kept as a copy "
                            "before it is changed."));

@@ -36,7 +36,7 @@ class SettingsWindow : public QWidget {
 
   void layOut();
   void refresh();
-  void tell(const std::optional<settings::Problem>& problem);
+  void tell(const settings::Outcome& outcome);
 
   std::shared_ptr<Refresh> refresh_;
   settings::Registry registry_;
