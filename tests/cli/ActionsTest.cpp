@@ -106,25 +106,17 @@ constexpr char kCreated[] = R"("created")";
 
 using Statuses = std::vector<std::string>;
 
-}  // namespace
-
 TEST_F(Actions, RunOneAfterTheOtherAndSaveTheirState) {
   addDisks();
-  EXPECT_EQ(run({"create", "two", "one"}).out,
-            "two: QVRamDiskActionInfo_creating\n"
-            "two: QVRamDiskActionInfo_creatingCalculatingBaseDirSize\n"
-            "two: QVRamDiskActionInfo_creating\n"
-            "two: QVRamDiskActionInfo_creatingNewFileSystem\n"
-            "two: QVRamDiskActionInfo_creatingMoutingVolume\n"
-            "two: QVRamDiskActionInfo_creatingRecopingFromBase\n"
-            "two: mounted at ~~/desk/two (134 MB, 0 % used) in T\n"
-            "one: QVRamDiskActionInfo_creating\n"
-            "one: QVRamDiskActionInfo_creatingCalculatingBaseDirSize\n"
-            "one: QVRamDiskActionInfo_creating\n"
-            "one: QVRamDiskActionInfo_creatingNewFileSystem\n"
-            "one: QVRamDiskActionInfo_creatingMoutingVolume\n"
-            "one: QVRamDiskActionInfo_creatingRecopingFromBase\n"
-            "one: mounted at ~~/desk/one (134 MB, 0 % used) in T\n");
+  const auto created = [](const std::string& name) {
+    std::string stages;
+    for (const char* stage :
+         {"creating", "creatingCalculatingBaseDirSize", "creating", "creatingNewFileSystem",
+          "creatingMoutingVolume", "creatingRecopingFromBase"})
+      stages += name + ": QVRamDiskActionInfo_" + stage + "\n";
+    return stages + name + ": mounted at ~~/desk/" + name + " (134 MB, 0 % used) in T\n";
+  };
+  EXPECT_EQ(run({"create", "two", "one"}).out, created("two") + created("one"));
   EXPECT_EQ(statuses(), (Statuses{kMounted, kMounted}));
   EXPECT_EQ(valuesOf(run({"list", "--json"}).out, "deviceNode"),
             (Statuses{R"("/dev/disk2")", R"("/dev/disk1")"}));
@@ -170,34 +162,24 @@ TEST_F(Actions, AFailureIsExplainedAndTheOthersGoOn) {
 
 TEST_F(Actions, AreRefusedInTheWrongState) {
   addDisks();
-  const std::string notCreated = "tarnvale: one is not created; ";
-  for (const char* verb : {"remount", "rebuild", "sync", "clean"})
-    EXPECT_EQ(refusal({verb, "one"}, 1), notCreated + "'tarnvale create' makes it\n") << verb;
-  EXPECT_EQ(refusal({"eject", "one"}, 1), notCreated + "there is nothing to eject\n");
-  EXPECT_EQ(
-      refusal({"backup", "one"}, 1),
-      "tarnvale: one has no backup folder; 'tarnvale set one --backup support' gives it one\n");
+  expectEachRefused(shell, {"remount one", "rebuild one", "sync one", "clean one"},
+                    "one is not created; 'tarnvale create' makes it");
+  expectRefused(shell, R"(
+1 eject one => one is not created; there is nothing to eject
+1 backup one => one has no backup folder; 'tarnvale set one --backup support' gives it one
+)");
   for (const char* verb : {"eject", "remount", "rebuild", "sync", "backup", "clean"})
     EXPECT_EQ(refusal({verb, "--all"}, 0), "") << verb;
 
   ASSERT_EQ(run({"create", "one"}).status, 0);
-  EXPECT_EQ(refusal({"create", "one"}, 1),
-            "tarnvale: one is already mounted at ~~/desk/one; 'tarnvale rebuild' makes it anew\n");
-  const std::string fixed =
-      "tarnvale: one is created; its kind, name, directory, size and format, and whether it is "
-      "kept "
-      "in its base, cannot change now; eject it first with 'tarnvale eject'\n";
-  for (const std::vector<std::string>& change :
-       std::vector<std::vector<std::string>>{{"--name", "x"},
-                                             {"--size", "256M"},
-                                             {"--backup", "none"},
-                                             {"--backup-dir", "~~/desk"}}) {
-    std::vector<std::string> args = {"set", "one"};
-    args.insert(args.end(), change.begin(), change.end());
-    EXPECT_EQ(refusal(args, 4), fixed) << change[0];
-  }
-  EXPECT_EQ(refusal({"remove", "one"}, 4),
-            "tarnvale: one is created; eject it first with 'tarnvale eject'\n");
+  expectRefused(shell, R"(
+1 create one => one is already mounted at ~~/desk/one; 'tarnvale rebuild' makes it anew
+4 set one --name x => one is created; its kind, name, directory, size and format, and whether it is kept in its base, cannot change now; eject it first with 'tarnvale eject'
+4 set one --size 256M => one is created; its kind, name, directory, size and format, and whether it is kept in its base, cannot change now; eject it first with 'tarnvale eject'
+4 set one --backup none => one is created; its kind, name, directory, size and format, and whether it is kept in its base, cannot change now; eject it first with 'tarnvale eject'
+4 set one --backup-dir ~~/desk => one is created; its kind, name, directory, size and format, and whether it is kept in its base, cannot change now; eject it first with 'tarnvale eject'
+4 remove one => one is created; eject it first with 'tarnvale eject'
+)");
   EXPECT_EQ(statuses(), (Statuses{kMounted, kNotCreated}));
 }
 
@@ -293,3 +275,5 @@ TEST_F(Actions, OtherProgramsMayChangeTheRegistryMeanwhile) {
   EXPECT_EQ(outcome.err, "tarnvale: two was removed meanwhile\n");
   EXPECT_EQ(statuses(), (Statuses{kMounted}));
 }
+
+}  // namespace

@@ -14,6 +14,7 @@ using namespace std::chrono_literals;
 // A screen line with a clock that stands until it is moved.
 class Screen : public testing::Test {
  protected:
+  static std::string line(const std::string& text) { return "\r" + text + "\x1b[K"; }
   // What was written since the last time.
   std::string written() {
     const auto text = out_.str();
@@ -30,20 +31,14 @@ class Screen : public testing::Test {
   void SetUp() override { shell_.run({"list"}); }
 };
 
-constexpr char kLine[] = "\r";
-constexpr char kRest[] = "\x1b[K";
-
-}  // namespace
-
 TEST_F(Screen, DrawsAStageOnceAndProgressAtMostTwentyTimesASecond) {
   display_.stage("Cache", "Copying");
-  EXPECT_EQ(written(), std::string(kLine) + "Cache: Copying" + kRest);
+  EXPECT_EQ(written(), line("Cache: Copying"));
   display_.stage("Cache", "Copying");
   EXPECT_EQ(written(), "") << "nothing new, nothing drawn";
 
   display_.progress({50'000'000, 12, 100'000'000});
-  EXPECT_EQ(written(), std::string(kLine) +
-                           "Cache: Copying  50 % [#####-----] 50 MB of 100 MB, 12 items" + kRest);
+  EXPECT_EQ(written(), line("Cache: Copying  50 % [#####-----] 50 MB of 100 MB, 12 items"));
   now_ += 49ms;
   display_.progress({60'000'000, 13, 100'000'000});
   EXPECT_EQ(written(), "") << "too soon";
@@ -53,12 +48,11 @@ TEST_F(Screen, DrawsAStageOnceAndProgressAtMostTwentyTimesASecond) {
       << "more than was known at the start is still 100 %";
 
   display_.stage("Cache", "Mounting");
-  EXPECT_EQ(written(), std::string(kLine) + "Cache: Mounting" + kRest) << "a stage does not wait";
+  EXPECT_EQ(written(), line("Cache: Mounting")) << "a stage does not wait";
   display_.progress({5'000'000, 3, 0});
-  EXPECT_EQ(written(), std::string(kLine) + "Cache: Mounting 5 MB, 3 items" + kRest)
-      << "nor do its first numbers";
+  EXPECT_EQ(written(), line("Cache: Mounting 5 MB, 3 items")) << "nor do its first numbers";
   display_.end();
-  EXPECT_EQ(written(), std::string(kLine) + kRest);
+  EXPECT_EQ(written(), line(""));
   display_.end();
   EXPECT_EQ(written(), "");
 }
@@ -66,18 +60,17 @@ TEST_F(Screen, DrawsAStageOnceAndProgressAtMostTwentyTimesASecond) {
 TEST_F(Screen, KeepsWithinTheTerminalAndOutOfItsControl) {
   width_ = 12;
   display_.stage("日本語キャッシュ", "Copying");
-  EXPECT_EQ(written(), std::string(kLine) + "日本語キャ…" + kRest);
+  EXPECT_EQ(written(), line("日本語キャ…"));
   display_.progress({1, 1, 2});
   EXPECT_EQ(written(), "") << "no bar where there is no room, and the line is the same";
   width_ = 60;
   display_.stage("Cache", "Copying the folder into memory");
   written();
   display_.progress({1'000'000, 1, 2'000'000});
-  EXPECT_EQ(written(),
-            std::string(kLine) + "Cache: Copying the…  50 % [####----] 1 MB of 2 MB" + kRest)
+  EXPECT_EQ(written(), line("Cache: Copying the…  50 % [####----] 1 MB of 2 MB"))
       << "the items give way first, then the stage";
   display_.stage("a\x1b[2Jb\n", "c");
-  EXPECT_EQ(written(), std::string(kLine) + "a\uFFFD[2Jb\uFFFD: c" + kRest);
+  EXPECT_EQ(written(), line("a\uFFFD[2Jb\uFFFD: c"));
 }
 
 TEST(JsonWriter, EscapesAndNests) {
@@ -121,3 +114,5 @@ TEST(Table, AlignsByCellsNotBytes) {
   table.add({"plain", ""});
   EXPECT_EQ(table.text(), "NAME   X\né日    1\nplain\n");
 }
+
+}  // namespace

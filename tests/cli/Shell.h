@@ -3,6 +3,8 @@
 // reads its registry from the file. Files, volumes and the main loop are real; the machine and its
 // places are dictated.
 
+#include <gtest/gtest.h>
+
 #include <memory>
 #include <sstream>
 #include <string>
@@ -11,6 +13,7 @@
 #include "cli/CommandLine.h"
 #include "kinds/QVRamDiskManager.h"
 #include "platform/linux/LinuxServices.h"
+#include "settings/TypedText.h"
 #include "tests/support/DoubleServices.h"
 #include "tests/support/Scratch.h"
 
@@ -84,4 +87,29 @@ inline std::vector<std::string> valuesOf(const std::string& json, const std::str
     values.push_back(value);
   }
   return values;
+}
+
+// Each line, "status arguments => what is said", is refused so and leaves the registry byte for
+// byte as it was.
+inline void expectRefused(Shell& shell, const std::string& transcript) {
+  const std::string before = shell.registry();
+  const auto posted = shell.doubles.notifications->posted.size();
+  std::istringstream lines(transcript.substr(1));
+  for (std::string line; std::getline(lines, line);) {
+    const auto arrow = line.find(" => ");
+    ASSERT_NE(arrow, std::string::npos) << line;
+    const auto outcome = shell.run(settings::wordsOfCommand(line.substr(1, arrow - 1)));
+    EXPECT_EQ(outcome.status, line.front() - '0') << line;
+    EXPECT_EQ(outcome.err, "tarnvale: " + line.substr(arrow + 4) + "\n");
+    EXPECT_EQ(outcome.out + shell.registry(), before) << line;
+  }
+  EXPECT_EQ(shell.doubles.notifications->posted.size(), posted);
+}
+
+// The same for commands that are all refused alike.
+inline void expectEachRefused(Shell& shell, const std::vector<std::string>& commands,
+                              const std::string& problem) {
+  std::string transcript = "\n";
+  for (const auto& command : commands) transcript += "1 " + command + " => " + problem + "\n";
+  expectRefused(shell, transcript);
 }

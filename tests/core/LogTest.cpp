@@ -7,6 +7,7 @@
 #include "core/QVHelpers.h"
 #include "core/QVLocalized.h"
 #include "core/QVLog.h"
+#include "core/Trouble.h"
 #include "tests/support/DoubleServices.h"
 
 namespace {
@@ -157,6 +158,20 @@ TEST_F(CoreTest, LocalisedFormatsAreFilledInOrderAndOnce) {
   world.bundle->texts["from %@ to %@"] = "%@ -> %@";
   EXPECT_EQ(QVLocalizedFormat("from %@ to %@", {"%@", "b"}), "%@ -> b");
   EXPECT_EQ(QVLocalizedFormat("only %@", {"a", "b"}), "only a");
+}
+
+// A trouble without a row would be refused in silence, a value that is missing shows as its
+// placeholder.
+TEST_F(CoreTest, EveryTroubleIsSaidWithAllItsFacts) {
+  const TroubleFacts facts{"subject", "path", "text"};
+  for (int number = 1; number <= static_cast<int>(Trouble::BaseLeftAside); ++number) {
+    const auto trouble = static_cast<Trouble>(number);
+    const auto command = commandSentence(trouble, facts);
+    const auto window = whatHappened(trouble, facts) + whatHelps(trouble, facts);
+    EXPECT_FALSE(window.empty() || (command.what + command.todo).empty()) << number;
+    for (const auto& said : {window, command.what, command.todo})
+      EXPECT_EQ(said.find("%@"), std::string::npos) << said;
+  }
 }
 
 }  // namespace

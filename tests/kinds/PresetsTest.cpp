@@ -110,8 +110,7 @@ const std::vector<Row> kRows = {
     {8, "60.0.1/1", kGoogle, 1},
     {8, "59.9/99", kGoogle, 0},
     {9, "1/51.0", kCaches, 1},
-    {9, "99/50.9", kCaches, 0},
-};
+    {9, "99/50.9", kCaches, 0}};
 
 TEST(Presets, OfMacOS) {
   for (std::size_t i = 0; i < kRows.size(); ++i) {

@@ -58,8 +58,7 @@ TEST(Creation, SizeAndMemory) {
       {256 * kGibi, ~0ULL, kWrongSize},          {4 * kGibi, 4'038'967'296, ""},
       {4 * kGibi, 4'038'967'297, kNoMemory},     {4 * kGibi + 1, 3'270'967'297, ""},
       {4 * kGibi + 1, 3'270'967'298, kNoMemory}, {8 * kGibi, 7'565'934'592, ""},
-      {8 * kGibi, 7'565'934'593, kNoMemory},     {100'000'000, 128'000'000, kNoMemory},
-  };
+      {8 * kGibi, 7'565'934'593, kNoMemory},     {100'000'000, 128'000'000, kNoMemory}};
   for (const auto& one : cases) {
     World world;
     world.machine->memory = one.memory;
@@ -137,20 +136,18 @@ TEST(MountDirectory, MustLieInASafePlace) {
   struct Case {
     std::string directory, name, expected;
   };
-  std::vector<Case> cases = {
-      {"/Users", "Disk", "The mount directory can not be /Users."},
-      {"/Users/ann", "Disk", ""},
-      {"/Volumes", "Disk", "The mount directory can not be /Volumes."},
-      {"/Volumes/Other", "Disk", ""},
-      {"/Users/ann/Library", "Caches", kLibrary},
-      {"/Users/ann/Library/Caches", "Disk", kLibrary},
-      {"/Users/ann", "Library", kLibrary},
-      {"/Users/ann", "Library of mine", kLibrary},
-      {"/Users/ann/Library", "Developer", ""},
-      {"/Users/ann/Library/Developer/Xcode", "Disk", ""},
-      {"/Users/ann/Documents", "Library", ""},
-      {"/Users/bob/Library", "Disk", ""},
-  };
+  std::vector<Case> cases = {{"/Users", "Disk", "The mount directory can not be /Users."},
+                             {"/Users/ann", "Disk", ""},
+                             {"/Volumes", "Disk", "The mount directory can not be /Volumes."},
+                             {"/Volumes/Other", "Disk", ""},
+                             {"/Users/ann/Library", "Caches", kLibrary},
+                             {"/Users/ann/Library/Caches", "Disk", kLibrary},
+                             {"/Users/ann", "Library", kLibrary},
+                             {"/Users/ann", "Library of mine", kLibrary},
+                             {"/Users/ann/Library", "Developer", ""},
+                             {"/Users/ann/Library/Developer/Xcode", "Disk", ""},
+                             {"/Users/ann/Documents", "Library", ""},
+                             {"/Users/bob/Library", "Disk", ""}};
   for (const std::string path :
        {"/.Trashes", "/Applications", "/bin", "/cores", "/dev", "/etc", "/home", "/Library", "/net",
         "/Network", "/private", "/sbin", "/System", "/tmp", "/usr", "/var"}) {

@@ -26,8 +26,7 @@ TEST(CommandTexts, AreSplitAsAShellDoes) {
       {"x '' \"\"", {"x", "", ""}},
       {R"(a\ b "c\"d" 'e\f' "g\h")", {"a b", "c\"d", R"(e\f)", R"(g\h)"}},
       {"a 'b c", {"a", "b c"}},
-      {"a\\", {"a\\"}},
-  };
+      {"a\\", {"a\\"}}};
   for (const auto& [text, words] : cases) EXPECT_EQ(wordsOfCommand(text), words) << text;
 }
 

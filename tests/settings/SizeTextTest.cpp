@@ -18,8 +18,7 @@ TEST(SizeText, ReadsEveryForm) {
       {"0.0000000015G", 1},
       {"007K", 7000},
       {"9223372036854775807", 9'223'372'036'854'775'807U},
-      {"8388607TiB", 8388607ULL << 40U},
-  };
+      {"8388607TiB", 8388607ULL << 40U}};
   for (const auto& [text, bytes] : cases) EXPECT_EQ(settings::bytesFromText(text), bytes) << text;
 }
 
