@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "core/QVLog.h"
-#include "platform/linux/OwnPrograms.h"
+#include "platform/linux/InstalledApplications.h"
 #include "tarnvale_helper_run.h"
 
 namespace {

@@ -6,9 +6,8 @@
 #include <string_view>
 
 #include "core/Identifiers.h"
-#include "platform/linux/ApplicationIcons.h"
+#include "platform/linux/InstalledApplications.h"
 #include "platform/linux/LinuxServices.h"
-#include "platform/linux/OwnPrograms.h"
 #include "platform/qt/drawing/QtAppearance.h"
 #include "platform/qt/drawing/QtGraphics.h"
 #include "platform/qt/settings/SettingsWindow.h"

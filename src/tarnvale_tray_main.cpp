@@ -7,8 +7,7 @@
 #include <vector>
 
 #include "menu/StatusMenuController.h"
-#include "platform/linux/ApplicationIcons.h"
-#include "platform/linux/OwnPrograms.h"
+#include "platform/linux/InstalledApplications.h"
 #include "platform/qt/drawing/QtAppearance.h"
 #include "platform/qt/drawing/QtGraphics.h"
 #include "platform/qt/shell/MenuPicture.h"

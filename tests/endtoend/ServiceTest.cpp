@@ -102,7 +102,7 @@ TEST_F(ServiceTest, ADiskThatAnotherProgramWorksOnIsSavedAfterwards) {
   scratch.file("home/desk/cache/new", "new");
   const auto locks = home + "/.local/share/com.tarnvale.Tarnvale/Locks";
   const auto file = std::filesystem::directory_iterator(locks)->path();
-  platform::FileDescriptor lock(open(file.c_str(), O_RDWR | O_CLOEXEC));
+  Descriptor lock(open(file.c_str(), O_RDWR | O_CLOEXEC));
   ASSERT_EQ(flock(lock.get(), LOCK_EX | LOCK_NB), 0);
   logind.announce("Shutdown");
   EXPECT_TRUE(comesTrue([&] { return logs("read again") == 1; })) << "it knows of the end";

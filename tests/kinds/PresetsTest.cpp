@@ -5,8 +5,8 @@
 #include <set>
 #include <thread>
 
-#include "platform/linux/LinuxKindTable.h"
-#include "platform/mac/MacKindTable.h"
+#include "platform/linux/LinuxPlaces.h"
+#include "platform/mac/MacPlaces.h"
 #include "tests/kinds/World.h"
 
 namespace {

@@ -1,5 +1,4 @@
-#include "platform/mac/MacDirectories.h"
-#include "platform/mac/MacKindTable.h"
+#include "platform/mac/MacPlaces.h"
 #include "system/QVMacInfo.h"
 #include "tests/kinds/World.h"
 

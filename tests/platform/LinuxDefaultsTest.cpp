@@ -4,8 +4,9 @@
 #include <systemd/sd-bus.h>
 
 #include <atomic>
-#include <functional>
 #include <thread>
+#include <tuple>
+#include <vector>
 
 #include "tests/support/PrivateBus.h"
 #include "tests/support/Scratch.h"
@@ -15,7 +16,6 @@ using namespace platform;
 namespace {
 
 constexpr char kStyle[] = "AppleInterfaceStyle";
-constexpr char kPath[] = "/org/freedesktop/portal/desktop";
 constexpr char kSettings[] = "org.freedesktop.portal.Settings";
 constexpr char kAppearance[] = "org.freedesktop.appearance";
 constexpr char kScheme[] = "color-scheme";
@@ -27,32 +27,19 @@ class Portal {
   Portal(const std::string& address, Kind kind, std::uint32_t scheme)
       : kind_(kind),
         scheme_(scheme),
-        bus_(address, BusOwner::Anybody, {[this](sd_bus* bus) { serve(bus); }, [](int) {}}) {
-    wait([](sd_bus*) {});
-  }
+        service_(address, "org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop",
+                 [this](sd_bus_message* message) { return answer(message); }) {}
 
   template <class Value>
   void change(const char* space, const char* key, const char* type, Value value) {
-    wait([&](sd_bus* bus) {
-      EXPECT_GE(sd_bus_emit_signal(bus, kPath, kSettings, "SettingChanged", "ssv", space, key, type,
-                                   value),
-                0);
+    service_.emit(kSettings, "SettingChanged", [&](sd_bus_message* signal) {
+      return sd_bus_message_append(signal, "ssv", space, key, type, value);
     });
   }
   void changeScheme(std::uint32_t scheme) { change(kAppearance, kScheme, "u", scheme); }
   std::atomic<int> questions{0};
 
  private:
-  void wait(const Bus::Work& work) { bus_.performAndWait(work, std::chrono::minutes(1)); }
-
-  void serve(sd_bus* bus) {
-    const auto handler = [](sd_bus_message* message, void* self, sd_bus_error*) {
-      return static_cast<Portal*>(self)->answer(message);
-    };
-    EXPECT_GE(sd_bus_add_object(bus, nullptr, kPath, handler, this), 0);
-    EXPECT_GE(sd_bus_request_name(bus, "org.freedesktop.portal.Desktop", 0), 0);
-  }
-
   int answer(sd_bus_message* message) {
     const bool readsOne = sd_bus_message_is_method_call(message, kSettings, "ReadOne") > 0;
     if (!readsOne && sd_bus_message_is_method_call(message, kSettings, "Read") <= 0) return 0;
@@ -66,7 +53,7 @@ class Portal {
 
   const Kind kind_;
   const std::uint32_t scheme_;
-  Bus bus_;
+  BusService service_;
 };
 
 class LinuxDefaultsTest : public testing::Test {
@@ -87,27 +74,22 @@ class LinuxDefaultsTest : public testing::Test {
   std::unique_ptr<LinuxDefaults> defaults = anew();
 };
 
-}  // namespace
-
 TEST_F(LinuxDefaultsTest, TellTheColourSchemeOfThePortal) {
-  struct {
-    Portal::Kind kind;
-    std::uint32_t scheme;
-    bool isDark;
-    int questions;
-  } const kCases[] = {{Portal::Kind::Current, 0, false, 1}, {Portal::Kind::Current, 1, true, 1},
-                      {Portal::Kind::Current, 2, false, 1}, {Portal::Kind::Current, 9, false, 1},
-                      {Portal::Kind::Old, 1, true, 2},      {Portal::Kind::Old, 2, false, 2},
-                      {Portal::Kind::Foreign, 1, false, 1}};
-  for (const auto& test : kCases) {
+  using Kind = Portal::Kind;
+  for (const auto& [kind, scheme, dark, questions] :
+       std::vector<std::tuple<Kind, std::uint32_t, bool, int>>{{Kind::Current, 1, true, 1},
+                                                               {Kind::Current, 2, false, 1},
+                                                               {Kind::Old, 1, true, 2},
+                                                               {Kind::Old, 2, false, 2},
+                                                               {Kind::Foreign, 1, false, 1}}) {
     defaults.reset();  // or it would ask this portal too
-    Portal portal(bus.address(), test.kind, test.scheme);
+    Portal portal(bus.address(), kind, scheme);
     defaults = anew();
     EXPECT_EQ(defaults->string("Other"), std::nullopt);
     EXPECT_EQ(portal.questions, 0) << "nobody wanted to know";
-    EXPECT_EQ(isDark(), test.isDark) << test.scheme;
-    EXPECT_EQ(isDark(), test.isDark) << test.scheme;
-    EXPECT_EQ(portal.questions, test.questions);
+    EXPECT_EQ(isDark(), dark) << scheme;
+    EXPECT_EQ(isDark(), dark) << scheme;
+    EXPECT_EQ(portal.questions, questions);
   }
 }
 
@@ -161,3 +143,5 @@ TEST_F(LinuxDefaultsTest, LetTheFileOverrideTheDesktop) {
   folder.file("defaults.plist", "");
   EXPECT_TRUE(isDark());
 }
+
+}  // namespace

@@ -8,11 +8,9 @@
 #include <ctime>
 #include <filesystem>
 
-#include "platform/linux/BusAddress.h"
 #include "tests/support/Doubles.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/TurningLoop.h"
-#include "tests/support/Variables.h"
 
 using namespace platform;
 
@@ -66,15 +64,16 @@ class RawSender {
   }
 
   void sendMalformed() {
-    send(kObjectPath, kInterface, "Posted", "ss", kNotification, "short");
-    send(kObjectPath, kInterface, "Posted", "ssa{sv}", kNotification, "variant", 1, "key", "i", 4);
-    send(kObjectPath, kInterface, "Posted", "u", 7U);
-    send(kObjectPath, kInterface, "Posted", "");
+    const auto posted = [&](const char* types, auto... args) {
+      send(kObjectPath, kInterface, "Posted", types, args...);
+    };
+    posted("ss", kNotification, "short");
+    posted("ssa{sv}", kNotification, "variant", 1, "key", "i", 4);
+    posted("");
+    posted("ssa{ss}", kNotification, std::string(70'000, 'x').c_str(), 0);
     send(kObjectPath, kInterface, "Sent", "ssa{ss}", kNotification, "member", 0);
     send(kObjectPath, "com.tarnvale.Other", "Posted", "ssa{ss}", kNotification, "interface", 0);
     send("/com/tarnvale/Other", kInterface, "Posted", "ssa{ss}", kNotification, "path", 0);
-    const std::string large(70'000, 'x');
-    send(kObjectPath, kInterface, "Posted", "ssa{ss}", kNotification, large.c_str(), 0);
   }
 
  private:
@@ -92,27 +91,6 @@ std::size_t threadCount() {
   return static_cast<std::size_t>(std::distance(begin(threads), end(threads)));
 }
 
-}  // namespace
-
-TEST(BusAddress, IsWhatTheEnvironmentSays) {
-  const struct {
-    Variables variables;
-    std::string session;
-    std::string system = "unix:path=/run/dbus/system_bus_socket";
-  } cases[] = {{{}, ""},
-               {{{"XDG_RUNTIME_DIR", "relative"}}, ""},
-               {{{"XDG_RUNTIME_DIR", "/run/a b,;=%"}}, "unix:path=/run/a%20b%2c%3b%3d%25/bus"},
-               {{{"XDG_RUNTIME_DIR", "/run"},
-                 {"DBUS_SESSION_BUS_ADDRESS", "unix:abstract=x"},
-                 {"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/y"}},
-                "unix:abstract=x",
-                "unix:path=/y"}};
-  for (const auto& each : cases) {
-    EXPECT_EQ(sessionBusAddress(environmentOf(each.variables)), each.session);
-    EXPECT_EQ(systemBusAddress(environmentOf(each.variables)), each.system) << each.session;
-  }
-}
-
 TEST_F(LinuxNotificationsTest, ReachOthersAndThisProgramOnce) {
   const auto here = program();
   listen(*here);
@@ -122,13 +100,11 @@ TEST_F(LinuxNotificationsTest, ReachOthersAndThisProgramOnce) {
   const auto others = program();
   others->post({"Other", "of no interest", {}});
   others->post({kNotification, "other", {{"", ""}, {"k", "v"}}});
-  program()->post({kNotification, "gone at once", {}});
-  loop->runUntil([&] { return heard.size() >= 4; });
+  loop->runUntil([&] { return heard.size() >= 3; });
   others->post({kNotification, "last", {}});
   runUntilHeard("last");
   std::sort(heard.begin(), heard.end());
-  EXPECT_EQ(heard, (std::vector<std::string>{"gone at once", "last", "other  kv",
-                                             "own a1 b\u00e4\n", invalid}));
+  EXPECT_EQ(heard, (std::vector<std::string>{"last", "other  kv", "own a1 b\u00e4\n", invalid}));
   EXPECT_EQ(log->entries().size(), 1U) << "of the invalid text";
 }
 
@@ -141,14 +117,13 @@ TEST_F(LinuxNotificationsTest, MissNothingInABurstAndKeepNothingOfIt) {
   std::size_t inUse = 0;
   for (const int round : {1, 2}) {
     heard.clear();
-    heard.reserve(kBurst + 2);
+    heard.reserve(kBurst + 1);
     for (std::size_t i = 0; i < kBurst; ++i) {  // the main loop is busy all the time
       if (i % 100 == 0) other.sendMalformed();
       sender.post(std::to_string(i).c_str());
     }
-    sender.post("end");
-    runUntilHeard("end");
-    ASSERT_EQ(heard.size(), kBurst + 1);
+    runUntilHeard(std::to_string(kBurst - 1));
+    ASSERT_EQ(heard.size(), kBurst);
     for (std::size_t i = 0; i < kBurst; ++i) ASSERT_EQ(heard[i], std::to_string(i));
     EXPECT_LE(loop->most(), 256U);
     const std::size_t now = mallinfo2().uordblks;
@@ -158,13 +133,12 @@ TEST_F(LinuxNotificationsTest, MissNothingInABurstAndKeepNothingOfIt) {
   EXPECT_TRUE(log->entries().empty());
 }
 
-TEST_F(LinuxNotificationsTest, BurstOfAProgramArrivesWholeThoughItEnds) {
+TEST_F(LinuxNotificationsTest, ArriveWholeThoughTheirProgramEnds) {
   const auto here = program();
   listen(*here);
   constexpr std::size_t kBurst = 10'000;
-  const auto elsewhere = std::make_shared<TurningLoop>();
   {
-    LinuxNotifications other(elsewhere, log, bus.address());
+    LinuxNotifications other(std::make_shared<TurningLoop>(), log, bus.address());
     for (std::size_t i = 0; i < kBurst; ++i) other.post({kNotification, std::to_string(i), {}});
   }
   runUntilHeard(std::to_string(kBurst - 1));
@@ -179,7 +153,6 @@ TEST_F(LinuxNotificationsTest, StayWithinTheProgramWhereThereIsNoBus) {
     listen(*here);
     for (int i = 0; i < 50; ++i) here->post({kNotification, "own", {}});
     loop->runUntil([&] { return heard.size() == 50; });
-    here->observe("Other", [](const Notification&) {});
     EXPECT_EQ(log->entries().size(), 1U) << address;
     EXPECT_EQ(log->count("no session bus"), 1U) << address;
   }
@@ -188,7 +161,6 @@ TEST_F(LinuxNotificationsTest, StayWithinTheProgramWhereThereIsNoBus) {
 TEST_F(LinuxNotificationsTest, CostNothingUntilUsed) {
   const std::size_t threads = threadCount();
   const auto here = program();
-  here->remove(1);
   EXPECT_EQ(threadCount(), threads);
   here->post({kNotification, "", {}});
   EXPECT_EQ(threadCount(), threads + 1);
@@ -239,3 +211,5 @@ TEST_F(LinuxNotificationsTest, DoNotUseTheBusOfAnotherUser) {
   here->post({kNotification, "own", {}});
   runUntilHeard("own");
 }
+
+}  // namespace

@@ -1,15 +1,15 @@
 #include "platform/linux/LinuxServices.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <syslog.h>
 #include <unistd.h>
 
 #include <array>
 #include <thread>
 #include <vector>
 
+#include "leaf/Descriptor.h"
 #include "platform/linux/LinuxLog.h"
-#include "platform/posix/FileDescriptor.h"
 #include "tests/support/Scratch.h"
 
 using namespace platform;
@@ -24,10 +24,7 @@ TEST(LinuxServices, FindsTheToolsBesideTheFolderOfTheExecutable) {
 
 TEST(LinuxLog, ShowsWholeEntriesFromTheSeverityUpwards) {
   const Scratch scratch;
-  std::FILE* file = std::fopen(scratch.file("log").c_str(), "a");
-  ASSERT_NE(file, nullptr);
-  const FileDescriptor shown(dup(fileno(file)));
-  std::fclose(file);
+  const Descriptor shown(open(scratch.file("log").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
   LinuxLog log("test", 3, shown.get());
   log.write(2, "quiet");
   log.write(3, "one\ntwo");
@@ -52,13 +49,22 @@ TEST(LinuxLog, ShowsWholeEntriesFromTheSeverityUpwards) {
 TEST(LinuxLog, OutlivesItsReader) {
   std::array<int, 2> ends{};
   ASSERT_EQ(pipe(ends.data()), 0);
-  FileDescriptor reading(ends[0]);
-  const FileDescriptor writing(ends[1]);
-  reading = FileDescriptor();
+  close(ends[0]);
+  const Descriptor writing(ends[1]);
   LinuxLog log("test", 0, writing.get());
   log.write(5, "nobody reads this");
-  EXPECT_EQ(syslogPriority(5), LOG_CRIT);
-  EXPECT_EQ(syslogPriority(0), LOG_DEBUG);
-  EXPECT_EQ(syslogPriority(99), LOG_CRIT);
-  EXPECT_EQ(syslogPriority(-1), LOG_DEBUG);
+}
+
+TEST(StandardErrorAlerts, AreWrittenAndNotWaitedFor) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(pipe(ends.data()), 0);
+  const Descriptor reading(ends[0]);
+  Descriptor writing(ends[1]);
+  StandardErrorAlerts alerts(writing.get());
+  EXPECT_EQ(alerts.runModal({"Title.", "Text.", {"Ok", "Other"}}), 0U);
+  EXPECT_EQ(alerts.runModal({"Alone.", "", {"Ok"}}), 0U);
+  writing.reset();
+  std::array<char, 100> text{};
+  ASSERT_GT(read(reading.get(), text.data(), text.size() - 1), 0);
+  EXPECT_STREQ(text.data(), "Title.\nText.\nAlone.\n");
 }

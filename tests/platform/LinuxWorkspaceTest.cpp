@@ -4,16 +4,17 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <systemd/sd-bus.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
 
-#include "extensions/PathExtension.h"
-#include "platform/linux/DetachedProgram.h"
+#include "extensions/FileUrl.h"
+#include "leaf/Descriptor.h"
 #include "platform/linux/LinuxApplications.h"
 #include "platform/linux/LinuxWorkspace.h"
-#include "platform/posix/FileDescriptor.h"
+#include "tests/support/PrivateBus.h"
 #include "tests/support/Scratch.h"
 
 using namespace platform;
@@ -23,7 +24,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kActivityMonitor[] = "com.apple.ActivityMonitor";
-constexpr char kDiskUtility[] = "com.apple.DiskUtility";
 
 // A desktop made up in a folder. Its programs are scripts that tell through a pipe how they were
 // started.
@@ -47,7 +47,7 @@ class LinuxWorkspaceTest : public testing::Test {
 
   // What one program tells, from its start to its end. It waits for its reader.
   std::string told() const {
-    const FileDescriptor reading(
+    const Descriptor reading(
         ::open(desktop.path("told").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     pollfd waiting{reading.get(), POLLIN, 0};
     EXPECT_EQ(poll(&waiting, 1, 60'000), 1) << "nothing was started";
@@ -109,25 +109,6 @@ TEST_F(LinuxWorkspaceTest, StartsApplicationsAndNothingElseThatCanBeRun) {
   EXPECT_EQ(workspace.launch(desktop.file("plain"), {}).error().code, EACCES);
 }
 
-// The first of the utilities that desktops bring along that is really there.
-TEST_F(LinuxWorkspaceTest, FindsTheUtilitiesOfAnyDesktop) {
-  const std::pair<const char*, std::vector<std::string>> utilities[] = {
-      {kActivityMonitor,
-       {"xfce4-taskmanager", "org.kde.plasma-systemmonitor", "gnome-system-monitor",
-        "org.gnome.SystemMonitor"}},
-      {kDiskUtility, {"gparted", "org.gnome.DiskUtility"}}};
-  for (const auto& [identifier, names] : utilities) {
-    EXPECT_EQ(applications.pathOfApplication(identifier), std::nullopt);
-    for (const std::string& name : names) {
-      entry(name, desktop.executable("bin/" + name, ""));
-      EXPECT_EQ(applications.pathOfApplication(identifier), desktop.path("bin/" + name));
-    }
-    fs::remove(desktop.path("bin/" + names.back()));
-    EXPECT_EQ(applications.pathOfApplication(identifier),
-              desktop.path("bin/" + names[names.size() - 2]));
-  }
-}
-
 // Nothing of ours reaches it: no parenthood, directory, stream, descriptor or signal setting. Two
 // signals are the C library's own: who was spawned by it ignores them, and nobody can change that.
 TEST_F(LinuxWorkspaceTest, LetsGoOfWhatItStarts) {
@@ -138,14 +119,14 @@ TEST_F(LinuxWorkspaceTest, LetsGoOfWhatItStarts) {
               "SigIgn:) printf '%s %016x\\n' $name $((0x$set & ~0x180000000)) ;;\n"
               "esac; done </proc/$$/status\n"
               "readlink /proc/$$/fd/0 /proc/$$/fd/2; [ -e /proc/$$/fd/77 ] && echo leaked");
-  const FileDescriptor inherited(dup2(STDERR_FILENO, 77));
+  const Descriptor inherited(dup2(STDERR_FILENO, 77));
   sigset_t some;
   sigset_t former;
   sigemptyset(&some);
   sigaddset(&some, SIGUSR1);
   pthread_sigmask(SIG_BLOCK, &some, &former);
   const auto handler = std::signal(SIGPIPE, SIG_IGN);
-  EXPECT_TRUE(startDetached({started}, desktop.path("home")));
+  EXPECT_TRUE(workspace.launch(started, {}));
   pthread_sigmask(SIG_SETMASK, &former, nullptr);
   std::signal(SIGPIPE, handler);
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
@@ -154,7 +135,8 @@ TEST_F(LinuxWorkspaceTest, LetsGoOfWhatItStarts) {
   const std::string none = "0000000000000000\n";
   EXPECT_EQ(told(),
             "started\n" + desktop.path("home") + "\nSigBlk: " + none + "SigIgn: " + none + streams);
-  EXPECT_TRUE(startDetached({started}, desktop.path("missing")));
+  fs::remove_all(desktop.path("home"));
+  EXPECT_TRUE(workspace.launch(started, {}));
   EXPECT_EQ(told(), "started\n/\nSigBlk: " + none + "SigIgn: " + none + streams);
 }
 
@@ -163,6 +145,68 @@ TEST_F(LinuxWorkspaceTest, NamesItemsAsTheyAre) {
       {"/a/b.txt", "b.txt"}, {"/a/b/", "b"},   {"/a/b///", "b"}, {"/", "/"},
       {"//", "/"},           {"name", "name"}, {"", ""},         {"/a/\xFF\xFEz", "\uFFFD\uFFFDz"}};
   for (const auto& [path, name] : cases) EXPECT_EQ(workspace.displayName(path), name) << path;
+}
+
+constexpr char kFileManagerName[] = "org.freedesktop.FileManager1";
+
+// Stands for a file manager: keeps what it is asked for, and accepts it, refuses it or is silent.
+struct FileManagerDouble {
+  enum class Answer { Accepts, Refuses, IsSilent };
+
+  FileManagerDouble(const std::string& address, Answer given)
+      : answer(given),
+        service(address, kFileManagerName, "/org/freedesktop/FileManager1",
+                [this](sd_bus_message* message) { return reply(message); }) {}
+
+  int reply(sd_bus_message* message) {
+    if (sd_bus_message_is_method_call(message, kFileManagerName, "ShowItemProperties") <= 0)
+      return 0;
+    EXPECT_STREQ(sd_bus_message_get_signature(message, 1), "ass");
+    EXPECT_GE(sd_bus_message_enter_container(message, 'a', "s"), 0);
+    for (const char* url = nullptr; sd_bus_message_read(message, "s", &url) > 0;)
+      asked.emplace_back(url);
+    if (answer == Answer::IsSilent) return 1;
+    if (answer == Answer::Accepts) return sd_bus_reply_method_return(message, "");
+    return sd_bus_reply_method_errorf(message, SD_BUS_ERROR_FAILED, "nothing to show");
+  }
+
+  const Answer answer;
+  std::vector<std::string> asked;  // only once the caller has its answer
+  BusService service;
+};
+
+using Answer = FileManagerDouble::Answer;
+
+TEST(LinuxFileManager, IsAskedOverTheSessionBus) {
+  const PrivateBus bus;
+  const FileManagerDouble manager(bus.address(), Answer::Accepts);
+  LinuxWorkspace workspace({.sessionBus = bus.address()});
+  const std::string path = "/tmp/a b\"; #100% ü\n\xFF";
+  EXPECT_TRUE(workspace.showInformation(path));
+  EXPECT_TRUE(workspace.showInformation("/"));
+  EXPECT_EQ(manager.asked, (std::vector<std::string>{extensions::fileUrl(path), "file:///"}));
+}
+
+TEST(LinuxFileManager, ThatRefusesOrIsSilentOrGoneIsAnError) {
+  PrivateBus bus;
+  const auto failure = [&](std::chrono::milliseconds limit) {
+    LinuxWorkspace workspace({.sessionBus = bus.address(), .fileManagerLimit = limit});
+    const auto shown = workspace.showInformation("/");
+    return shown ? SystemError{"none", 0, "none"} : shown.error();
+  };
+  constexpr std::chrono::seconds kLong(10);
+  EXPECT_NE(failure(kLong).text.find(kFileManagerName), std::string::npos) << "nobody is there";
+  {
+    const FileManagerDouble manager(bus.address(), Answer::Refuses);
+    EXPECT_NE(failure(kLong).text.find("nothing to show"), std::string::npos);
+  }
+  {
+    const FileManagerDouble manager(bus.address(), Answer::IsSilent);
+    EXPECT_EQ(failure(std::chrono::milliseconds(50)).code, ETIMEDOUT);
+  }
+  bus.stop();
+  for (const std::string& address : {bus.address(), std::string(), std::string("nonsense")})
+    EXPECT_FALSE(LinuxWorkspace({.sessionBus = address}).showInformation("/")) << address;
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "platform/posix/FileDescriptor.h"
+#include "leaf/Descriptor.h"
 
 namespace {
 
@@ -43,8 +43,8 @@ std::size_t field(const std::string& dump, DumpField which) {
 Desktop::Desktop() {
   std::array<int, 2> ends{};
   if (pipe2(ends.data(), O_CLOEXEC) != 0) std::abort();
-  const platform::FileDescriptor told(ends[0]);
-  platform::FileDescriptor telling(ends[1]);
+  const Descriptor told(ends[0]);
+  Descriptor telling(ends[1]);
   // The server writes its number once it takes connections, and then the end of the line; nobody
   // to read that would be the end of it. It must not begin anew when its first client has gone, or
   // it turns the next one away meanwhile.

@@ -9,14 +9,11 @@
 #include <algorithm>
 #include <array>
 
-using namespace platform;
-
 namespace {
 
-constexpr char kPath[] = "/org/freedesktop/login1";
 constexpr char kManager[] = "org.freedesktop.login1.Manager";
 
-bool isHeld(const FileDescriptor& end) {
+bool isHeld(const Descriptor& end) {
   pollfd waiting{end.get(), POLLIN, 0};
   return poll(&waiting, 1, 0) == 0;
 }
@@ -25,17 +22,8 @@ bool isHeld(const FileDescriptor& end) {
 
 LogindDouble::LogindDouble(const std::string& address, std::chrono::milliseconds longestDelay)
     : longestDelay_(longestDelay),
-      bus_(address, BusOwner::Anybody, {[this](sd_bus* bus) { serve(bus); }, [](int) {}}) {
-  bus_.performAndWait([](sd_bus* bus) { EXPECT_NE(bus, nullptr); }, std::chrono::minutes(1));
-}
-
-void LogindDouble::serve(sd_bus* bus) {
-  const auto handler = [](sd_bus_message* message, void* self, sd_bus_error*) {
-    return static_cast<LogindDouble*>(self)->answer(message);
-  };
-  EXPECT_GE(sd_bus_add_object(bus, nullptr, kPath, handler, this), 0);
-  EXPECT_GE(sd_bus_request_name(bus, "org.freedesktop.login1", 0), 0);
-}
+      service_(address, "org.freedesktop.login1", "/org/freedesktop/login1",
+               [this](sd_bus_message* message) { return answer(message); }) {}
 
 int LogindDouble::answer(sd_bus_message* message) {
   if (sd_bus_message_is_method_call(message, kManager, "Inhibit") <= 0) return 0;
@@ -48,12 +36,12 @@ int LogindDouble::grant(sd_bus_message* message) {
   std::array<int, 2> ends{};
   EXPECT_GE(sd_bus_message_read(message, "ssss", &texts[0], &texts[1], &texts[2], &texts[3]), 0);
   EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
-  const FileDescriptor given(ends[1]);
+  const Descriptor given(ends[1]);
   std::string text = texts[0];
   for (const char* part : {texts[1], texts[2], texts[3]}) text.append("/").append(part);
   {
     const std::lock_guard lock(mutex_);
-    locks_.push_back({text, FileDescriptor(ends[0])});
+    locks_.push_back({text, Descriptor(ends[0])});
   }
   return sd_bus_reply_method_return(message, "h", given.get());
 }
@@ -83,9 +71,7 @@ bool LogindDouble::goesOn() {
 void LogindDouble::isOver(const std::string& what) { prepare(what, false); }
 
 void LogindDouble::prepare(const std::string& what, bool begins) {
-  bus_.performAndWait(
-      [signal = "PrepareFor" + what, begins](sd_bus* bus) {
-        EXPECT_GE(sd_bus_emit_signal(bus, kPath, kManager, signal.c_str(), "b", begins ? 1 : 0), 0);
-      },
-      std::chrono::minutes(1));
+  service_.emit(kManager, "PrepareFor" + what, [&](sd_bus_message* signal) {
+    return sd_bus_message_append(signal, "b", begins ? 1 : 0);
+  });
 }

@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/Bus.h"
+#include "leaf/Descriptor.h"
+#include "tests/support/PrivateBus.h"
 
 // logind on a private bus, as far as delay locks go: it grants them, announces, and goes on when
 // all are released or its longest delay is over.
@@ -28,10 +29,9 @@ class LogindDouble {
  private:
   struct Lock {
     std::string text;
-    platform::FileDescriptor end;  // hangs up when the holder closes its own
+    Descriptor end;  // hangs up when the holder closes its own
   };
 
-  void serve(sd_bus* bus);
   int answer(sd_bus_message* message);
   int grant(sd_bus_message* message);
   void prepare(const std::string& what, bool begins);
@@ -40,5 +40,5 @@ class LogindDouble {
   std::chrono::steady_clock::time_point announced_;
   std::mutex mutex_;  // guards what follows
   std::vector<Lock> locks_;
-  platform::Bus bus_;
+  BusService service_;
 };

@@ -3,12 +3,13 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <systemd/sd-bus.h>
 #include <unistd.h>
 
 #include <array>
 #include <csignal>
 
-#include "platform/posix/FileDescriptor.h"
+#include "leaf/Descriptor.h"
 
 namespace {
 
@@ -35,8 +36,8 @@ PrivateBus::~PrivateBus() { stop(); }
 void PrivateBus::start() {
   std::array<int, 2> ends{};
   ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
-  const platform::FileDescriptor told(ends[0]);
-  platform::FileDescriptor telling(ends[1]);
+  const Descriptor told(ends[0]);
+  Descriptor telling(ends[1]);
   auto command = command_;
   command.insert(command.end(), {"dbus-daemon", "--nofork", "--nopidfile", "--nosyslog",
                                  "--config-file=" + folder_.path("config"),
@@ -55,3 +56,36 @@ void PrivateBus::stop() {
 void PrivateBus::hang() const { daemon_.signal(SIGSTOP); }
 
 void PrivateBus::goOn() const { daemon_.signal(SIGCONT); }
+
+BusService::BusService(const std::string& address, std::string name, std::string path,
+                       std::function<int(sd_bus_message*)> answer)
+    : name_(std::move(name)),
+      path_(std::move(path)),
+      answer_(std::move(answer)),
+      bus_(address, platform::BusOwner::Anybody,
+           {[this](sd_bus* bus) {
+              const auto handler = [](sd_bus_message* message, void* self, sd_bus_error*) {
+                return static_cast<BusService*>(self)->answer_(message);
+              };
+              EXPECT_GE(sd_bus_add_object(bus, nullptr, path_.c_str(), handler, this), 0);
+              EXPECT_GE(sd_bus_request_name(bus, name_.c_str(), 0), 0);
+            },
+            [](int) {}}) {
+  perform([](sd_bus* bus) { EXPECT_NE(bus, nullptr); });
+}
+
+void BusService::perform(const platform::Bus::Work& work) {
+  bus_.performAndWait(work, std::chrono::minutes(1));
+}
+
+void BusService::emit(const std::string& interface, const std::string& signal,
+                      const std::function<int(sd_bus_message*)>& append) {
+  perform([&](sd_bus* bus) {
+    sd_bus_message* made = nullptr;
+    EXPECT_GE(
+        sd_bus_message_new_signal(bus, &made, path_.c_str(), interface.c_str(), signal.c_str()), 0);
+    const platform::BusMessage message(made);
+    EXPECT_GE(append(made), 0);
+    EXPECT_GE(sd_bus_send(bus, made, nullptr), 0);
+  });
+}

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "platform/linux/Bus.h"
 #include "tests/support/Companion.h"
 #include "tests/support/Scratch.h"
 
@@ -27,4 +29,22 @@ class PrivateBus {
   Scratch folder_;
   std::vector<std::string> command_;
   Companion daemon_;
+};
+
+// A service on a bus, until it goes: answers what is called on its object with `answer`, which runs
+// on a thread of the bus's and gives what a handler of sd-bus does.
+class BusService {
+ public:
+  BusService(const std::string& address, std::string name, std::string path,
+             std::function<int(sd_bus_message*)> answer);
+
+  void perform(const platform::Bus::Work& work);  // and waits for it
+  void emit(const std::string& interface, const std::string& signal,
+            const std::function<int(sd_bus_message*)>& append);
+
+ private:
+  const std::string name_;
+  const std::string path_;
+  const std::function<int(sd_bus_message*)> answer_;
+  platform::Bus bus_;
 };

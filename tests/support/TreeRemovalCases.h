@@ -15,8 +15,8 @@
 #include <iterator>
 #include <thread>
 
+#include "leaf/Descriptor.h"
 #include "platform/Result.h"
-#include "platform/posix/FileDescriptor.h"
 #include "tests/support/FewDescriptors.h"
 #include "tests/support/Privileges.h"
 #include "tests/support/Scratch.h"
@@ -153,7 +153,7 @@ TYPED_TEST_P(TreeRemovalCases, NeedNotListTheFolderOfTheItem) {
 TYPED_TEST_P(TreeRemovalCases, TakesFewDescriptorsAndNoStackForDeepTrees) {
   constexpr int kLevels = 5000;
   const auto& scratch = this->place;
-  platform::FileDescriptor folder(open(scratch.directory("tree").c_str(), O_DIRECTORY | O_CLOEXEC));
+  Descriptor folder(open(scratch.directory("tree").c_str(), O_DIRECTORY | O_CLOEXEC));
   for (int i = 0; i < kLevels; ++i) {
     ASSERT_EQ(mkdirat(folder.get(), "level", 0755), 0);
     ASSERT_EQ(mknodat(folder.get(), "file", S_IFREG | 0644, 0), 0);

@@ -1,12 +1,20 @@
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <mutex>
 
 #include "platform/Applications.h"
-#include "platform/linux/InstalledApplication.h"
+#include "platform/linux/InstalledApplications.h"
 
 namespace platform {
+
+// The version that a program prints when it is asked to with "--version": the first number with a
+// dot in its output, "115.3.0" of "Some Browser 115.3.0esr (64-bit)". nullopt when it prints none,
+// cannot be started, or has not closed its output within the time. Nothing of it runs on when this
+// returns.
+std::optional<std::string> askedVersion(const std::string& executable,
+                                        std::chrono::milliseconds limit);
 
 // Applications as their desktop entries describe them; installed ones are looked for anew at each
 // question. Both version entries give one text. A version that the program itself had to be asked
@@ -29,8 +37,9 @@ class LinuxApplications : public Applications {
   };
 
   std::optional<InstalledApplication> installed(std::string_view bundleIdentifier) const;
+  // `stamp` changes with the program's files.
   std::optional<std::string> askedVersionOnce(const std::string& path,
-                                              const ProgramFiles& files) const;
+                                              const std::string& stamp) const;
   bool signal(const RunningApplication& application, int signal) const;
 
   const ApplicationFolders folders_;

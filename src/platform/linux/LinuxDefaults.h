@@ -3,7 +3,6 @@
 #include <memory>
 #include <string>
 
-#include "platform/linux/PortalColorScheme.h"
 #include "platform/posix/FileDefaults.h"
 
 namespace platform {
@@ -13,9 +12,8 @@ namespace platform {
 // before that key is. Any thread.
 class LinuxDefaults : public Defaults {
  public:
-  LinuxDefaults(FileDefaults file, std::string sessionBus)
-      : file_(std::move(file)),
-        colorScheme_(std::make_unique<PortalColorScheme>(std::move(sessionBus))) {}
+  LinuxDefaults(FileDefaults file, std::string sessionBus);
+  ~LinuxDefaults() override;
 
   std::optional<std::string> string(std::string_view key) const override;
   std::optional<std::int64_t> integer(std::string_view key) const override;
@@ -24,8 +22,10 @@ class LinuxDefaults : public Defaults {
   }
 
  private:
+  class ColorScheme;
+
   FileDefaults file_;
-  std::unique_ptr<PortalColorScheme> colorScheme_;
+  const std::unique_ptr<ColorScheme> colorScheme_;
 };
 
 }  // namespace platform

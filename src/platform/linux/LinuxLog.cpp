@@ -75,4 +75,11 @@ void LinuxLog::write(std::int64_t severity, std::string_view text) {
   writeAll(descriptor_, entry);
 }
 
+std::size_t StandardErrorAlerts::runModal(const Alert& alert) {
+  std::string text = alert.title + "\n";
+  if (!alert.text.empty()) text += alert.text + "\n";
+  writeAll(descriptor_, text);
+  return 0;
+}
+
 }  // namespace platform

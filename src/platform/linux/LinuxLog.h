@@ -5,6 +5,7 @@
 #include <mutex>
 #include <string>
 
+#include "platform/Alerts.h"
 #include "platform/SystemLog.h"
 
 namespace platform {
@@ -31,5 +32,17 @@ class LinuxLog : public SystemLog {
 
 // The system's priority for a severity of QVLog.
 int syslogPriority(std::int64_t severity);
+
+// Alerts where there is no screen: written out, never waited for; the answer is the first button.
+class StandardErrorAlerts : public Alerts {
+ public:
+  // The descriptor stays the caller's.
+  explicit StandardErrorAlerts(int descriptor = STDERR_FILENO) : descriptor_(descriptor) {}
+
+  std::size_t runModal(const Alert& alert) override;
+
+ private:
+  int descriptor_;
+};
 
 }  // namespace platform

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <set>
 
-#include "platform/linux/ExecLine.h"
+#include "platform/linux/InstalledApplications.h"
 #include "platform/posix/FileContents.h"
 #include "platform/posix/PosixError.h"
 #include "platform/posix/PosixFiles.h"
@@ -19,19 +19,14 @@ constexpr char kExtension[] = ".desktop";
 constexpr std::uintmax_t kMostEntryBytes = 1U << 20U;
 constexpr int kMostNames = 100;
 
-bool isLoginProgram(const std::string& path) {
-  const PosixFiles files;
-  return files.kind(path) == FileKind::Other && files.isExecutable(path);
-}
-
 // nullopt for what is no readable file of a sensible size; a pipe must not hold the caller up.
-std::optional<AutostartEntry> entryIn(const std::string& file) {
+std::optional<DesktopEntry> entryIn(const std::string& file) {
   std::error_code error;
   if (!fs::is_regular_file(file, error) || fs::file_size(file, error) > kMostEntryBytes)
     return std::nullopt;
   auto text = readWholeFile(file);
   if (!text) return std::nullopt;
-  return AutostartEntry(std::move(*text));
+  return DesktopEntry(std::move(*text));
 }
 
 bool isLink(const std::string& file) {
@@ -40,6 +35,21 @@ bool isLink(const std::string& file) {
 }
 
 std::string fileName(const std::string& path) { return fs::path(path).filename(); }
+
+// Makes the entry start the program, unless it does so already, out of sight of the menus.
+void makeStart(DesktopEntry& entry, const std::string& path) {
+  if (entry.program() != path) entry.set("Exec", execOfProgram(path));
+  entry.set("TryExec", escapedValue(path));
+  entry.set("NoDisplay", "true");
+  entry.remove("Hidden");
+}
+
+DesktopEntry entryStarting(const std::string& path) {
+  DesktopEntry entry("[Desktop Entry]\nType=Application\n");
+  entry.set("Name", escapedValue(fileName(path)));
+  makeStart(entry, path);
+  return entry;
+}
 
 }  // namespace
 
@@ -73,28 +83,21 @@ Result<std::vector<LoginItem>> LinuxLoginItems::snapshot() const {
   return items;
 }
 
-LoginItem LinuxLoginItems::itemOf(const AutostartEntry& entry, const std::string& file) const {
+LoginItem LinuxLoginItems::itemOf(const DesktopEntry& entry, const std::string& file) const {
   const std::string program = programOf(entry);
   if (program.empty()) return {fs::path(file).stem(), file, std::nullopt, false};
-  const auto tried = entry.value("TryExec");
-  const bool isThere =
-      isLoginProgram(program) && (!tried || isLoginProgram(resolved(unescapedValue(*tried))));
-  return {fileName(program), file, program, !isThere};
+  const auto isThere = [&](const std::string& name) {
+    return findProgram(name, folders_.executables).has_value();
+  };
+  const bool isStale =
+      !isThere(program) || (entry.value("TryExec") && !isThere(entry.string("TryExec")));
+  return {fileName(program), file, program, isStale};
 }
 
-// Empty when the entry does not say.
-std::string LinuxLoginItems::programOf(const AutostartEntry& entry) const {
-  return resolved(programOfExec(entry.value("Exec").value_or("")).value_or(""));
-}
-
-// A name that is nowhere in PATH stays a name.
-std::string LinuxLoginItems::resolved(const std::string& program) const {
-  if (program.empty() || program.find('/') != program.npos) return program;
-  for (const std::string& folder : folders_.executables) {
-    std::string path = fs::path(folder) / program;
-    if (isLoginProgram(path)) return path;
-  }
-  return program;
+// Empty when the entry does not say. A name that is nowhere in PATH stays a name.
+std::string LinuxLoginItems::programOf(const DesktopEntry& entry) const {
+  const std::string program = entry.program().value_or("");
+  return findProgram(program, folders_.executables).value_or(program);
 }
 
 bool LinuxLoginItems::isForAllUsers(const std::string& name) const {
@@ -110,8 +113,8 @@ Outcome LinuxLoginItems::insertHiddenAtEnd(const std::string& path) {
     auto entry = entryIn(ownPath(name));
     const bool isTaken = entry && fileName(programOf(*entry)) != stem;
     if (isTaken || (!entry && fs::exists(fs::symlink_status(ownPath(name))))) continue;
-    if (!entry) return write(name, AutostartEntry::starting(path));
-    entry->start(path);
+    if (!entry) return write(name, entryStarting(path));
+    makeStart(*entry, path);
     return write(name, *entry);
   }
   return posixError(EEXIST, ownPath(stem + kExtension));
@@ -123,8 +126,7 @@ Outcome LinuxLoginItems::remove(const LoginItem& item) {
   if (!entry) return posixError(ENOENT, item.reference);
   const bool isOwn = item.reference == ownPath(name);
   if (!isOwn || isForAllUsers(name)) return hide(item.reference, name);
-  const std::string program = programOfExec(entry->value("Exec").value_or("")).value_or("");
-  const bool isAsWritten = entry->text() == AutostartEntry::starting(program).text();
+  const bool isAsWritten = entry->text() == entryStarting(entry->program().value_or("")).text();
   if (isAsWritten || isLink(item.reference)) return PosixFiles().remove(item.reference);
   return hide(item.reference, name);
 }
@@ -138,7 +140,7 @@ Outcome LinuxLoginItems::hide(const std::string& file, const std::string& name) 
 }
 
 // A link is replaced and what it leads to left alone.
-Outcome LinuxLoginItems::write(const std::string& name, const AutostartEntry& entry) {
+Outcome LinuxLoginItems::write(const std::string& name, const DesktopEntry& entry) {
   if (folders_.own.empty()) return posixError(ENOENT, "the folder of autostart entries");
   PosixFiles files;
   if (const auto done = files.createDirectories(folders_.own); !done) return done;

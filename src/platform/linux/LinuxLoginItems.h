@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "platform/LoginItems.h"
-#include "platform/linux/AutostartEntry.h"
+#include "platform/linux/DesktopEntry.h"
 
 namespace platform {
 
@@ -37,12 +37,11 @@ class LinuxLoginItems : public LoginItems {
  private:
   std::string ownPath(const std::string& name) const { return folders_.own + "/" + name; }
   Result<std::vector<std::string>> namesIn(const std::string& folder) const;
-  LoginItem itemOf(const AutostartEntry& entry, const std::string& file) const;
-  std::string programOf(const AutostartEntry& entry) const;
-  std::string resolved(const std::string& program) const;
+  LoginItem itemOf(const DesktopEntry& entry, const std::string& file) const;
+  std::string programOf(const DesktopEntry& entry) const;
   bool isForAllUsers(const std::string& name) const;
   Outcome hide(const std::string& file, const std::string& name);
-  Outcome write(const std::string& name, const AutostartEntry& entry);
+  Outcome write(const std::string& name, const DesktopEntry& entry);
 
   AutostartFolders folders_;
 };

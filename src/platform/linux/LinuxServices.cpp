@@ -2,10 +2,10 @@
 
 #include <utility>
 
-#include "platform/linux/BusAddress.h"
+#include "platform/linux/Bus.h"
+#include "platform/linux/InstalledApplications.h"
 #include "platform/linux/LinuxApplications.h"
 #include "platform/linux/LinuxDefaults.h"
-#include "platform/linux/LinuxDirectories.h"
 #include "platform/linux/LinuxLog.h"
 #include "platform/linux/LinuxLoginItems.h"
 #include "platform/linux/LinuxMachine.h"
@@ -14,12 +14,10 @@
 #include "platform/linux/LinuxVolumes.h"
 #include "platform/linux/LinuxWorkspace.h"
 #include "platform/linux/LogindSessionEnd.h"
-#include "platform/linux/OwnPrograms.h"
 #include "platform/posix/PosixBundle.h"
 #include "platform/posix/PosixFileCopying.h"
 #include "platform/posix/PosixFiles.h"
 #include "platform/posix/PosixMainLoop.h"
-#include "platform/posix/StandardErrorAlerts.h"
 
 namespace platform {
 namespace {

@@ -1,22 +1,164 @@
 #include "platform/linux/LinuxWorkspace.h"
 
 #include <fcntl.h>
+#include <linux/close_range.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <systemd/sd-bus.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
 
 #include "extensions/PathExtension.h"
 #include "extensions/Text.h"
-#include "platform/linux/ApplicationNames.h"
-#include "platform/linux/DetachedProgram.h"
-#include "platform/linux/FileManager.h"
+#include "leaf/Descriptor.h"
+#include "platform/linux/Bus.h"
+#include "platform/posix/PosixError.h"
 #include "platform/posix/PosixFiles.h"
 
 namespace platform {
+
+// --- Starting what outlives us
+//
+// Two forks: the process between ends at once, so that the program belongs to the system and not to
+// us, and becomes the leader of a session first, so that the terminal and its signals are not the
+// program's. The execution's failure comes back through a pipe that the execution itself closes:
+// nothing read is success.
+
 namespace {
 
-// A file manager that has to be started first takes its time on a slow disk.
-constexpr std::chrono::seconds kFileManagerLimit(10);
+// No signal of ours reaches the new processes before they have settings of their own.
+class BlockedSignals {
+ public:
+  BlockedSignals() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &former_);
+  }
+  ~BlockedSignals() { pthread_sigmask(SIG_SETMASK, &former_, nullptr); }
+  BlockedSignals(const BlockedSignals&) = delete;
+  BlockedSignals& operator=(const BlockedSignals&) = delete;
+
+ private:
+  sigset_t former_{};
+};
+
+// All that the new processes use, made before they are. Between fork and execution nothing may be
+// called that takes a lock or memory: another thread may have held it.
+struct Start {
+  std::vector<char*> arguments;
+  const char* directory;
+  int report;  // takes the errno of what failed; closed by the execution
+};
+
+void resetSignals() {
+  struct sigaction usual {};
+  usual.sa_handler = SIG_DFL;
+  for (int signal = 1; signal < NSIG; ++signal) sigaction(signal, &usual, nullptr);
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+void closeStreams() {
+  const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(nothing, stream);
+  close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
+}
+
+[[noreturn]] void fail(const Start& start) {
+  const int code = errno;
+  (void)!write(start.report, &code, sizeof code);
+  _exit(1);
+}
+
+[[noreturn]] void becomeProgram(const Start& start) {
+  resetSignals();
+  closeStreams();
+  if (chdir(start.directory) != 0) (void)!chdir("/");
+  execv(start.arguments.front(), start.arguments.data());
+  fail(start);
+}
+
+// The process between: its end hands the program over to the system.
+[[noreturn]] void startAndEnd(const Start& start) {
+  setsid();
+  const pid_t program = fork();
+  if (program == 0) becomeProgram(start);
+  if (program < 0) fail(start);
+  _exit(0);
+}
+
+void reap(pid_t process) {
+  while (waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
+  }
+}
+
+// Waits for the execution. 0, or the errno of what failed.
+int reportedCode(int reading) {
+  int code = 0;
+  ssize_t got = 0;
+  do got = read(reading, &code, sizeof code);
+  while (got < 0 && errno == EINTR);
+  return got == static_cast<ssize_t>(sizeof code) ? code : 0;
+}
+
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
+  for (auto& text : texts) pointers.push_back(text.data());
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+// Starts a program that is nobody's child: it outlives this one and leaves nothing to be reaped.
+// It works in `directory`, or in "/" where that cannot be entered, reads and writes nothing, and
+// gets no descriptor and no signal setting of ours. `command` is the program's absolute path and
+// its arguments; no shell sees them. An error names what could not be started.
+Outcome startDetached(const std::vector<std::string>& command, const std::string& directory) {
+  std::array<int, 2> ends{};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) return lastPosixError("pipe");
+  const Descriptor reading(ends[0]);
+  Descriptor writing(ends[1]);
+  auto texts = command;
+  const Start start{pointersTo(texts), directory.c_str(), writing.get()};
+  const BlockedSignals blocked;
+  const pid_t between = fork();
+  if (between < 0) return lastPosixError("fork");
+  if (between == 0) startAndEnd(start);
+  writing.reset();
+  reap(between);
+  const int code = reportedCode(reading.get());
+  if (code != 0) return posixError(code, command.front());
+  return {};
+}
+
+}  // namespace
+
+// --- The service
+
+namespace {
+
+constexpr char kFileManager[] = "org.freedesktop.FileManager1";
+constexpr char kFileManagerPath[] = "/org/freedesktop/FileManager1";
+
+class BusError {
+ public:
+  BusError() = default;
+  ~BusError() { sd_bus_error_free(&error_); }
+  BusError(const BusError&) = delete;
+  BusError& operator=(const BusError&) = delete;
+
+  sd_bus_error* get() { return &error_; }
+  std::string text() const { return error_.message == nullptr ? "" : error_.message; }
+
+ private:
+  sd_bus_error error_ = SD_BUS_ERROR_NULL;
+};
 
 // What opens anything, the best first. Each knows the desktop that it runs on.
 std::vector<std::string> openingCommand(const std::vector<std::string>& executables) {
@@ -78,7 +220,19 @@ Outcome LinuxWorkspace::launch(const std::string& applicationPath,
 }
 
 Outcome LinuxWorkspace::showInformation(const std::string& path) {
-  return showItemProperties(facts_.sessionBus, path, kFileManagerLimit);
+  BusConnection bus;
+  if (const int code = openBus(facts_.sessionBus, BusOwner::Anybody, bus); code != 0)
+    return posixError(code, "the session bus");
+  const auto limit = static_cast<std::uint64_t>(facts_.fileManagerLimit.count());
+  sd_bus_set_method_call_timeout(bus.get(), limit);
+  BusError error;
+  const int code = sd_bus_call_method(bus.get(), kFileManager, kFileManagerPath, kFileManager,
+                                      "ShowItemProperties", error.get(), nullptr, "ass", 1U,
+                                      extensions::fileUrl(path).c_str(), "");
+  if (code >= 0) return {};
+  auto failure = posixError(-code, kFileManager);
+  if (!error.text().empty()) failure.text += " (" + error.text() + ")";
+  return failure;
 }
 
 // Nothing is hidden of a name here, and names of folders are not translated.

@@ -1,9 +1,12 @@
 #pragma once
 
-#include <optional>
+#include <chrono>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/Workspace.h"
-#include "platform/linux/InstalledApplication.h"
+#include "platform/linux/InstalledApplications.h"
 
 namespace platform {
 
@@ -11,6 +14,8 @@ struct DesktopFacts {
   ApplicationFolders applications{};
   std::string sessionBus{};  // its address; empty where there is none
   std::string home{};        // where programs that are opened begin; empty where it is not known
+  // A file manager that has to be started first takes its time on a slow disk.
+  std::chrono::microseconds fileManagerLimit = std::chrono::seconds(10);
 };
 
 // The desktop by the interfaces that all of them share.
@@ -26,6 +31,7 @@ class LinuxWorkspace : public Workspace {
   bool openURL(const std::string& url) override;
   Outcome launch(const std::string& applicationPath,
                  const std::vector<std::string>& arguments) override;
+  // By org.freedesktop.FileManager1. The bus starts a file manager that does not run.
   Outcome showInformation(const std::string& path) override;
 
   std::string displayName(const std::string& path) const override;

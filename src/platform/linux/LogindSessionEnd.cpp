@@ -1,3 +1,19 @@
+// A delay lock is a descriptor: logind hands it out, and waits with a shutdown or with sleep until
+// every one of them is closed, or its patience (InhibitDelayMaxSec) is over. So the hold is the
+// descriptor, and letting go is closing it: a program that dies lets go as well, and no call has to
+// reach a bus at the moment when everything goes down.
+//
+//   held          wanted_ says why, lock_ is the descriptor
+//   announced     what was wanted is remembered in again_; the observer saves, and releases
+//   called off    or awake again: what again_ says is taken anew, unless it was never released
+//   logind starts anew: it has forgotten its locks; a new one is taken before the old one is closed
+//
+// The bus's thread receives and takes; the main thread asks, waits and is told by the main loop.
+// What both touch is behind one mutex, which is never held over a call of the bus.
+//
+// Anybody on the system bus may send a signal straight to a connection whose name he knows, past
+// what was subscribed to. Therefore each announcement is compared with the owner of logind's name,
+// who is asked for at the start and followed from then on.
 #include "platform/linux/LogindSessionEnd.h"
 
 #include <fcntl.h>
@@ -14,13 +30,11 @@ namespace {
 constexpr char kLogind[] = "org.freedesktop.login1";
 constexpr char kLogindPath[] = "/org/freedesktop/login1";
 constexpr char kManager[] = "org.freedesktop.login1.Manager";
-constexpr char kBus[] = "org.freedesktop.DBus";
-constexpr char kBusPath[] = "/org/freedesktop/DBus";
 constexpr std::int64_t kLogindInfo = 2;
 constexpr std::chrono::milliseconds kLogindSubscribing{1000};
 constexpr std::chrono::milliseconds kHolding{4000};
 
-FileDescriptor inhibit(sd_bus* bus, const std::string& why) {
+Descriptor inhibit(sd_bus* bus, const std::string& why) {
   sd_bus_message* made = nullptr;
   if (sd_bus_call_method(bus, kLogind, kLogindPath, kManager, "Inhibit", nullptr, &made, "ssss",
                          "shutdown:sleep", "Tarnvale-Helper", why.c_str(), "delay") < 0)
@@ -28,13 +42,14 @@ FileDescriptor inhibit(sd_bus* bus, const std::string& why) {
   const BusMessage reply(made);
   int lock = -1;  // the message's own
   if (sd_bus_message_read(made, "h", &lock) < 0) return {};
-  return FileDescriptor(fcntl(lock, F_DUPFD_CLOEXEC, 0));
+  return Descriptor(fcntl(lock, F_DUPFD_CLOEXEC, 0));
 }
 
 // Empty for a name that nobody owns.
 std::string ownerOf(sd_bus* bus, const char* name) {
   sd_bus_message* made = nullptr;
-  if (sd_bus_call_method(bus, kBus, kBusPath, kBus, "GetNameOwner", nullptr, &made, "s", name) < 0)
+  if (sd_bus_call_method(bus, kBusDaemon, kBusDaemonPath, kBusDaemon, "GetNameOwner", nullptr,
+                         &made, "s", name) < 0)
     return "";
   const BusMessage reply(made);
   const char* owner = "";
@@ -107,7 +122,7 @@ bool LogindSessionEnd::isHeld() {
 void LogindSessionEnd::opened(sd_bus* bus) {
   for (const char* signal : {"PrepareForShutdown", "PrepareForSleep"})
     listenTo(bus, {kLogind, kLogindPath, kManager, signal, nullptr}, preparing_);
-  listenTo(bus, {kBus, kBusPath, kBus, "NameOwnerChanged", kLogind}, owning_);
+  listenTo(bus, busNameChanges(kLogind), owning_);
   owner_ = ownerOf(bus, kLogind);
   take(bus);
 }
@@ -148,7 +163,8 @@ void LogindSessionEnd::isOver(sd_bus* bus) {
 
 void LogindSessionEnd::comesOrGoes(sd_bus_message* message) {
   const char* owner = nullptr;
-  if (!isFrom(message, kBus) || sd_bus_message_read(message, "sss", nullptr, nullptr, &owner) <= 0)
+  if (!isFrom(message, kBusDaemon) ||
+      sd_bus_message_read(message, "sss", nullptr, nullptr, &owner) <= 0)
     return;
   owner_ = owner;
   if (!owner_.empty()) take(sd_bus_message_get_bus(message));
@@ -161,7 +177,7 @@ void LogindSessionEnd::take(sd_bus* bus) {
     const std::lock_guard lock(mutex_);
     why = wanted_;
   }
-  FileDescriptor taken = why ? inhibit(bus, *why) : FileDescriptor();
+  Descriptor taken = why ? inhibit(bus, *why) : Descriptor();
   const std::lock_guard lock(mutex_);
   if (taken && wanted_) lock_ = std::move(taken);
 }

@@ -58,7 +58,7 @@ class LogindSessionEnd : public SessionEnd {
   std::mutex mutex_;                   // guards what follows
   std::optional<std::string> wanted_;  // why it is held
   std::optional<std::string> again_;   // why it was held at the announcement
-  FileDescriptor lock_;
+  Descriptor lock_;
 
   std::optional<Bus> bus_;  // last: its thread uses everything above
 };

@@ -1,17 +1,128 @@
+// Who uses a volume is asked of every process, of which there are hundreds with thousands of open
+// files, while an eject waits. So each process is asked in the order in which the answer is cheap:
+//
+//   mounts        The volume's "major:minor" is looked up once. In each mount namespace there may
+//   be
+//                 several mounts of it, or none; mount tables are read once per namespace. A
+//                 process that sees none has nothing to do with the volume.
+//   descriptors   The kernel tells where a descriptor leads as a text. A text that does not begin
+//                 with the path of a mount of the volume is passed over, and most are. One that
+//                 does may still lie on another volume mounted below, or under one mounted above:
+//                 the number of its mount, in fdinfo, decides. The same file tells whether it is
+//                 open for writing.
+//   directories   The working directory and the root, likewise; here statx() tells the mount.
+//   mappings      A file can be mapped after it was closed. The line of a mapping names device and
+//                 inode, so that the text is searched for the device. What is mapped for writing is
+//                 told by inode as well: writing through it leaves no trace in a file's times, and
+//                 a save must compare its contents.
+//
+// Nothing is opened and no file system but the volume is asked, because a server that is gone would
+// hold up the answer about a disk it has no part in.
 #include "platform/linux/VolumeUse.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <charconv>
+#include <map>
 
+#include "leaf/MountTable.h"
 #include "platform/linux/KeyedText.h"
-#include "platform/linux/NamespaceMounts.h"
-#include "platform/linux/ProcessFolder.h"
+#include "platform/linux/Processes.h"
 
 namespace platform {
 namespace {
+
+// --- The volume's mounts
+
+// The mounts of one file system that a process sees.
+struct MountsOfDevice {
+  std::vector<std::uint64_t> identifiers;
+  std::vector<std::string> paths;  // as the kernel tells paths to this process
+
+  // false for a path that surely lies on none of them.
+  bool mayHold(std::string_view path) const;
+  bool have(std::uint64_t identifier) const;
+};
+
+// The same for all processes, read once for each mount namespace.
+class NamespaceMounts {
+ public:
+  // `device` as "major:minor".
+  explicit NamespaceMounts(std::string device);
+
+  // No mounts for a process that may not be looked at.
+  const MountsOfDevice& of(const ProcessFolder& process);
+
+ private:
+  const std::string device_;
+  std::string ownName_;
+  MountsOfDevice own_;
+  std::map<std::string, MountsOfDevice> others_;  // by namespace and root directory
+};
+
+bool liesIn(std::string_view path, std::string_view folder) {
+  if (folder == "/") return true;
+  return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
+// The table tells paths from the process's root directory, its links from that of its namespace.
+void addMounts(MountsOfDevice& mounts, const ProcessFolder& process, const std::string& device,
+               const std::string& root) {
+  const std::string table = process.text("mountinfo");
+  for (const MountLine& line : parseMountTable(table)) {
+    if (line.device != device) continue;
+    mounts.identifiers.push_back(line.identifier);
+    mounts.paths.push_back(root + withoutMountEscapes(line.mountedOn));
+  }
+}
+
+bool MountsOfDevice::mayHold(std::string_view path) const {
+  if (path.empty()) return !paths.empty();
+  return std::any_of(paths.begin(), paths.end(),
+                     [&](const std::string& folder) { return liesIn(path, folder); });
+}
+
+bool MountsOfDevice::have(std::uint64_t identifier) const {
+  return std::find(identifiers.begin(), identifiers.end(), identifier) != identifiers.end();
+}
+
+NamespaceMounts::NamespaceMounts(std::string device) : device_(std::move(device)) {
+  const ProcessFolder self("self");
+  ownName_ = self.link("ns/mnt").value_or("");
+  addMounts(own_, self, device_, "");
+}
+
+// In this process's own namespace all links are told as this process sees it, whatever the root of
+// theirs. A process that went to another one still has what it opened before.
+const MountsOfDevice& NamespaceMounts::of(const ProcessFolder& process) {
+  static const MountsOfDevice kNone;
+  const auto name = process.link("ns/mnt");
+  if (!name) return kNone;
+  if (*name == ownName_) return own_;
+  std::string root = process.link("root").value_or("/");
+  if (root == "/") root.clear();
+  const auto [found, isNew] = others_.try_emplace(*name + root, own_);
+  if (isNew) addMounts(found->second, process, device_, root);
+  return found->second;
+}
+
+// The "major:minor" of the file system that is mounted at the path, empty where none is.
+std::string deviceMountedAt(const std::string& path) {
+  struct statx info {};
+  const int flags = AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC;
+  if (statx(AT_FDCWD, path.c_str(), flags, STATX_MNT_ID, &info) != 0) return {};
+  if ((info.stx_attributes & STATX_ATTR_MOUNT_ROOT) == 0) return {};
+  const auto table = readMountTable();
+  if (!table) return {};
+  for (const MountLine& line : parseMountTable(*table))
+    if (line.identifier == info.stx_mnt_id) return std::string(line.device);
+  return {};
+}
+
+// --- What a process does with them
 
 struct Use {
   bool any = false;

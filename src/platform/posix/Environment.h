@@ -1,9 +1,9 @@
 #pragma once
 
+#include <cstdlib>
 #include <functional>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace platform {
 
@@ -11,11 +11,12 @@ namespace platform {
 using Environment = std::function<std::optional<std::string>(const std::string& name)>;
 
 // This process's. Not safe while another thread changes it; nothing of ours does.
-Environment processEnvironment();
-
-// The user's languages as the folders of translations name them, the best first: "de_CH", "de" for
-// LANG=de_CH.UTF-8. The list LANGUAGE ("de_AT:fr") goes before the locale and ends at a "C" in it.
-// None for the locales "C" and "POSIX", whatever LANGUAGE says: who sets them wants no translation.
-std::vector<std::string> preferredLanguages(const Environment& environment);
+inline Environment processEnvironment() {
+  return [](const std::string& name) -> std::optional<std::string> {
+    const char* value = std::getenv(name.c_str());  // NOLINT(concurrency-mt-unsafe)
+    if (value == nullptr || *value == '\0') return std::nullopt;
+    return value;
+  };
+}
 
 }  // namespace platform

@@ -1,7 +1,9 @@
 #pragma once
+// What files and folders hold, as a whole: read, listed, replaced, and brought onto the device.
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/Result.h"
 
@@ -18,5 +20,26 @@ Outcome replaceWholeFile(const std::string& path, std::string_view bytes);
 
 // Writes all of it, in as many calls as that takes. false with errno set.
 bool writeAll(int descriptor, std::string_view bytes);
+
+struct DirectoryEntry {
+  std::string name;
+  bool isDirectory = false;  // a link to one is none
+};
+
+// What an open directory holds, without "." and "..", in no particular order. The descriptor must
+// not have been read from; it stays the caller's. `path` is for the error's text.
+Result<std::vector<DirectoryEntry>> listDirectory(int directory, std::string_view path);
+
+// --- Onto the device, past the caches of kernel and drive
+
+// The contents of one file. false with errno set.
+bool flushFile(int descriptor);
+
+// The names in a folder. File systems that keep names safe by themselves and refuse to flush a
+// folder count as flushed. false with errno set.
+bool flushNamesOf(const std::string& folder);
+
+// All of the file system that holds the folder, whoever wrote it.
+Outcome flushFileSystem(const std::string& folder);
 
 }  // namespace platform

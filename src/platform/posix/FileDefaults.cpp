@@ -1,7 +1,12 @@
 #include "platform/posix/FileDefaults.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include <cerrno>
+
 #include "extensions/PathExtension.h"
-#include "extensions/PropertyList.h"
+#include "leaf/Descriptor.h"
 #include "platform/posix/FileContents.h"
 #include "platform/posix/PosixFiles.h"
 
@@ -36,7 +41,16 @@ std::optional<std::int64_t> FileDefaults::integer(std::string_view key) const {
   return found ? found->integer() : std::nullopt;
 }
 
+// Between reading the file and replacing it nobody else of ours may do the same, or one of the two
+// values would be lost. The lock is on the folder, because the file becomes another; where the file
+// system has no locks it is done without.
 bool FileDefaults::setInteger(std::string_view key, std::int64_t value) {
+  const std::string folder = extensions::deletingLastPathComponent(path_);
+  PosixFiles files;
+  if (!files.createDirectories(folder)) return false;
+  const Descriptor locked(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  while (flock(locked.get(), LOCK_EX) != 0 && errno == EINTR) {
+  }
   extensions::PropertyList::Dictionary all;
   if (const auto bytes = readWholeFile(path_)) {
     const auto list = extensions::parsePropertyList(*bytes);
@@ -44,8 +58,6 @@ bool FileDefaults::setInteger(std::string_view key, std::int64_t value) {
     all = *list->dictionary();
   }
   all.insert_or_assign(std::string(key), value);
-  PosixFiles files;
-  if (!files.createDirectories(extensions::deletingLastPathComponent(path_))) return false;
   return static_cast<bool>(files.replaceContents(path_, extensions::xmlPropertyList(all)));
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/Bundle.h"
+#include "platform/posix/Environment.h"
 
 namespace platform {
 
@@ -37,6 +38,11 @@ class PosixBundle : public Bundle {
   mutable std::mutex mutex_;  // guards what follows
   mutable std::map<std::string, Strings> tables_;
 };
+
+// The user's languages as the folders of translations name them, the best first: "de_CH", "de" for
+// LANG=de_CH.UTF-8. The list LANGUAGE ("de_AT:fr") goes before the locale and ends at a "C" in it.
+// None for the locales "C" and "POSIX", whatever LANGUAGE says: who sets them wants no translation.
+std::vector<std::string> preferredLanguages(const Environment& environment);
 
 // The running program's own file, links resolved; empty when the system does not say.
 std::string runningExecutable();

@@ -1,7 +1,11 @@
 #pragma once
 
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
 #include "platform/Files.h"
-#include "platform/posix/Deletable.h"
 
 namespace platform {
 
@@ -11,7 +15,8 @@ class PosixFiles : public Files {
   FileKind kind(const std::string& path) const override;
   bool isWritable(const std::string& path) const override;
   bool isExecutable(const std::string& path) const override;
-  bool isDeletable(const std::string& path) const override { return isDeletableItem(path); }
+  // Never what a volume is mounted on.
+  bool isDeletable(const std::string& path) const override;
   Result<std::vector<std::string>> names(const std::string& directory) const override;
   Result<FileTimes> times(const std::string& path) const override;
   Outcome remove(const std::string& path) override;
@@ -23,5 +28,9 @@ class PosixFiles : public Files {
   Outcome flush(const std::string& folder) override;
   Outcome flushNames(const std::string& folder) override;
 };
+
+// What move() does on file systems whose rename cannot be told not to replace: the new name is
+// taken first, by a hard link, or by an empty directory that the rename may replace.
+Outcome moveInSteps(const std::string& from, const std::string& to);
 
 }  // namespace platform

@@ -3,7 +3,7 @@
 #include <functional>
 #include <thread>
 
-#include "platform/posix/FileDescriptor.h"
+#include "leaf/Descriptor.h"
 
 namespace platform {
 
@@ -19,8 +19,8 @@ class TerminationSignals {
   TerminationSignals& operator=(const TerminationSignals&) = delete;
 
  private:
-  FileDescriptor reading_;
-  FileDescriptor writing_;
+  Descriptor reading_;
+  Descriptor writing_;
   std::thread thread_;
 };
 

@@ -1,3 +1,19 @@
+// A tree is removed while others may be changing it: a program that still writes into its cache, or
+// somebody who puts a link where a directory was in order to have something else removed. A path
+// that was looked at means nothing a moment later. Therefore only the first step goes by a path, to
+// the folder of the item; from there each directory is opened from the one above it, without
+// following a link, and what is in it is removed relative to the open directory.
+//
+//   descend   open the directory of that name here, and look at it by its descriptor: on another
+//             mount than the folder, bind mounts included, the removal ends with EBUSY. Remove what
+//             are not directories, keep the names of those that are.
+//   leave     open ".." and compare it with the directory that we came from, which somebody may
+//             have moved elsewhere meanwhile; then remove the one left, which is empty, from there.
+//
+// The way back by ".." is why two descriptors are enough for a tree of any depth, and a list of
+// levels instead of a recursion why the stack is. A directory of the user's own that may not be
+// read or written is given the rights for it first; the mode is changed by name only after a look
+// that it is on this mount, as opening needs it.
 #include "platform/posix/TreeRemoval.h"
 
 #include <fcntl.h>
@@ -12,8 +28,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/posix/DirectoryListing.h"
-#include "platform/posix/FileDescriptor.h"
+#include "leaf/Descriptor.h"
+#include "platform/posix/FileContents.h"
 #include "platform/posix/PosixError.h"
 
 namespace platform {
@@ -46,7 +62,8 @@ std::optional<Identity> identityOf(int directory, const char* name) {
 #if defined(__linux__)
   struct statx facts {};
   const int flags = AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
-  if (statx(directory, name, flags, STATX_BASIC_STATS | STATX_MNT_ID, &facts) != 0) return {};
+  if (statx(directory, name, flags, STATX_BASIC_STATS | STATX_MNT_ID, &facts) != 0)
+    return std::nullopt;
   return Identity{makedev(facts.stx_dev_major, facts.stx_dev_minor), facts.stx_ino,
                   (facts.stx_mask & STATX_MNT_ID) != 0 ? facts.stx_mnt_id : 0, facts.stx_mode,
                   facts.stx_uid};
@@ -54,7 +71,7 @@ std::optional<Identity> identityOf(int directory, const char* name) {
   struct stat facts {};
   const int status = *name == '\0' ? fstat(directory, &facts)
                                    : fstatat(directory, name, &facts, AT_SYMLINK_NOFOLLOW);
-  if (status != 0) return {};
+  if (status != 0) return std::nullopt;
   return Identity{facts.st_dev, facts.st_ino, 0, facts.st_mode, facts.st_uid};
 #endif
 }
@@ -70,7 +87,7 @@ bool unlinked(int directory, const std::string& name, int flags) {
 
 class TreeRemover {
  public:
-  TreeRemover(std::string folder, FileDescriptor top, Identity identity)
+  TreeRemover(std::string folder, Descriptor top, Identity identity)
       : path_(std::move(folder)), top_(std::move(top)), topIdentity_(identity) {}
 
   Outcome remove(const std::string& name) {
@@ -88,7 +105,7 @@ class TreeRemover {
     std::vector<std::string> directories;  // not removed yet
   };
 
-  const FileDescriptor& here() const { return levels_.empty() ? top_ : current_; }
+  const Descriptor& here() const { return levels_.empty() ? top_ : current_; }
   const Identity& identityHere() const {
     return levels_.empty() ? topIdentity_ : levels_.back().identity;
   }
@@ -109,7 +126,7 @@ class TreeRemover {
 
   // The current directory becomes the one of that name, emptied of all but directories.
   Outcome descend(const std::string& name) {
-    FileDescriptor directory(openat(here().get(), name.c_str(), kOpenDirectory));
+    Descriptor directory(openat(here().get(), name.c_str(), kOpenDirectory));
     if (!directory && errno == EACCES) directory = openAfterChangingMode(name);
     const auto identity = directory ? identityOf(directory.get(), "") : std::nullopt;
     if (!identity) return lastPosixError(pathOf(name));
@@ -122,12 +139,12 @@ class TreeRemover {
 
   // A directory that the user owns and may not read. That it is on this mount is looked at first,
   // so that nothing of a volume mounted there is touched.
-  FileDescriptor openAfterChangingMode(const std::string& name) const {
+  Descriptor openAfterChangingMode(const std::string& name) const {
     const auto identity = identityOf(here().get(), name.c_str());
     const bool changed = identity && identity->isOnSameMount(identityHere()) &&
                          mayChangeMode(*identity) &&
                          fchmodat(here().get(), name.c_str(), S_IRWXU, AT_SYMLINK_NOFOLLOW) == 0;
-    if (changed) return FileDescriptor(openat(here().get(), name.c_str(), kOpenDirectory));
+    if (changed) return Descriptor(openat(here().get(), name.c_str(), kOpenDirectory));
     errno = EACCES;
     return {};
   }
@@ -150,7 +167,7 @@ class TreeRemover {
     const Level left = std::move(levels_.back());
     levels_.pop_back();
     if (!levels_.empty()) {
-      FileDescriptor above(openat(current_.get(), "..", kOpenDirectory));
+      Descriptor above(openat(current_.get(), "..", kOpenDirectory));
       const auto identity = above ? identityOf(above.get(), "") : std::nullopt;
       if (!identity) return lastPosixError(pathOf(left.name));
       if (!identity->isSameDirectory(identityHere())) return posixError(ESTALE, pathOf(left.name));
@@ -160,10 +177,10 @@ class TreeRemover {
     return lastPosixError(pathOf(left.name));
   }
 
-  std::string path_;    // of the folder that the item lies in; empty for "/"
-  FileDescriptor top_;  // that folder
+  std::string path_;  // of the folder that the item lies in; empty for "/"
+  Descriptor top_;    // that folder
   Identity topIdentity_;
-  FileDescriptor current_;
+  Descriptor current_;
   std::vector<Level> levels_;
 };
 
@@ -178,7 +195,7 @@ Outcome removeTree(const std::string& path) {
   if (name == "." || name == "..") return posixError(EINVAL, path);
   const std::string folder = slash == std::string::npos ? "." : trimmed.substr(0, slash);
 
-  FileDescriptor top(open(folder.empty() ? "/" : folder.c_str(), kOpenFolder));
+  Descriptor top(open(folder.empty() ? "/" : folder.c_str(), kOpenFolder));
   const auto topIdentity = top ? identityOf(top.get(), "") : std::nullopt;
   const auto identity = topIdentity ? identityOf(top.get(), name.c_str()) : std::nullopt;
   if (!identity) return lastPosixError(path);

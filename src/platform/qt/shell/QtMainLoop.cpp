@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "platform/posix/AwaitedTask.h"
+#include "platform/posix/PosixMainLoop.h"
 
 namespace platform::qt {
 namespace {

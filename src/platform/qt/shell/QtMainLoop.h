@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "platform/MainLoop.h"
-#include "platform/posix/LoopTasks.h"
+#include "platform/posix/PosixMainLoop.h"
 
 namespace platform::qt {
 

@@ -1,9 +1,11 @@
 #pragma once
-// Where things lie on macOS, as far as that is the same on every machine. Paths are absolute and
-// without a trailing slash.
+// Where things lie on macOS, as far as that is the same on every machine, and its kinds of disk.
+// Paths are absolute and without a trailing slash.
 
 #include <string>
 #include <vector>
+
+#include "platform/KindTable.h"
 
 namespace platform {
 
@@ -17,5 +19,8 @@ std::vector<std::string> macAllowedLibraryPrefixes(const std::string& home);
 
 inline constexpr char kMacVolumesDirectory[] = "/Volumes";
 inline constexpr char kMacUsersDirectory[] = "/Users";
+
+// The kinds of RAM disk on macOS.
+KindTable macKindTable(const std::string& home);
 
 }  // namespace platform

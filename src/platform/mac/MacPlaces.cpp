@@ -1,8 +1,20 @@
-#include "platform/mac/MacKindTable.h"
+#include "platform/mac/MacPlaces.h"
 
 #include "core/QVRamDiskTypes.h"
 
 namespace platform {
+
+std::vector<std::string> macProtectedDirectories() {
+  return {"/.Trashes", "/Applications", "/bin", "/cores",   "/dev",     "/etc",
+          "/home",     "/Library",      "/net", "/Network", "/private", "/sbin",
+          "/System",   "/tmp",          "/usr", "/var"};
+}
+
+std::vector<std::string> macLibraryPrefixes(const std::string& home) { return {home + "/Library"}; }
+
+std::vector<std::string> macAllowedLibraryPrefixes(const std::string& home) {
+  return {home + "/Library/Developer"};
+}
 namespace {
 
 constexpr std::uint64_t kGigabyte = 1'000'000'000;
