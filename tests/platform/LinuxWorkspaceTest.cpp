@@ -10,7 +10,7 @@
 #include <csignal>
 #include <filesystem>
 
-#include "extensions/FileUrl.h"
+#include "extensions/PathExtension.h"
 #include "leaf/Descriptor.h"
 #include "platform/linux/LinuxApplications.h"
 #include "platform/linux/LinuxWorkspace.h"
