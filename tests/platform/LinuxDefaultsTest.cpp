@@ -32,7 +32,7 @@ class Portal {
 
   template <class Value>
   void change(const char* space, const char* key, const char* type, Value value) {
-    service_.emit(kSettings, "SettingChanged", [&](sd_bus_message* signal) {
+    service_.sendSignal(kSettings, "SettingChanged", [&](sd_bus_message* signal) {
       return sd_bus_message_append(signal, "ssv", space, key, type, value);
     });
   }

@@ -71,7 +71,7 @@ bool LogindDouble::goesOn() {
 void LogindDouble::isOver(const std::string& what) { prepare(what, false); }
 
 void LogindDouble::prepare(const std::string& what, bool begins) {
-  service_.emit(kManager, "PrepareFor" + what, [&](sd_bus_message* signal) {
+  service_.sendSignal(kManager, "PrepareFor" + what, [&](sd_bus_message* signal) {
     return sd_bus_message_append(signal, "b", begins ? 1 : 0);
   });
 }

@@ -78,8 +78,8 @@ void BusService::perform(const platform::Bus::Work& work) {
   bus_.performAndWait(work, std::chrono::minutes(1));
 }
 
-void BusService::emit(const std::string& interface, const std::string& signal,
-                      const std::function<int(sd_bus_message*)>& append) {
+void BusService::sendSignal(const std::string& interface, const std::string& signal,
+                            const std::function<int(sd_bus_message*)>& append) {
   perform([&](sd_bus* bus) {
     sd_bus_message* made = nullptr;
     EXPECT_GE(

@@ -39,8 +39,8 @@ class BusService {
              std::function<int(sd_bus_message*)> answer);
 
   void perform(const platform::Bus::Work& work);  // and waits for it
-  void emit(const std::string& interface, const std::string& signal,
-            const std::function<int(sd_bus_message*)>& append);
+  void sendSignal(const std::string& interface, const std::string& signal,
+                  const std::function<int(sd_bus_message*)>& append);
 
  private:
   const std::string name_;
