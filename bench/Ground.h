@@ -1,11 +1,12 @@
 #pragma once
+// What the measurements stand on: programs run, file systems mounted, files made.
 
-#include <functional>
+#include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "DataSets.h"
-#include "platform/Places.h"
+#include "ramdisk/QVRamDiskEntries.h"
 
 namespace bench {
 
@@ -57,5 +58,40 @@ void expectSame(const std::string& original, const std::string& copy);
 
 // Fills a volume; not what is measured.
 void fill(const std::string& from, const std::string& volume);
+
+// As many mounted disks as there may be, named "disk0" and so on, over folders of `folder`, in the
+// registry of the home folder. They are ejected when this goes.
+class MountedDisks {
+ public:
+  explicit MountedDisks(const std::string& folder);
+  ~MountedDisks();
+  MountedDisks(const MountedDisks&) = delete;
+  MountedDisks& operator=(const MountedDisks&) = delete;
+
+  QVRamDiskEntries& entries() { return *entries_; }
+
+ private:
+  std::shared_ptr<QVRamDiskEntries> entries_ = QVRamDiskEntries::init();
+};
+
+// Files that are the same in every run of the benchmark.
+struct DataSet {
+  std::string name;         // of its folder
+  std::string description;  // for titles
+  std::vector<std::string> paths;
+  std::vector<std::size_t> sizes;  // of each file, in bytes
+};
+
+// 20,000 files of log-normal sizes in 64 folders, some 800 MB, as a browser keeps them.
+DataSet browserCache();
+
+// 50,000 small files in 2,400 folders, some 440 MB, as a compiler leaves them.
+DataSet buildFolder();
+
+void make(const DataSet& set, const std::string& folder);
+
+// Gives one file in a hundred other contents, and so another modification time; other files in each
+// of a hundred rounds.
+void changeSome(const DataSet& set, const std::string& folder, std::uint64_t round);
 
 }  // namespace bench

@@ -14,7 +14,6 @@
 #include <thread>
 
 #include "Ground.h"
-#include "IdleCost.h"
 #include "Measurements.h"
 #include "platform/Services.h"
 #include "platform/linux/LinuxServices.h"

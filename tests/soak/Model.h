@@ -1,13 +1,26 @@
 #pragma once
 // What the disk's contents must be after whatever happened to it.
 
+#include <cstddef>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "tests/soak/Contents.h"
-
 namespace soak {
+
+// One version of one file. The file keeps its number when it is renamed.
+struct Content {
+  unsigned file = 0;
+  unsigned version = 0;
+  std::size_t size = 0;  // bytes
+
+  bool operator==(const Content&) const = default;
+};
+
+// Lines of equal length that name the file, the version and themselves, cut at the size, so that
+// no piece of one version can stand in for a piece of another.
+std::string textOf(const Content& content);
 
 using Tree = std::map<std::string, Content>;       // by path below the disk's folder
 using Found = std::map<std::string, std::string>;  // bytes by path

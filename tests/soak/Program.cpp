@@ -2,19 +2,23 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
+#include <set>
 #include <stdexcept>
 
 #include "leaf/Descriptor.h"
-#include "tests/soak/Orphans.h"
-#include "tests/soak/Watch.h"
+#include "tests/support/Scratch.h"
 
 namespace soak {
 namespace {
@@ -62,7 +66,142 @@ Outcome outcomeOf(int status, Microseconds took) {
   return outcome;
 }
 
+constexpr int kCallStop = SIGTRAP | 0x80;  // with PTRACE_O_TRACESYSGOOD
+constexpr int kEventShift = 16;
+
+// Calls after which the world may be another. Threads and disk tools are started by clone.
+constexpr auto kChanging = std::to_array<std::uint64_t>({
+    SYS_clone,        SYS_clone3,       SYS_copy_file_range, SYS_fallocate, SYS_fchmod,
+    SYS_fchmodat,     SYS_fchown,       SYS_fchownat,        SYS_fdatasync, SYS_flock,
+    SYS_fremovexattr, SYS_fsetxattr,    SYS_fsync,           SYS_ftruncate, SYS_ioctl,
+    SYS_linkat,       SYS_lremovexattr, SYS_lsetxattr,       SYS_mkdirat,   SYS_mknodat,
+    SYS_removexattr,  SYS_renameat2,    SYS_sendfile,        SYS_setxattr,  SYS_symlinkat,
+    SYS_syncfs,       SYS_umount2,      SYS_unlinkat,        SYS_utimensat, SYS_wait4,
+    SYS_mount,
+#ifdef SYS_rename  // newer architectures have only the calls that end in "at"
+    SYS_link,         SYS_mkdir,        SYS_mknod,           SYS_rename,    SYS_renameat,
+    SYS_rmdir,        SYS_symlink,      SYS_unlink,          SYS_vfork,
+#endif
+});
+
+bool writes(const __ptrace_syscall_info& call) {
+  constexpr std::array<std::uint64_t, 4> kWrites = {SYS_write, SYS_pwrite64, SYS_writev,
+                                                    SYS_pwritev};
+  return std::find(kWrites.begin(), kWrites.end(), call.entry.nr) != kWrites.end() &&
+         call.entry.args[0] > STDERR_FILENO;
+}
+
+bool creates(const __ptrace_syscall_info& call) {
+  return call.entry.nr == SYS_openat && (call.entry.args[2] & O_CREAT) != 0;
+}
+
+bool changes(const __ptrace_syscall_info& call) {
+  return writes(call) || creates(call) ||
+         std::find(kChanging.begin(), kChanging.end(), call.entry.nr) != kChanging.end();
+}
+
+bool isNewThread(int status) { return WSTOPSIG(status) == SIGSTOP || (status >> kEventShift) != 0; }
+
+// What a stopped thread is to be given when it goes on.
+int signalOf(int status) {
+  const int signal = WSTOPSIG(status);
+  return signal == kCallStop || signal == SIGTRAP || isNewThread(status) ? 0 : signal;
+}
+
+// Follows one process with all its threads; the processes that it starts run free.
+class Watch {
+ public:
+  // The process has asked to be traced and is about to exec. Throws where it cannot be followed.
+  explicit Watch(pid_t process);
+
+  // Lets it run until the given call of those that change something has returned in any thread,
+  // kills it then, and gives the status it ended with. 0 lets it run to its end.
+  int runUntilCall(std::uint64_t call);
+
+  std::uint64_t calls() const { return calls_; }
+
+ private:
+  bool isCountedExit(pid_t thread);
+  void goOn(pid_t thread, int status);
+
+  pid_t process_;
+  std::uint64_t calls_ = 0;
+  std::set<pid_t> changing_;  // threads that are in a call that counts
+};
+
+Watch::Watch(pid_t process) : process_(process) {
+  constexpr long kOptions = PTRACE_O_TRACESYSGOOD | PTRACE_O_TRACECLONE | PTRACE_O_EXITKILL;
+  int status = 0;
+  if (waitpid(process_, &status, 0) != process_ || !WIFSTOPPED(status) ||
+      ptrace(PTRACE_SETOPTIONS, process_, nullptr, kOptions) != 0)
+    throw std::runtime_error("the program cannot be traced");
+  goOn(process_, status);
+}
+
+// Whether the thread stands behind a call that counts.
+bool Watch::isCountedExit(pid_t thread) {
+  __ptrace_syscall_info call{};
+  if (ptrace(PTRACE_GET_SYSCALL_INFO, thread, sizeof call, &call) <= 0) return false;
+  if (call.op == PTRACE_SYSCALL_INFO_ENTRY && changes(call)) changing_.insert(thread);
+  return call.op == PTRACE_SYSCALL_INFO_EXIT && changing_.erase(thread) != 0;
+}
+
+// A thread that was killed meanwhile cannot, which its end will show.
+void Watch::goOn(pid_t thread, int status) {
+  ptrace(PTRACE_SYSCALL, thread, nullptr, signalOf(status));
+}
+
+int Watch::runUntilCall(std::uint64_t call) {
+  int status = 0;
+  for (pid_t thread = 0; (thread = waitpid(-1, &status, __WALL)) > 0;) {
+    if (!WIFSTOPPED(status)) {
+      if (thread == process_) return status;
+      continue;
+    }
+    if (WSTOPSIG(status) == kCallStop && isCountedExit(thread) && ++calls_ == call)
+      kill(process_, SIGKILL);
+    goOn(thread, status);
+  }
+  throw std::runtime_error("the program was lost sight of");
+}
+
+// "PID (NAME) STATE PARENT …"; the name may hold anything.
+bool isChildOfMine(const std::string& process) {
+  const std::string line = readFile("/proc/" + process + "/stat");
+  const auto nameEnd = line.rfind(')');
+  if (nameEnd == std::string::npos || nameEnd + 4 > line.size()) return false;
+  int parent = 0;
+  std::from_chars(line.data() + nameEnd + 4, line.data() + line.size(), parent);
+  return parent == getpid();
+}
+
+std::vector<pid_t> children() {
+  std::vector<pid_t> found;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+    const std::string name = entry.path().filename();
+    pid_t process = 0;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), process);
+    if (error == std::errc() && *end == '\0' && isChildOfMine(name)) found.push_back(process);
+  }
+  return found;
+}
+
+// Waits for all that the program left running, killing them first where asked. true if there was
+// one.
+bool endOrphans(bool kill) {
+  int status = 0;
+  pid_t ended = waitpid(-1, &status, WNOHANG);
+  if (ended < 0) return false;
+  if (kill && ended == 0)
+    for (const pid_t child : children()) ::kill(child, SIGKILL);
+  while (waitpid(-1, &status, 0) > 0) {
+  }
+  return true;
+}
+
 }  // namespace
+
+void adoptOrphans() { prctl(PR_SET_CHILD_SUBREAPER, 1); }
 
 // Between fork and exec; a failure shows as an exit status that the program itself never has.
 void Program::become(const Words& arguments, bool watched) const {

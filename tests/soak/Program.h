@@ -26,6 +26,9 @@ struct Outcome {
   bool leftTool = false;  // a disk tool outlived it
 };
 
+// The calling process becomes the parent of whatever its children leave running.
+void adoptOrphans();
+
 class Program {
  public:
   // `log` takes what the program says. Throws where a process cannot be started or watched.

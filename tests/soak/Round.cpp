@@ -3,10 +3,10 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 
-#include "tests/soak/Aftermath.h"
 #include "tests/soak/VolumeLoss.h"
 #include "tests/soak/Work.h"
 
@@ -14,6 +14,69 @@ namespace soak {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr char kBackupExtension[] = ".TarnvaleBackup";
+
+bool isRescued(const std::string& item, const std::string& name) {
+  return item.starts_with(name + " rescued") ||
+         item.starts_with(name + " (Tarnvale Backup Base) rescued");
+}
+
+// What lies where a disk that is ejected has its contents.
+struct Aftermath {
+  std::string contents;              // the folder, "" for none
+  std::vector<std::string> rescued;  // folders that the program kept under another name
+  std::vector<std::string> strange;  // whatever else lies beside them
+
+  bool settled() const { return !contents.empty() && strange.empty(); }
+};
+
+// A disk that keeps them in the directory itself, PLACE/NAME.
+Aftermath aroundBase(const std::string& place, const std::string& name) {
+  Aftermath aftermath;
+  for (const auto& entry : fs::directory_iterator(place)) {
+    const std::string item = entry.path().filename();
+    if (item == name)
+      aftermath.contents = entry.path();
+    else
+      (isRescued(item, name) ? aftermath.rescued : aftermath.strange).push_back(entry.path());
+  }
+  return aftermath;
+}
+
+// The only disk with a backup folder in `backups`, mounted at PLACE/NAME.
+Aftermath aroundBackupFolder(const std::string& backups, const std::string& place,
+                             const std::string& name) {
+  Aftermath aftermath;
+  for (const auto& entry : fs::directory_iterator(backups)) {
+    const std::string extension = entry.path().extension();
+    if (extension == kBackupExtension)
+      aftermath.contents = entry.path();
+    else
+      (isRescued(extension, kBackupExtension) ? aftermath.rescued : aftermath.strange)
+          .push_back(entry.path());
+  }
+  const Aftermath mounting = aroundBase(place, name);
+  aftermath.rescued.insert(aftermath.rescued.end(), mounting.rescued.begin(),
+                           mounting.rescued.end());
+  aftermath.strange.insert(aftermath.strange.end(), mounting.strange.begin(),
+                           mounting.strange.end());
+  if (!mounting.contents.empty() && !fs::is_empty(mounting.contents))
+    aftermath.strange.push_back(mounting.contents);
+  return aftermath;
+}
+
+// What is wrong with it. A rescued folder will do where it holds all that must be there.
+Verdict judge(const Aftermath& aftermath, const Model& model, bool volumeWasLost) {
+  Verdict verdict = model.judge(readTree(aftermath.contents), volumeWasLost);
+  for (const auto& folder : aftermath.rescued) {
+    if (verdict.faults.empty()) break;
+    if (const Verdict kept = model.judge(readTree(folder), volumeWasLost); kept.faults.empty())
+      verdict = kept;
+  }
+  for (const auto& item : aftermath.strange) verdict.faults.push_back("left over: " + item);
+  return verdict;
+}
 
 Aftermath aftermathOf(const Scenario& scenario, const std::string& place,
                       const std::string& backups) {

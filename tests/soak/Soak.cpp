@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "tests/soak/Orphans.h"
 #include "tests/soak/VolumeLoss.h"
 #include "tests/support/Scratch.h"
 

@@ -1,28 +1,146 @@
-#include <fcntl.h>
+// What a helper costs that stays: idle, and with its menu operated as by a user.
+
 #include <fmt/format.h>
+#include <spawn.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <sstream>
 #include <thread>
 #include <vector>
 
 #include "Contest.h"
-#include "Disks.h"
 #include "Ground.h"
-#include "IdleCost.h"
 #include "Measurements.h"
-#include "ProcessCost.h"
+
+extern char** environ;
 
 namespace bench {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr std::chrono::milliseconds kWhile(250);
+constexpr double kNextToNothing = 0.0005;  // seconds within that while: a status refresh is less
+
+// Fields of /proc/PID/stat after the name, proc(5).
+enum StatField : std::size_t { kChildFaults = 8, kChildUser = 13, kChildSystem = 14 };
+
+std::string statField(pid_t process, StatField which) {
+  std::ifstream file(fmt::format("/proc/{}/stat", process));
+  std::string line;
+  std::getline(file, line);
+  std::istringstream fields(line.substr(line.rfind(')') + 2));
+  std::string value;
+  for (std::size_t i = 0; i <= which; ++i) fields >> value;
+  return fields ? value : "0";
+}
+
+double threadSeconds(const std::filesystem::path& thread) {
+  std::ifstream file(thread / "schedstat");
+  double nanoseconds = 0;
+  file >> nanoseconds;
+  return nanoseconds / 1e9;
+}
+
+// A program that runs beside the benchmark and is ended with it.
+class Companion {
+ public:
+  explicit Companion(std::vector<std::string> command);
+  ~Companion() { end(); }
+  Companion(const Companion&) = delete;
+  Companion& operator=(const Companion&) = delete;
+
+  pid_t process() const { return process_; }
+  // Asks it to end, and gives its wait status.
+  int end();
+
+ private:
+  pid_t process_ = 0;
+};
+
+Companion::Companion(std::vector<std::string> command) {
+  std::vector<char*> words;
+  for (auto& word : command) words.push_back(word.data());
+  words.push_back(nullptr);
+  if (posix_spawnp(&process_, words[0], nullptr, nullptr, words.data(), environ) != 0)
+    giveUp("cannot run " + command[0]);
+}
+
+int Companion::end() {
+  if (process_ <= 0) return 0;
+  kill(process_, SIGTERM);
+  int status = -1;
+  waitpid(process_, &status, 0);
+  process_ = 0;
+  return status;
+}
+
+// Seconds of processor time of all threads so far, to the nanosecond, and of children that were
+// waited for, to the clock tick.
+double processorSeconds(pid_t process) {
+  double seconds = 0;
+  std::error_code ignored;
+  for (const auto& thread :
+       std::filesystem::directory_iterator(fmt::format("/proc/{}/task", process), ignored))
+    seconds += threadSeconds(thread.path());
+  const double ticks =
+      std::stod(statField(process, kChildUser)) + std::stod(statField(process, kChildSystem));
+  return seconds + ticks / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+// More of them tell that a child was run.
+long childFaults(pid_t process) { return std::stol(statField(process, kChildFaults)); }
+
+bool hasChildren(pid_t process) {
+  std::ifstream file(fmt::format("/proc/{0}/task/{0}/children", process));
+  std::string child;
+  return static_cast<bool>(file >> child);
+}
+
+double residentMegabytes(pid_t process) {
+  std::ifstream file(fmt::format("/proc/{}/status", process));
+  for (std::string line; std::getline(file, line);)
+    if (line.starts_with("VmRSS:")) return std::stod(line.substr(6)) * 1024 / 1'000'000;
+  return 0;
+}
+
+// Waits until the process has used next to nothing for a while.
+void untilQuiet(pid_t process) {
+  double before = 0;
+  double now = processorSeconds(process);
+  do {
+    before = now;
+    std::this_thread::sleep_for(kWhile);
+    now = processorSeconds(process);
+  } while (now - before > kNextToNothing);
+}
+
+constexpr std::chrono::seconds kSettling(3);  // its start is not part of being idle
+constexpr std::chrono::seconds kMeasured(60);
+
+// The table for a process that is idle by now.
+std::string idleTable(const std::string& title, pid_t process) {
+  std::this_thread::sleep_for(kSettling);
+  const double before = processorSeconds(process);
+  const long faults = childFaults(process);
+  std::this_thread::sleep_for(kMeasured);
+  const double share = (processorSeconds(process) - before) / kMeasured.count() * 100;
+  const bool children = childFaults(process) != faults || hasChildren(process);
+  return fmt::format(
+      "## {}, {} disks mounted, {} seconds\n\n"
+      "| share of a core | child processes | resident memory |\n|---|---|---|\n"
+      "| {:.3f} % | {} | {:.1f} MB |\n\n",
+      title, QVRamDiskEntries::kMostRamDisks, kMeasured.count(), share, children ? "some" : "none",
+      residentMegabytes(process));
+}
 
 constexpr int kOpenings = 11;
 constexpr int kEntries = 10'000;
@@ -142,6 +260,15 @@ std::string table(const Costs& costs) {
 }
 
 }  // namespace
+
+std::string idleCost(const std::string& scratch) {
+  const MountedDisks disks(scratch + "/idle");
+  Companion helper({besideBench("tarnvale-helper"), "--service"});
+  std::string table = idleTable("An idle helper without a menu", helper.process());
+  if (helper.end() == 0) return table;
+  fmt::print(stderr, "bench: the helper did not run as it should\n");
+  return {};
+}
 
 std::string menuCost(const std::string& scratch) {
   MountedDisks disks(scratch + "/menu");
