@@ -12,4 +12,4 @@ cmake --preset lint -DTARNVALE_DESKTOP=ON -DTARNVALE_TESTS=ON >/dev/null
 cmake --build --preset lint --target tv_platform_qt_autogen >/dev/null
 [ $# -gt 0 ] || set -- $(git ls-files '*.cpp')
 printf '%s\n' "$@" | grep '\.cpp$' |
-  xargs -P "$(nproc)" -n 2 clang-tidy -p build/lint --quiet --warnings-as-errors='*'
+  xargs -r -P "$(nproc)" -n 2 clang-tidy -p build/lint --quiet --warnings-as-errors='*'
