@@ -70,10 +70,10 @@ void AppDelegate::qv_recoverRamDiskEntries(QVRamDiskEntries& entries, const Disk
 void AppDelegate::recover(QVRamDiskEntries& entries, const QVRamDiskPtr& disk) {
   if (disk->status() == QVRamDiskStatus_mounted) return;
   const auto lock = lockOf(*disk);
-  if (!lock || !finishCutOffActions(disk)) return;
+  if (!lock || !finishCutOffActions(disk, *lock)) return;
   if (disk->status() != QVRamDiskStatus_notCreated || !disk->createAtLogin()) return;
   noteRecovered(disk);
-  entries.create(disk, 0);
+  disk->performAction(QVRamDiskActionCreate, entries.shared_from_this(), 0, *lock);
 }
 
 // Another helper that makes the disk and was asked to end is waited for. Null when the disk is left
@@ -90,9 +90,9 @@ std::optional<ActionLock> AppDelegate::lockOf(const QVRamDisk& disk) const {
 }
 
 // NO when something could not be put right: then nothing is mounted over it.
-bool AppDelegate::finishCutOffActions(const QVRamDiskPtr& disk) {
+bool AppDelegate::finishCutOffActions(const QVRamDiskPtr& disk, const ActionLock& lock) {
   QVErrorPtr error;
-  const auto findings = recoverCutOffActions(disk, error);
+  const auto findings = recoverCutOffActions(disk, lock, error);
   for (const auto& finding : findings) QVLogWarning("AppDelegate", "{}", finding.text);
   if (!findings.empty()) noteRecovered(disk);
   if (error)

@@ -68,7 +68,7 @@ class AppDelegate : public QVRamDiskEntriesDelegate,
   void qv_recoverRamDiskEntries(QVRamDiskEntries& entries, const Disks& disks);
   void recover(QVRamDiskEntries& entries, const QVRamDiskPtr& disk);
   std::optional<ActionLock> lockOf(const QVRamDisk& disk) const;
-  bool finishCutOffActions(const QVRamDiskPtr& disk);
+  bool finishCutOffActions(const QVRamDiskPtr& disk, const ActionLock& lock);
   void noteRecovered(const QVRamDiskPtr& disk);
   void mt_recoveredDidEnd();
   void saveStartUpRegistry();

@@ -178,8 +178,7 @@ QVRamDiskPtr ActionQueue::find(const Pending& pending) const {
 // From before the list is read until what the action did is saved. That another program has it, the
 // action will find and say.
 void ActionQueue::lockFor(const Pending& pending) {
-  QVErrorPtr taken;
-  lock_ = ActionLock::take(pending.identifier, taken);
+  lock_ = ActionLock::takeIfFree(pending.identifier);
 }
 
 void ActionQueue::startNext() {
@@ -213,11 +212,12 @@ void ActionQueue::startOn(const QVRamDiskPtr& disk) {
   disk_ = disk;
   name_ = nameOf(*disk);
   started_ = std::chrono::steady_clock::now();
-  auto& entries = registry_.entries();
+  const auto reports = registry_.entries().shared_from_this();
   if (verb_.action == QVRamDiskActionCleanUpFiles)
-    disk->startCleanUp(entries.shared_from_this());
+    lock_ ? disk->startCleanUp(reports, *lock_) : disk->startCleanUp(reports);
   else
-    entries.startAction(verb_.action, disk, 1);
+    lock_ ? disk->performAction(verb_.action, reports, 1, *lock_)
+          : disk->performAction(verb_.action, reports, 1);
 }
 
 void ActionQueue::reported(const Stage& stage) {

@@ -85,7 +85,7 @@ Allowed configure(QVRamDisk& disk, const DiskOptions& options,
 
 std::string addedText(const QVRamDisk& disk) {
   return printable(nameOf(disk)) + ": added, " + settings::sizeText(disk.size()) +
-         ", to be mounted at " + printable(settings::mountPathOf(disk));
+         ", to be mounted at " + printable(disk.mountPath());
 }
 
 Allowed changeDisk(QVRamDisk& disk, const DiskOptions& options,

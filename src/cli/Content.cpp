@@ -14,7 +14,7 @@ namespace cli {
 namespace {
 
 Allowed maySync(const QVRamDisk& disk, QVRamDiskStatus status) {
-  if (!settings::isKeptInBase(disk))
+  if (!disk.isSavedIntoBase())
     return Refusal{kActionFailed, nameOf(disk) + " is not kept in the directory that it replaces",
                    "'tarnvale set " + nameOf(disk) + " --backup base' keeps it there"};
   return isMounted(disk, status);

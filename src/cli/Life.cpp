@@ -4,7 +4,6 @@
 #include "cli/Registry.h"
 #include "cli/Verbs.h"
 #include "platform/Services.h"
-#include "settings/DiskState.h"
 #include "settings/Validation.h"
 
 namespace cli {
@@ -21,14 +20,10 @@ Allowed mayCreate(const QVRamDisk& disk, QVRamDiskStatus status) {
   return allowedBy(settings::checkCreation(disk));
 }
 
-// The contents are saved from where the volume is mounted.
-bool savesContents(const QVRamDisk& disk) {
-  return settings::isKeptInBase(disk) || disk.backupDirPath();
-}
-
 Allowed mayEject(const QVRamDisk& disk, QVRamDiskStatus status) {
   if (status == QVRamDiskStatus_mounted) return {};
-  if (status == QVRamDiskStatus_created && !savesContents(disk)) return {};
+  if (status == QVRamDiskStatus_created && !disk.savesContents()) return {};
+  // The contents are saved from where the volume is mounted.
   if (status == QVRamDiskStatus_created)
     return Refusal{kRefused,
                    nameOf(disk) + " is not mounted, so that its contents could not be saved",

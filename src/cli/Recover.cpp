@@ -22,10 +22,9 @@ struct DiskRecovery {
 // Puts one disk right and saves its record when that changed anything.
 DiskRecovery recoverDisk(Registry& registry, const QVRamDiskPtr& disk) {
   DiskRecovery recovery{disk, {}, {}};
-  QVErrorPtr error;
-  const auto lock = ActionLock::take(disk->identifier(), error);  // until what was found is saved
-  error = nullptr;                                                // the recovery says so itself
-  recovery.findings = recoverCutOffActions(disk, error);
+  const auto lock = ActionLock::take(disk->identifier());  // until what was found is saved
+  QVErrorPtr error = lock.error();
+  if (lock) recovery.findings = recoverCutOffActions(disk, *lock, error);
   if (error)
     recovery.outcome = Refusal{kActionFailed, nameOf(*disk) + ": " + extensions::errorText(*error),
                                "what an action left that was cut off is not put right yet"};

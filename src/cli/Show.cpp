@@ -109,7 +109,7 @@ std::string factsOf(const QVRamDisk& disk, settings::DiskState& state) {
   if (status == QVRamDiskStatus_mounted)
     fact("Free", fmt::format("{} of {}, {} % used", settings::sizeText(disk.volFree()),
                              settings::sizeText(disk.volSize()), settings::usedPercent(disk)));
-  fact("Place", settings::mountPathOf(disk));
+  fact("Place", disk.mountPath());
   fact("Backup", backupText(disk));
   fact("At login", disk.createAtLogin() ? "created" : "not created");
   fact("Format", formatWords().of(disk.format()));

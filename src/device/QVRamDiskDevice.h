@@ -8,15 +8,7 @@
 
 #include "core/QVError.h"
 #include "core/QVRamDiskTypes.h"
-
-// The extended attribute of a volume's root that tells whose it is. It marks volumes of every
-// version of the program and must never change.
-inline constexpr char kRamDiskInfoAttributeName[] = "com.tarnvale.RamDiskInfo";
-
-// Beside it, on a volume whose contents did not all come in: see ramdisk/VolumeNotes.h. A volume
-// that is to be filled gets it, with this value, before the record above makes it one of ours.
-inline constexpr char kRamDiskRefillAttributeName[] = "com.tarnvale.RamDiskRefill";
-inline constexpr char kRamDiskRefillUnderWay[] = "under way";
+#include "system/DiskPlaces.h"
 
 // One RAM device of the program.
 struct QVDeviceListEntry {
@@ -55,11 +47,16 @@ class QVRamDiskDevice {
   // cannot be told.
   static std::int64_t hasMountedVolumeAtPath(const Text& path);
 
-  // --- The information record of a volume (QVRamDiskDevice_Infos.cpp)
+  // --- The information record of a volume, which tells whose it is (QVRamDiskDevice_Discovery.cpp)
 
   // Keys "identifier" and "deviceNode". An empty record is never written and reads as none.
   static bool setExtendedRamDiskInfos(const Infos& infos, const Text& path);
   static bool getExtentedRamDiskInfos(Infos& infos, const Text& path);
+  static Infos infosOf(const std::string& deviceNode, const Text& identifier);
+  static Text deviceNodeIn(const Infos& infos);
+  // A disk without an identifier owns none.
+  static bool belongsTo(const Text& identifier, const Infos& infos);
+  static bool isVolumeOf(const Text& identifier, const Text& path);
 
   // --- Mounting and ejecting (QVRamDiskDevice_Mounting.cpp)
 

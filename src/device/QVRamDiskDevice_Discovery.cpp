@@ -3,7 +3,9 @@
 #include "device/QVRamDiskDevice.h"
 #include "extensions/PathExtension.h"
 #include "extensions/PropertyList.h"
+#include "extensions/StringsFile.h"
 #include "platform/Services.h"
+#include "system/ExtendedAttributes.h"
 #include "system/QVFunctions.h"
 
 namespace {
@@ -12,6 +14,8 @@ using extensions::PropertyList;
 using platform::services;
 
 constexpr std::string_view kMemoryImage = "ram://";
+constexpr char kIdentifierKey[] = "identifier";
+constexpr char kDeviceNodeKey[] = "deviceNode";
 
 std::optional<std::string> textAt(const PropertyList& dictionary, std::string_view key) {
   const PropertyList* value = dictionary.find(key);
@@ -160,4 +164,41 @@ std::int64_t QVRamDiskDevice::hasMountedVolumeAtPath(const Text& path) {
   }
   if (!parentNumber) return -1;
   return *number == *parentNumber ? 0 : 1;
+}
+
+bool QVRamDiskDevice::setExtendedRamDiskInfos(const Infos& infos, const Text& path) {
+  if (!path || infos.empty()) return false;
+  return QVSetExtendedAttribute(extensions::stringsFileText(infos), kRamDiskInfoAttributeName,
+                                path);
+}
+
+bool QVRamDiskDevice::getExtentedRamDiskInfos(Infos& infos, const Text& path) {
+  std::string value;
+  if (!path || !QVGetExtentedAttribute(&value, kRamDiskInfoAttributeName, path)) return false;
+  auto parsed = value.empty() ? std::nullopt : extensions::parseStringsFile(value);
+  if (!parsed || parsed->empty()) return false;
+  infos = std::move(*parsed);
+  return true;
+}
+
+QVRamDiskDevice::Infos QVRamDiskDevice::infosOf(const std::string& deviceNode,
+                                                const Text& identifier) {
+  Infos infos = {{kDeviceNodeKey, deviceNode}};
+  if (identifier) infos[kIdentifierKey] = *identifier;
+  return infos;
+}
+
+QVRamDiskDevice::Text QVRamDiskDevice::deviceNodeIn(const Infos& infos) {
+  const auto node = infos.find(kDeviceNodeKey);
+  return node == infos.end() ? std::nullopt : Text(node->second);
+}
+
+bool QVRamDiskDevice::belongsTo(const Text& identifier, const Infos& infos) {
+  const auto owner = infos.find(kIdentifierKey);
+  return identifier && owner != infos.end() && owner->second == *identifier;
+}
+
+bool QVRamDiskDevice::isVolumeOf(const Text& identifier, const Text& path) {
+  Infos infos;
+  return getExtentedRamDiskInfos(infos, path) && belongsTo(identifier, infos);
 }

@@ -3,8 +3,8 @@
 #include "core/QVLocalized.h"
 #include "core/QVLog.h"
 #include "device/QVRamDiskDevice.h"
-#include "extensions/PathExtension.h"
 #include "platform/Services.h"
+#include "system/DiskPlaces.h"
 #include "system/ExtendedAttributes.h"
 #include "system/QVFinderTools.h"
 #include "system/QVFunctions.h"
@@ -54,9 +54,8 @@ QVErrorPtr replaceMountedVolume(const std::string& path) {
   if (!QVRamDiskDevice::getExtentedRamDiskInfos(infos, path))
     return failure("Another volume is mounted", "getExtentedAttribute==NO", {},
                    QVErrorCode::PlaceTaken);
-  const auto node = infos.find("deviceNode");
-  const auto error = QVRamDiskDevice::ejectRamDiskDeviceNode(
-      node == infos.end() ? std::nullopt : Text(node->second), path, false);
+  const auto error =
+      QVRamDiskDevice::ejectRamDiskDeviceNode(QVRamDiskDevice::deviceNodeIn(infos), path, false);
   if (error) return failure("Unable to mount disk", "ejectDeviceNode:path:", error);
   return createMountPath(path, "createDirectoryAtPath:");
 }
@@ -83,18 +82,9 @@ QVErrorPtr mountVolume(const std::string& deviceNode, const std::string& path, b
   return runTool(Tool::Mounter, args, "Unable to mount disk", "executeCommand:");
 }
 
-QVErrorPtr mountAt(const std::string& parent, const std::string& name,
-                   const std::string& deviceNode, bool hidden) {
-  const std::string path = extensions::appendingPathComponent(parent, name);
+QVErrorPtr mountAt(const std::string& path, const std::string& deviceNode, bool hidden) {
   if (auto error = clearMountPath(path)) return error;
   return mountVolume(deviceNode, path, hidden);
-}
-
-bool isOf(const Text& volume, const Text& identifier) {
-  QVRamDiskDevice::Infos infos;
-  QVRamDiskDevice::getExtentedRamDiskInfos(infos, volume);
-  const auto owner = infos.find("identifier");
-  return owner != infos.end() && identifier == owner->second;
 }
 
 QVErrorPtr labelVolume(const std::string& deviceNode, const Text& identifier, QVVolumeState state,
@@ -104,16 +94,15 @@ QVErrorPtr labelVolume(const std::string& deviceNode, const Text& identifier, QV
   if (!found)
     return failure("Unable to get mount point", "mountedPath==nil",
                    cause ? QVErrorCause(cause) : QVErrorCause());
-  if (state == QVVolumeState::Known && !isOf(found, identifier)) {
+  if (state == QVVolumeState::Known && !QVRamDiskDevice::isVolumeOf(identifier, found)) {
     QVRamDiskDevice::unmount(*found);
     return failure("Unable to mount disk", "identifier", {}, QVErrorCode::OtherVolume);
   }
   if (state == QVVolumeState::NewToBeFilled &&
-      !QVSetExtendedAttribute(kRamDiskRefillUnderWay, kRamDiskRefillAttributeName, found))
+      !QVSetExtendedAttribute(disk_places::kRefillUnderWay, disk_places::kRefillAttribute, found))
     return failure("Unable set extended info", "setExtendedAttribute==NO");
-  QVRamDiskDevice::Infos infos = {{"deviceNode", deviceNode}};
-  if (identifier) infos["identifier"] = *identifier;
-  if (!QVRamDiskDevice::setExtendedRamDiskInfos(infos, found))
+  if (!QVRamDiskDevice::setExtendedRamDiskInfos(QVRamDiskDevice::infosOf(deviceNode, identifier),
+                                                found))
     return failure("Unable set extended info", "setExtendedRamDiskInfos==NO");
   mountedPath = found;
   return nullptr;
@@ -144,10 +133,11 @@ QVErrorPtr QVRamDiskDevice::mountDeviceNode(const Text& deviceNode, const Text& 
   if (!deviceNode) QVLogCriticalException("QVRamDiskDevice", "devNode==nil");
   if (!name) QVLogCriticalException("QVRamDiskDevice", "name==nil");
   const std::string node = deviceNode.value_or("");
-  const std::string parent = directory.value_or(services().places->volumesDirectory());
-  const bool byTheSystem = !directory && !services().files->isWritable(parent);
-  const auto error = byTheSystem ? eraseAndMount(node, name.value_or(""), format)
-                                 : mountAt(parent, name.value_or(""), node, directory.has_value());
+  const bool byTheSystem =
+      !directory && !services().files->isWritable(services().places->volumesDirectory());
+  const auto error =
+      byTheSystem ? eraseAndMount(node, name.value_or(""), format)
+                  : mountAt(disk_places::mountPath(directory, name), node, directory.has_value());
   return error ? error : labelVolume(node, identifier, state, mountedPath);
 }
 

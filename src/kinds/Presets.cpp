@@ -24,6 +24,7 @@
 #include "core/QVLog.h"
 #include "extensions/PathExtension.h"
 #include "platform/Services.h"
+#include "system/DiskPlaces.h"
 #include "system/Kept.h"
 #include "system/QVMacInfo.h"
 
@@ -49,9 +50,6 @@ bool isInstalled(const platform::KindFacts& facts) {
   return path && platform::services().files->exists(*path);
 }
 
-// Ends the name under which a directory waits while a RAM disk is mounted in its place.
-constexpr std::string_view kSetAside = " (Tarnvale Backup Base)";
-
 std::optional<std::string> search(const std::string& directory, const std::string& prefix) {
   const auto& files = platform::services().files;
   const auto names = files->names(directory);
@@ -60,7 +58,7 @@ std::optional<std::string> search(const std::string& directory, const std::strin
     return std::nullopt;
   }
   const auto found = std::find_if(names->begin(), names->end(), [&](const std::string& name) {
-    return name.starts_with(prefix) && !name.ends_with(kSetAside) &&
+    return name.starts_with(prefix) && !disk_places::isSavedBase(name) &&
            files->kind(extensions::appendingPathComponent(directory, name)) ==
                platform::FileKind::Directory;
   });

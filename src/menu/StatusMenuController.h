@@ -98,7 +98,7 @@ class StatusMenuController : public menu::MenuDelegate,
   std::optional<ActionLock> lockForActing(const QVRamDiskPtr& ramDisk);
   bool isStillAsShown(QVRamDiskAction action, const QVRamDiskPtr& ramDisk);
   bool isStillShown(const std::string& folder) const;
-  bool noteActing(QVRamDiskAction action, const QVRamDiskPtr& ramDisk);
+  const ActionLock* noteActing(QVRamDiskAction action, const QVRamDiskPtr& ramDisk);
   void start(QVRamDiskAction action, const QVRamDiskPtr& ramDisk);
   void startAll(QVRamDiskAction action, const std::function<bool(const QVRamDisk&)>& concerns);
 

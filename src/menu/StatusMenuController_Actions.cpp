@@ -23,7 +23,6 @@
 #include "core/QVError.h"
 #include "core/QVLocalized.h"
 #include "core/QVLog.h"
-#include "extensions/PathExtension.h"
 #include "kinds/QVRamDiskManager.h"
 #include "menu/StatusMenuController.h"
 #include "menu/StatusMenuRules.h"
@@ -48,12 +47,6 @@ std::optional<ActionLock> lockOf(const QVRamDisk& disk) {
     lock = ActionLock::takeIfFree(disk.identifier());
   }
   return lock;
-}
-
-// Where its volume is while it has one, with a slash at its end.
-std::string placeOf(const QVRamDisk& disk) {
-  const std::string folder = disk.mountDirectory().value_or(services().places->volumesDirectory());
-  return extensions::appendingPathComponent(folder, disk.name().value_or("")) + "/";
 }
 
 bool allows(QVRamDiskStatus status, QVRamDiskAction action) {
@@ -141,20 +134,22 @@ bool StatusMenuController::isStillAsShown(QVRamDiskAction action, const QVRamDis
 bool StatusMenuController::isStillShown(const std::string& folder) const {
   const auto& listed = ramDiskEntries_->ramDisks();
   return std::all_of(listed.begin(), listed.end(), [&](const auto& ramDisk) {
-    return !folder.starts_with(placeOf(*ramDisk)) || ramDisk->showsOwnVolume();
+    return !folder.starts_with(ramDisk->mountPath() + "/") || ramDisk->showsOwnVolume();
   });
 }
 
-// The lock is kept until the action's end is saved.
-bool StatusMenuController::noteActing(QVRamDiskAction action, const QVRamDiskPtr& ramDisk) {
+// The lock, which is kept until the action's end is saved; null where nothing is to be done.
+const ActionLock* StatusMenuController::noteActing(QVRamDiskAction action,
+                                                   const QVRamDiskPtr& ramDisk) {
   auto lock = ramDisk ? lockForActing(ramDisk) : std::nullopt;
-  if (!lock || !isStillAsShown(action, ramDisk)) return false;
-  acting_.insert_or_assign(ramDisk, Acting{std::move(*lock), action});
-  return true;
+  if (!lock || !isStillAsShown(action, ramDisk)) return nullptr;
+  const auto acting = acting_.insert_or_assign(ramDisk, Acting{std::move(*lock), action}).first;
+  return &acting->second.lock;
 }
 
 void StatusMenuController::start(QVRamDiskAction action, const QVRamDiskPtr& ramDisk) {
-  if (noteActing(action, ramDisk)) ramDiskEntries_->startAction(action, ramDisk, 1);
+  if (const auto* lock = noteActing(action, ramDisk))
+    ramDisk->performAction(action, ramDiskEntries_, 1, *lock);
   noticeOtherRows();
 }
 
@@ -199,7 +194,7 @@ void StatusMenuController::mi_performAllAction(MenuItem& sender) {
       });
     case menu::kSynchroniseAllTag:
       return startAll(QVRamDiskActionSyncWithBase, [](const auto& disk) {
-        return menu::isMountedAndIdle(disk) && menu::isSynchronised(disk);
+        return menu::isMountedAndIdle(disk) && disk.isSavedIntoBase();
       });
     case menu::kBackupAllTag:
       return startAll(QVRamDiskActionBackup, [](const auto& disk) {
@@ -231,7 +226,8 @@ void StatusMenuController::mi_backupNow(MenuItem& sender) {
   if (sender.tag != menu::kBackupNowTag && sender.tag != menu::kSynchroniseNowTag) return;
   const auto action =
       sender.tag == menu::kBackupNowTag ? QVRamDiskActionBackup : QVRamDiskActionSyncWithBase;
-  if (noteActing(action, ramDisk)) ramDisk->performAction(action, reports_, 1);
+  if (const auto* lock = noteActing(action, ramDisk))
+    ramDisk->performAction(action, reports_, 1, *lock);
 }
 
 void StatusMenuController::mi_cleanUp(MenuItem& sender) {
@@ -239,7 +235,8 @@ void StatusMenuController::mi_cleanUp(MenuItem& sender) {
     QVLogCriticalException("StatusMenuController", "ramDisk==nil");
   activate();
   const auto ramDisk = recordOf(sender);
-  if (noteActing(QVRamDiskActionCleanUpFiles, ramDisk)) ramDisk->startCleanUp(reports_);
+  if (const auto* lock = noteActing(QVRamDiskActionCleanUpFiles, ramDisk))
+    ramDisk->startCleanUp(reports_, *lock);
 }
 
 void StatusMenuController::mi_openFile(MenuItem& sender) {

@@ -63,7 +63,7 @@ Counts counted(const std::vector<QVRamDiskPtr>& disks) {
   for (const auto& disk : disks) {
     ++(menu::hasDevice(disk->status()) ? counts.ejectable : counts.creatable);
     if (!menu::isMountedAndIdle(*disk)) continue;
-    if (menu::isSynchronised(*disk))
+    if (disk->isSavedIntoBase())
       ++counts.synchronisable;
     else if (menu::isBackedUp(*disk))
       ++counts.backupable;
@@ -242,7 +242,7 @@ void StatusMenuController::addCommandsOfMounted(const QVRamDiskPtr& ramDisk, Men
 }
 
 void StatusMenuController::addSaving(const QVRamDiskPtr& ramDisk, Menu& menu) {
-  const bool intoBase = menu::isSynchronised(*ramDisk);
+  const bool intoBase = ramDisk->isSavedIntoBase();
   if (!intoBase && !menu::isBackedUp(*ramDisk)) return;
   const auto item =
       MenuItem::qv_menuItem(intoBase ? QVLocalized("Synchronise Now") : QVLocalized("Backup Now"),

@@ -30,11 +30,6 @@ inline bool isMountedAndIdle(const QVRamDisk& disk) {
   return disk.status() == QVRamDiskStatus_mounted && disk.action() == QVRamDiskActionNone;
 }
 
-inline bool isSynchronised(const QVRamDisk& disk) {
-  return disk.type() == QVRamDiskType_CoreSimulator ||
-         disk.backupMode() == QVRamDiskBackupMode_Base;
-}
-
 // By the mode alone: a simulator's disk may be both.
 inline bool isBackedUp(const QVRamDisk& disk) {
   return disk.backupMode() == QVRamDiskBackupMode_AppSupport ||

@@ -1,4 +1,15 @@
 #pragma once
+// Who acts on a disk holds its lock, a locked file in the program's folder, so that no two actions
+// work on one disk at the same time, be they of two programs or of two records within one. It goes
+// with the program, however that ends.
+//
+// What changes a disk takes the lock as an argument: its signature says that somebody holds it, and
+// nobody below asks for it a second time, which would be refused. Copies share one lock; it is
+// given back when the last of them goes, so that an action on a thread of its own keeps what its
+// caller lets go of, and a caller keeps it until the action's outcome is saved.
+//
+// Where the program's folder cannot be had or its file system knows no locks, an action goes on
+// without one: not to save because of that would be worse.
 
 #include <memory>
 #include <optional>
@@ -8,36 +19,32 @@
 #include "core/QVError.h"
 #include "platform/Result.h"
 
-// Keeps two programs of the user from acting on one disk at the same time. Held until the last
-// object of a disk goes, or the program ends however it may: within one program the records see to
-// it themselves. Any thread.
+// Any thread.
 class ActionLock {
  public:
-  // `error` is set when somebody else holds it. A lock that cannot be had for another reason is
-  // logged and done without.
-  static ActionLock take(const std::optional<std::string>& identifier, QVErrorPtr& error);
+  using Text = std::optional<std::string>;
 
-  // The same for who can wait and must be alone: nullopt when anybody holds it, be it this program
-  // for another record of the disk, which is no error here.
-  static std::optional<ActionLock> takeIfFree(const std::optional<std::string>& identifier);
+  // nullopt when anybody holds it. A lock that cannot be had for another reason is logged and done
+  // without.
+  static std::optional<ActionLock> takeIfFree(const Text& identifier);
+  // The same for who tells the user: an error of code Locked.
+  static platform::Result<ActionLock, QVErrorPtr> take(const Text& identifier);
 
   // The locks of all other disks that an action ever ran on. nullopt when one of them cannot be
   // had, for any reason. One that such an action takes first after this began may be missing.
-  static std::optional<std::vector<ActionLock>> takeAllOthers(
-      const std::optional<std::string>& identifier);
+  static std::optional<std::vector<ActionLock>> takeAllOthers(const Text& identifier);
+
+  // Whether anybody holds it. Leaves nothing behind.
+  static bool isTaken(const Text& identifier);
 
   // Not so for a lock that was done without.
   bool isHeld() const { return held_ != nullptr; }
 
-  // Whether another program holds it. Leaves nothing behind.
-  static bool isTaken(const std::optional<std::string>& identifier);
-
  private:
-  // `reason` is set when somebody else holds it, or, where it is not shared, anybody.
-  static ActionLock takeOrTell(const std::optional<std::string>& identifier, bool shared,
-                               std::optional<platform::SystemError>& reason);
+  using Held = std::shared_ptr<void>;
 
-  explicit ActionLock(std::shared_ptr<void> held) : held_(std::move(held)) {}
+  static platform::Result<ActionLock> tryTo(const Text& identifier);
+  explicit ActionLock(Held held) : held_(std::move(held)) {}
 
-  std::shared_ptr<void> held_;
+  Held held_;
 };

@@ -6,11 +6,15 @@
 
 #include "core/QVLocalized.h"
 #include "core/QVLog.h"
+#include "extensions/PathExtension.h"
 #include "kinds/QVRamDiskManager.h"
+#include "platform/Services.h"
 #include "system/QVFunctions.h"
 #include "system/QVMacInfo.h"
 
 namespace {
+
+using Text = QVRamDisk::Text;
 
 constexpr std::string_view kTable = "QVRamDiskLocalizable";
 constexpr char kDefaultName[] = "RamDisk";
@@ -38,6 +42,27 @@ const char* kindKey(QVRamDiskType type) {
     default:
       return nullptr;
   }
+}
+
+std::string home() { return platform::services().places->home().value_or(""); }
+
+// Directories below the home folder are kept so that they follow it when it moves.
+Text abbreviated(const Text& path) {
+  return path ? Text(extensions::abbreviatingWithTilde(*path, home())) : std::nullopt;
+}
+
+Text expanded(const Text& path) {
+  return path ? Text(extensions::expandingTilde(*path, home())) : std::nullopt;
+}
+
+template <class Enumeration>
+Enumeration decoded(const extensions::KeyedUnarchiver& coder, std::string_view key) {
+  return static_cast<Enumeration>(coder.decodeInteger(key));
+}
+
+QVRamDiskFormat knownFormat(std::int64_t value) {
+  return value == QVRamDiskFormat_CaseSensitiveHFSPlus ? QVRamDiskFormat_CaseSensitiveHFSPlus
+                                                       : QVRamDiskFormat_HFSPlus;
 }
 
 }  // namespace
@@ -74,23 +99,21 @@ std::string QVRamDisk::description() const {
   return fmt::format("<QVRamDisk: {}>", fmt::ptr(this));
 }
 
-QVComparableValues QVRamDisk::comparableValues() const { return {name(), volSize(), volFree()}; }
-
-QVRamDisk::Text QVRamDisk::displayName() const {
-  const auto kind = type();
-  if (kind == QVRamDiskType_CoreSimulator && simId()) return simulatorName();
-  if (const char* key = kindKey(kind)) return QVLocalized(key, kTable);
-  return name();
+QVComparableValues QVRamDisk::comparableValues() const {
+  const std::lock_guard lock(mutex_);
+  return {settings_.name, observed_.volSize, observed_.volFree};
 }
 
-QVRamDisk::Text QVRamDisk::simulatorName() const {
-  const Text id = simId();
-  auto device = simDevice_.get();
-  if (!device || device->dirId() != id) {
-    device = QVSimDevice::simDeviceWithDirId(id);
-    simDevice_.set(device);
-  }
-  return device ? device->displayName() : id;
+Text QVRamDisk::displayName() const {
+  const auto known = settings();
+  if (known.type == QVRamDiskType_CoreSimulator && known.simId) return simulatorName();
+  if (const char* key = kindKey(known.type)) return QVLocalized(key, kTable);
+  return known.name;
+}
+
+bool QVRamDisk::savesContents() const {
+  const auto known = settings();
+  return known.isKeptInBase() || known.backupFolder(identifier_);
 }
 
 std::string QVRamDisk::displayStatus() const {
@@ -104,30 +127,90 @@ std::string QVRamDisk::displayStatus() const {
   }
 }
 
+// Another thread sees the kind that it was or the one that it is, and nothing between.
 void QVRamDisk::changeToType(QVRamDiskType type, std::uint64_t options) {
-  simDevice_.set(nullptr);
-  takeOnType(type, options);
-  forgetDisplayIcons();
-}
-
-void QVRamDisk::takeOnType(QVRamDiskType type, std::uint64_t options) {
   const bool keepSettings = (options & QVRamDiskChangeTypeKeepSettings) != 0;
   const auto infos = QVRamDiskManager::creationInfosOfRamDiskType(type, simId());
-  if (type != QVRamDiskType_Default && infos && infos->status == 1) {
-    type_.set(type);
-    setName(infos->name);
-    setMountDirectory(infos->mountDirectory);
-    setPreferWired(false);
-    if (keepSettings) return;
-    setSize(infos->size.value_or(0));
-  } else {
-    if (keepSettings) return;
-    type_.set(QVRamDiskType_Default);
-    setName(kDefaultName);
-    setSize(defaultCapSize());
-    setMountDirectory(std::nullopt);
-    setPreferWired(false);
-  }
-  setBackupMode(QVRamDiskBackupMode_None);
-  setBackupDir(std::nullopt);
+  const bool takesOn = type != QVRamDiskType_Default && infos && infos->status == 1;
+  if (takesOn || !keepSettings)
+    change([&](DiskSettings& settings, DiskObservation&) {
+      settings.type = takesOn ? type : QVRamDiskType_Default;
+      settings.name = takesOn ? infos->name : kDefaultName;
+      settings.mountDirectory = takesOn ? infos->mountDirectory : std::nullopt;
+      settings.preferWired = false;
+      if (keepSettings) return;
+      settings.size = takesOn ? infos->size.value_or(0) : defaultCapSize();
+      settings.backupMode = QVRamDiskBackupMode_None;
+      settings.backupDir = std::nullopt;
+    });
+  forgetWhatIsShown();
+}
+
+// --- Archiving
+
+std::vector<std::string> QVRamDisk::archiveClasses() const { return {"QVRamDisk", "NSObject"}; }
+
+std::vector<std::string> QVRamDiskEntry::archiveClasses() const {
+  return {"QVRamDiskEntry", "QVRamDisk", "NSObject"};
+}
+
+void QVRamDisk::encodeWithCoder(extensions::KeyedArchiver& coder) const {
+  const auto known = settings();
+  const auto seen = observed();
+  coder.encodeInteger("type", known.type);
+  coder.encodeString("identifier", identifier_);
+  coder.encodeInteger("format", known.format);
+  coder.encodeString("name", known.name);
+  coder.encodeUnsigned("size", known.size);
+  coder.encodeString("mountDirectory", abbreviated(known.mountDirectory));
+  coder.encodeString("simId", known.simId);
+  coder.encodeBool("preferWired", known.preferWired);
+  coder.encodeBool("createAtLogin", known.createAtLogin);
+  coder.encodeBool("doNotCalculateBaseSize", known.doNotCalculateBaseSize);
+  coder.encodeString("postCmd", known.postCmd);
+  coder.encodeStrings("postCmdArgs", known.postCmdArgs);
+  coder.encodeInteger("mdIndexMode", known.mdIndexMode);
+  coder.encodeInteger("backupMode", known.backupMode);
+  coder.encodeString("backupDir", known.backupDir);
+  coder.encodeInteger("status", seen.status);
+  coder.encodeString("deviceNode", seen.deviceNode);
+  coder.encodeString("path", seen.path);
+}
+
+void QVRamDisk::readFrom(const extensions::KeyedUnarchiver& coder) {
+  identifier_ = coder.decodeString("identifier");
+  change([&](DiskSettings& settings, DiskObservation& observed) {
+    settings.type = decoded<QVRamDiskType>(coder, "type");
+    settings.format = knownFormat(coder.decodeInteger("format"));
+    settings.name = coder.decodeString("name");
+    settings.size = coder.decodeUnsigned("size").value_or(0);
+    settings.mountDirectory = expanded(coder.decodeString("mountDirectory"));
+    settings.simId = coder.decodeString("simId");
+    settings.preferWired = coder.decodeBool("preferWired");
+    settings.createAtLogin = coder.decodeBool("createAtLogin");
+    settings.doNotCalculateBaseSize = coder.decodeBool("doNotCalculateBaseSize");
+    settings.postCmd = coder.decodeString("postCmd");
+    settings.postCmdArgs = coder.decodeStrings("postCmdArgs");
+    settings.mdIndexMode = decoded<QVRamDiskMdIndexMode>(coder, "mdIndexMode");
+    settings.backupMode = decoded<QVRamDiskBackupMode>(coder, "backupMode");
+    settings.backupDir = coder.decodeString("backupDir");
+    observed.status = decoded<QVRamDiskStatus>(coder, "status");
+    observed.deviceNode = coder.decodeString("deviceNode");
+    observed.path = coder.decodeString("path");
+    observed.uuid = coder.decodeString("uuid");
+    observed.devUUID = coder.decodeNumber("devUUID");
+  });
+}
+
+std::shared_ptr<QVRamDisk> QVRamDisk::initWithCoder(const extensions::KeyedUnarchiver& coder) {
+  struct Constructible : QVRamDisk {};
+  auto disk = std::make_shared<Constructible>();
+  disk->readFrom(coder);
+  return disk;
+}
+
+std::shared_ptr<QVRamDisk> QVRamDiskEntry::initWithCoder(const extensions::KeyedUnarchiver& coder) {
+  auto disk = std::make_shared<QVRamDiskEntry>();
+  disk->readFrom(coder);
+  return disk;
 }

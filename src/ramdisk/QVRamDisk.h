@@ -1,19 +1,19 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "core/AtomicProperty.h"
 #include "core/QVError.h"
 #include "core/QVRamDiskTypes.h"
 #include "extensions/KeyedArchiver.h"
 #include "extensions/KeyedUnarchiver.h"
-#include "kinds/QVSimDevice.h"
 #include "platform/Canvas.h"
+#include "ramdisk/ActionLock.h"
+#include "ramdisk/DiskSettings.h"
 #include "ramdisk/QVRamDiskBackup.h"
 #include "ramdisk/QVRamDiskDelegate.h"
 
@@ -29,9 +29,9 @@ struct QVComparableValues {
   bool operator==(const QVComparableValues&) const = default;
 };
 
-// One configured RAM disk: its settings, its state as last observed, and the actions on it.
-// Every property is atomic; one action runs at a time, see performAction. Always held by a shared
-// pointer, which a running action keeps.
+// One configured RAM disk: its settings, its state as last observed, and the actions on it. Any
+// thread may read and change the two values while an action runs; one action runs at a time, see
+// performAction. Always held by a shared pointer, which a running action keeps.
 class QVRamDisk : public extensions::KeyedArchivable,
                   public std::enable_shared_from_this<QVRamDisk> {
  public:
@@ -45,63 +45,91 @@ class QVRamDisk : public extensions::KeyedArchivable,
 
   static std::uint64_t defaultCapSize();  // bytes
 
-  // --- Settings
+  // --- The two values, each whole under one lock. Who needs several parts of one takes it once;
+  // two calls may see it before and after a change. The function of a change runs under the lock
+  // and asks nothing of the record.
 
-  QVRamDiskFormat format() const { return format_.get(); }
-  void setFormat(QVRamDiskFormat format) { format_.set(format); }
-  Text name() const { return name_.get(); }  // of the volume
-  void setName(Text name) { name_.set(std::move(name)); }
-  std::uint64_t size() const { return size_.get(); }  // bytes
-  void setSize(std::uint64_t size) { size_.set(size); }
-  // The volume is mounted over this directory's sub-directory `name`; absent: where the platform
-  // shows volumes.
-  Text mountDirectory() const { return mountDirectory_.get(); }
-  void setMountDirectory(Text directory) { mountDirectory_.set(std::move(directory)); }
-  Text simId() const { return simId_.get(); }
-  void setSimId(Text simId) { simId_.set(std::move(simId)); }
-  bool preferWired() const { return preferWired_.get(); }
-  void setPreferWired(bool wired) { preferWired_.set(wired); }
-  bool createAtLogin() const { return createAtLogin_.get(); }
-  void setCreateAtLogin(bool create) { createAtLogin_.set(create); }
-  bool doNotCalculateBaseSize() const { return doNotCalculateBaseSize_.get(); }
-  void setDoNotCalculateBaseSize(bool skip) { doNotCalculateBaseSize_.set(skip); }
-  Text postCmd() const { return postCmd_.get(); }
-  void setPostCmd(Text command) { postCmd_.set(std::move(command)); }
-  Texts postCmdArgs() const { return postCmdArgs_.get(); }
-  void setPostCmdArgs(Texts args) { postCmdArgs_.set(std::move(args)); }
-  QVRamDiskMdIndexMode mdIndexMode() const { return mdIndexMode_.get(); }
-  void setMdIndexMode(QVRamDiskMdIndexMode mode) { mdIndexMode_.set(mode); }
-  QVRamDiskBackupMode backupMode() const { return backupMode_.get(); }
-  void setBackupMode(QVRamDiskBackupMode mode) { backupMode_.set(mode); }
-  Text backupDir() const { return backupDir_.get(); }
-  void setBackupDir(Text directory) { backupDir_.set(std::move(directory)); }
+  DiskSettings settings() const {
+    const std::lock_guard lock(mutex_);
+    return settings_;
+  }
+  DiskObservation observed() const {
+    const std::lock_guard lock(mutex_);
+    return observed_;
+  }
+  template <class Change>
+  void change(Change&& edit) {
+    const std::lock_guard lock(mutex_);
+    edit(settings_, observed_);
+  }
+
+  // --- Settings, see DiskSettings.h
+
+  QVRamDiskFormat format() const { return get(&DiskSettings::format); }
+  void setFormat(QVRamDiskFormat format) { set(&DiskSettings::format, format); }
+  Text name() const { return get(&DiskSettings::name); }
+  void setName(Text name) { set(&DiskSettings::name, std::move(name)); }
+  std::uint64_t size() const { return get(&DiskSettings::size); }  // bytes
+  void setSize(std::uint64_t size) { set(&DiskSettings::size, size); }
+  Text mountDirectory() const { return get(&DiskSettings::mountDirectory); }
+  void setMountDirectory(Text mountDirectory) {
+    set(&DiskSettings::mountDirectory, std::move(mountDirectory));
+  }
+  Text simId() const { return get(&DiskSettings::simId); }
+  void setSimId(Text simId) { set(&DiskSettings::simId, std::move(simId)); }
+  bool preferWired() const { return get(&DiskSettings::preferWired); }
+  void setPreferWired(bool preferWired) { set(&DiskSettings::preferWired, preferWired); }
+  bool createAtLogin() const { return get(&DiskSettings::createAtLogin); }
+  void setCreateAtLogin(bool createAtLogin) { set(&DiskSettings::createAtLogin, createAtLogin); }
+  bool doNotCalculateBaseSize() const { return get(&DiskSettings::doNotCalculateBaseSize); }
+  void setDoNotCalculateBaseSize(bool doNotCalculateBaseSize) {
+    set(&DiskSettings::doNotCalculateBaseSize, doNotCalculateBaseSize);
+  }
+  Text postCmd() const { return get(&DiskSettings::postCmd); }
+  void setPostCmd(Text postCmd) { set(&DiskSettings::postCmd, std::move(postCmd)); }
+  Texts postCmdArgs() const { return get(&DiskSettings::postCmdArgs); }
+  void setPostCmdArgs(Texts postCmdArgs) {
+    set(&DiskSettings::postCmdArgs, std::move(postCmdArgs));
+  }
+  QVRamDiskMdIndexMode mdIndexMode() const { return get(&DiskSettings::mdIndexMode); }
+  void setMdIndexMode(QVRamDiskMdIndexMode mdIndexMode) {
+    set(&DiskSettings::mdIndexMode, mdIndexMode);
+  }
+  QVRamDiskBackupMode backupMode() const { return get(&DiskSettings::backupMode); }
+  void setBackupMode(QVRamDiskBackupMode backupMode) { set(&DiskSettings::backupMode, backupMode); }
+  Text backupDir() const { return get(&DiskSettings::backupDir); }
+  void setBackupDir(Text backupDir) { set(&DiskSettings::backupDir, std::move(backupDir)); }
 
   // --- State as last observed
 
-  QVRamDiskStatus status() const { return status_.get(); }
-  void setStatus(QVRamDiskStatus status) { status_.set(status); }
-  Text deviceNode() const { return deviceNode_.get(); }
-  void setDeviceNode(Text node) { deviceNode_.set(std::move(node)); }
-  Text path() const { return path_.get(); }  // mount point while mounted
-  void setPath(Text path) { path_.set(std::move(path)); }
-  Text uuid() const { return uuid_.get(); }  // from older archives only, as is devUUID
-  void setUuid(Text uuid) { uuid_.set(std::move(uuid)); }
-  std::optional<std::int64_t> devUUID() const { return devUUID_.get(); }
-  void setDevUUID(std::optional<std::int64_t> number) { devUUID_.set(number); }
-  std::uint64_t volSize() const { return volSize_.get(); }  // bytes
-  void setVolSize(std::uint64_t size) { volSize_.set(size); }
-  std::uint64_t volFree() const { return volFree_.get(); }  // bytes
-  void setVolFree(std::uint64_t free) { volFree_.set(free); }
-  QVRamDiskAction action() const { return action_.get(); }
-  void setAction(QVRamDiskAction action) { action_.set(action); }
-  QVRamDiskActionInfo lastActionInfo() const { return lastActionInfo_.get(); }
-  void setLastActionInfo(QVRamDiskActionInfo info) { lastActionInfo_.set(info); }
-  QVErrorPtr lastError() const { return lastError_.get(); }
-  void setLastError(QVErrorPtr error) { lastError_.set(std::move(error)); }
+  QVRamDiskStatus status() const { return get(&DiskObservation::status); }
+  void setStatus(QVRamDiskStatus status) { set(&DiskObservation::status, status); }
+  Text deviceNode() const { return get(&DiskObservation::deviceNode); }
+  void setDeviceNode(Text deviceNode) { set(&DiskObservation::deviceNode, std::move(deviceNode)); }
+  Text path() const { return get(&DiskObservation::path); }  // mount point while mounted
+  void setPath(Text path) { set(&DiskObservation::path, std::move(path)); }
+  Text uuid() const { return get(&DiskObservation::uuid); }
+  void setUuid(Text uuid) { set(&DiskObservation::uuid, std::move(uuid)); }
+  std::optional<std::int64_t> devUUID() const { return get(&DiskObservation::devUUID); }
+  void setDevUUID(std::optional<std::int64_t> devUUID) { set(&DiskObservation::devUUID, devUUID); }
+  std::uint64_t volSize() const { return get(&DiskObservation::volSize); }  // bytes
+  void setVolSize(std::uint64_t volSize) { set(&DiskObservation::volSize, volSize); }
+  std::uint64_t volFree() const { return get(&DiskObservation::volFree); }  // bytes
+  void setVolFree(std::uint64_t volFree) { set(&DiskObservation::volFree, volFree); }
+  QVRamDiskAction action() const { return get(&DiskObservation::action); }
+  void setAction(QVRamDiskAction action) { set(&DiskObservation::action, action); }
+  QVRamDiskActionInfo lastActionInfo() const { return get(&DiskObservation::lastActionInfo); }
+  void setLastActionInfo(QVRamDiskActionInfo lastActionInfo) {
+    set(&DiskObservation::lastActionInfo, lastActionInfo);
+  }
+  QVErrorPtr lastError() const { return get(&DiskObservation::lastError); }
+  void setLastError(QVErrorPtr lastError) {
+    set(&DiskObservation::lastError, std::move(lastError));
+  }
 
   // --- Identity
 
-  QVRamDiskType type() const { return type_.get(); }
+  QVRamDiskType type() const { return get(&DiskSettings::type); }
   Text identifier() const { return identifier_; }
   std::size_t hash() const;
   // Equal by identifier, which both must have, and only to records of this class or below it.
@@ -128,6 +156,7 @@ class QVRamDisk : public extensions::KeyedArchivable,
   // --- Action engine (QVRamDisk_Engine.cpp)
 
   // Every action holds the disk's ActionLock; who cannot have it is told so and nothing is done.
+  // Who holds it already hands it on, and may let go of it at once.
 
   // Starts an action. Synchronisation, backup and rebuild always run on a thread of their own,
   // clean-up always on the caller's, the others as `threaded` says, which counts only when
@@ -135,9 +164,28 @@ class QVRamDisk : public extensions::KeyedArchivable,
   // reported as a critical exception and started all the same.
   void performAction(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate,
                      std::int64_t threaded);
+  void performAction(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate,
+                     std::int64_t threaded, const ActionLock& lock);
+  // Clean-up for who cannot wait: on a thread of its own, with the disk marked as busy and with a
+  // first and a last report, as other actions are.
+  void startCleanUp(const QVRamDiskDelegatePtr& delegate);
+  void startCleanUp(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
   // Keeps the progress code and the error, then tells the delegate on this thread.
   void inform(const QVRamDiskDelegatePtr& delegate, QVRamDiskActionInfo actionInfo,
               const QVErrorPtr& error);
+  // Passes a copy's progress on to the delegate. `totalBytes` is 0 when nobody knows.
+  QVRamDiskBackup::Progress progressFor(const QVRamDiskDelegatePtr& delegate,
+                                        std::uint64_t totalBytes);
+
+  // One action each, on this thread.
+  void performCreate(const QVRamDiskDelegatePtr& delegate);
+  void performEject(const QVRamDiskDelegatePtr& delegate);
+  void performRemount(const QVRamDiskDelegatePtr& delegate);
+  void performRebuild(const QVRamDiskDelegatePtr& delegate);
+  void performBackup(const QVRamDiskDelegatePtr& delegate);
+  void performSyncWithBase(const QVRamDiskDelegatePtr& delegate);
+  // Touches nothing where the disk's volume is not mounted at `path` any more.
+  void performCleanUpFiles();
 
   // --- A look at the system (QVRamDisk_State.cpp)
 
@@ -150,105 +198,102 @@ class QVRamDisk : public extensions::KeyedArchivable,
   double diskUsage() const;          // used fraction of the volume
   std::int64_t hasContents() const;  // 1, 0, or -1 when it cannot be told
 
-  // --- Creation (QVRamDisk_Create.cpp)
+  // --- The parts of actions
 
-  void performCreate(const QVRamDiskDelegatePtr& delegate);
   // YES when every mandatory step succeeded. `error` may be set all the same: contents that could
-  // not be brought back are reported there and the creation goes on.
+  // not be brought back are reported there and the creation goes on. (QVRamDiskCreation.cpp)
   bool createWithDelegate(const QVRamDiskDelegatePtr& delegate, QVErrorPtr& error);
-
-  // --- Eject, remount and rebuild (QVRamDisk_Eject.cpp)
-
-  void performEject(const QVRamDiskDelegatePtr& delegate);
-  void performRemount(const QVRamDiskDelegatePtr& delegate);
-  void performRebuild(const QVRamDiskDelegatePtr& delegate);
   // Saves the contents, unmounts, detaches and puts the base back. A failed save ends it there.
+  // (QVRamDisk_Eject.cpp)
   QVErrorPtr eject(const QVRamDiskDelegatePtr& delegate);
+  QVErrorPtr eject(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
 
-  // --- Backups (QVRamDisk_Backup.cpp)
+  // --- What is kept where, see DiskSettings.h
 
-  Text backupDirPath() const;  // nullopt where the mode has no backup folder
-  Text savedBasePath() const;  // where the directory's own contents are set aside
-  bool isSavedIntoBase() const;
+  std::string mountPath() const { return settings().mountPath(); }
+  Text backupDirPath() const { return settings().backupFolder(identifier_); }
+  Text savedBasePath() const { return settings().savedBase(); }
+  bool isSavedIntoBase() const { return settings().isKeptInBase(); }
   bool savesContents() const;  // when it is ejected, into the base or a backup folder
+  // Of the program's own folder; one of the user's stays. (QVRamDisk_Saving.cpp)
   void deleteBackupDirs();
-  void performBackup(const QVRamDiskDelegatePtr& delegate);
-  void performSyncWithBase(const QVRamDiskDelegatePtr& delegate);
-
-  // --- Deleting all files (QVRamDisk_CleanUp.cpp)
-
-  // Touches nothing where the disk's volume is not mounted at `path` any more.
-  void performCleanUpFiles();
-  // The same for who cannot wait: on a thread of its own, with the disk marked as busy and with a
-  // first and a last report, as other actions are.
-  void startCleanUp(const QVRamDiskDelegatePtr& delegate);
 
  protected:
   QVRamDisk() = default;
   void readFrom(const extensions::KeyedUnarchiver& coder);
 
  private:
+  struct Operation;
+  using Lock = std::optional<ActionLock>;  // as a caller gave it
+  // What was last drawn or looked up for showing it (QVRamDisk_Icon.cpp).
+  struct Shown;
+
+  template <class Value>
+  Value get(Value DiskSettings::*part) const {
+    const std::lock_guard lock(mutex_);
+    return settings_.*part;
+  }
+  template <class Value>
+  Value get(Value DiskObservation::*part) const {
+    const std::lock_guard lock(mutex_);
+    return observed_.*part;
+  }
+  template <class Value>
+  void set(Value DiskSettings::*part, std::type_identity_t<Value> value) {
+    const std::lock_guard lock(mutex_);
+    settings_.*part = std::move(value);
+  }
+  template <class Value>
+  void set(Value DiskObservation::*part, std::type_identity_t<Value> value) {
+    const std::lock_guard lock(mutex_);
+    observed_.*part = std::move(value);
+  }
+
+  virtual bool isOfClassOf(const QVRamDisk& other) const;
   Text simulatorName() const;
   platform::ImagePtr baseIcon() const;
   platform::ImagePtr volumeIcon(const std::string& path) const;
-  void forgetDisplayIcons();
-  void takeOnType(QVRamDiskType type, std::uint64_t options);
-  virtual bool isOfClassOf(const QVRamDisk& other) const;
-  using Operation = void (QVRamDisk::*)(const QVRamDiskDelegatePtr&);
-  void dispatch(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate, bool threaded);
+  void forgetWhatIsShown();
+
+  void dispatch(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate, bool threaded,
+                Lock lock);
   void reportRunningAction() const;
-  void startOnThread(QVRamDiskAction action, Operation operation,
-                     const QVRamDiskDelegatePtr& delegate);
-  void runAlone(Operation operation, const QVRamDiskDelegatePtr& delegate);
+  static const Operation* operationOf(QVRamDiskAction action);
+  void startOnThread(const Operation& operation, const QVRamDiskDelegatePtr& delegate, Lock lock);
+  void run(const Operation& operation, const QVRamDiskDelegatePtr& delegate, Lock lock = {});
+  void cleanUpHere(const QVRamDiskDelegatePtr& delegate, Lock lock);
+  std::shared_ptr<const ActionLock> lockForAction(Lock given, QVErrorPtr& error);
+
+  QVErrorPtr create(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
+  bool createVolume(const QVRamDiskDelegatePtr& delegate, QVErrorPtr& error,
+                    const ActionLock& lock);
+  QVErrorPtr remount(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
+  QVErrorPtr rebuild(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
+  QVErrorPtr backup(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
+  QVErrorPtr syncWithBase(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
+  QVErrorPtr cleanUpFiles(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
+  QVErrorPtr saveInto(const Text& folder, const QVRamDiskDelegatePtr& delegate, SaveCare care,
+                      const ActionLock& lock);
+  QVErrorPtr saveContents(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
+  QVErrorPtr saveLateChanges(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
+  QVErrorPtr ejectDevice(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
+  void putBaseBack(const ActionLock& lock);
+  void findVolumeAgain();
   // Null while the disk shows its own volume, or has no path, where nothing can be found. Else the
   // reason to leave alone what is there; the observed state is brought in line.
   QVErrorPtr checkVolume();
-  void performCleanUp(const QVRamDiskDelegatePtr& delegate);
-  void performReportedCleanUp(const QVRamDiskDelegatePtr& delegate);
-  QVErrorPtr cleanUpFiles();
-  QVErrorPtr saveInto(const Text& folder, const QVRamDiskDelegatePtr& delegate, SaveCare care);
-  QVErrorPtr saveContents(const QVRamDiskDelegatePtr& delegate);
-  QVErrorPtr saveLateChanges(const QVRamDiskDelegatePtr& delegate);
-  QVErrorPtr ejectDevice(const QVRamDiskDelegatePtr& delegate);
-  void putBaseBack();
-  void findVolumeAgain();
 
-  struct Observed;
-  Observed observeMounted(const std::string& path);
-  Observed observeUnmounted();
+  struct Sight;
+  Sight lookAtMounted(const std::string& path);
+  Sight lookAtUnmounted();
 
-  AtomicProperty<QVRamDiskType> type_;
-  Text identifier_;  // fixed once made
-  AtomicProperty<QVRamDiskFormat> format_;
-  AtomicProperty<Text> name_;
-  AtomicProperty<std::uint64_t> size_;
-  AtomicProperty<Text> mountDirectory_;
-  AtomicProperty<Text> simId_;
-  mutable AtomicProperty<std::shared_ptr<const QVSimDevice>> simDevice_;  // last one shown
-  struct VolumeIcon {
-    platform::ImagePtr image;
-    double modified = 0;  // of its file, seconds since 1970
-  };
-  mutable AtomicProperty<VolumeIcon> volumeIcon_;
-  mutable std::array<AtomicProperty<platform::ImagePtr>, 3> displayIcons_;  // one per size
-  AtomicProperty<bool> preferWired_;
-  AtomicProperty<bool> createAtLogin_;
-  AtomicProperty<bool> doNotCalculateBaseSize_;
-  AtomicProperty<Text> postCmd_;
-  AtomicProperty<Texts> postCmdArgs_;
-  AtomicProperty<QVRamDiskMdIndexMode> mdIndexMode_;
-  AtomicProperty<QVRamDiskBackupMode> backupMode_;
-  AtomicProperty<Text> backupDir_;
-  AtomicProperty<QVRamDiskStatus> status_;
-  AtomicProperty<Text> deviceNode_;
-  AtomicProperty<Text> path_;
-  AtomicProperty<Text> uuid_;
-  AtomicProperty<std::optional<std::int64_t>> devUUID_;
-  AtomicProperty<std::uint64_t> volSize_;
-  AtomicProperty<std::uint64_t> volFree_;
-  AtomicProperty<QVRamDiskAction> action_;
-  AtomicProperty<QVRamDiskActionInfo> lastActionInfo_;
-  AtomicProperty<QVErrorPtr> lastError_;
+  Text identifier_;           // fixed once made
+  mutable std::mutex mutex_;  // of the values and of acting_
+  DiskSettings settings_;
+  DiskObservation observed_;
+  std::weak_ptr<const ActionLock> acting_;  // what the running action holds
+  const std::shared_ptr<Shown> shown_ = makeShown();
+  static std::shared_ptr<Shown> makeShown();
 };
 
 using QVRamDiskPtr = std::shared_ptr<QVRamDisk>;

@@ -34,7 +34,8 @@ class QVRamDiskBackup {
   static QVRamDiskBackup& sharedInstance();
 
   // Too little room at the destination is an error, found before anything is touched, and so is a
-  // volume whose contents never came in whole. See SaveRun.h for how the generations change.
+  // volume whose contents never came in whole. See QVRamDiskBackup.cpp for how the
+  // generations change.
   // The previous generation lies beside the folder with `previousExt` as its extension. Items that
   // cannot be copied are logged, keep the previous generation in place, and are no error.
   QVErrorPtr backupRamDiskAtPath(const Text& path, const Text& backupPath,

@@ -1,5 +1,3 @@
-#include "ramdisk/QVRamDiskCreation.h"
-
 #include "core/QVLocalized.h"
 #include "core/QVLog.h"
 #include "device/QVRamDiskDevice.h"
@@ -9,17 +7,34 @@
 #include "kinds/QVRamDiskManager.h"
 #include "platform/Services.h"
 #include "ramdisk/Generation.h"
-#include "ramdisk/ProgressReport.h"
+#include "ramdisk/QVRamDisk.h"
 #include "ramdisk/Recovery.h"
-#include "ramdisk/StrayDevice.h"
+#include "system/DiskPlaces.h"
 #include "system/QVDirectoryStatistics.h"
 #include "system/QVFunctions.h"
 #include "system/QVMacInfo.h"
 
+// A creation is a pipeline; the first mandatory step that fails ends it, with its error:
+//
+//   permit      may this disk be made, here and of this size
+//   recover     what an action left that was cut off: a set-aside folder, a device never used
+//   set aside   the directory becomes the saved base, measured first so that it will fit
+//   attach      the memory as a device, noted in a file until its volume is mounted and labelled
+//   format, mount, label
+//   fill        from the saved base, then with what only a backup has
+//   finish      the volume's icon, the user's command, the search index
+//
+// A volume that is to be filled is marked before it is labelled as ours, and the mark goes when all
+// is in: until then it is never saved, and recovery undoes it. So a kill at any point leaves the
+// directory's contents where they were or in the saved base, never in memory alone. From attaching
+// on a step that fails detaches the device with everything on it; the saved base stays where it is
+// and goes back at the next action's recovery. Filling is the exception: an entry that cannot be
+// brought in leaves the disk mounted, is told, and is kept by every later save (see RefillNote in
+// Generation.h). The last three steps work on a volume that is whole already.
+
 namespace {
 
 using extensions::appendingPathComponent;
-using platform::FileKind;
 using platform::services;
 using platform::Tool;
 using Text = std::optional<std::string>;
@@ -55,27 +70,71 @@ bool announcesNewVolume(const std::string& line) {
   return true;
 }
 
-}  // namespace
+// One run of the creation pipeline over a record, with the settings as they were when it began.
+// Runs on the thread of the action; each step that fails leaves its error and ends the run.
+class QVRamDiskCreation {
+ public:
+  QVRamDiskCreation(QVRamDiskPtr disk, QVRamDiskDelegatePtr delegate, const ActionLock& lock)
+      : disk_(std::move(disk)),
+        delegate_(std::move(delegate)),
+        lock_(lock),
+        settings_(disk_->settings()) {}
 
-QVRamDiskCreation::QVRamDiskCreation(QVRamDiskPtr disk, QVRamDiskDelegatePtr delegate)
-    : disk_(std::move(disk)),
-      delegate_(std::move(delegate)),
-      type_(disk_->type()),
-      format_(disk_->format()),
-      name_(disk_->name()),
-      size_(disk_->size()),
-      mountDirectory_(disk_->mountDirectory()),
-      preferWired_(disk_->preferWired()),
-      postCmd_(disk_->postCmd()),
-      postCmdArgs_(disk_->postCmdArgs().value_or(std::vector<std::string>())),
-      mdIndexMode_(disk_->mdIndexMode()),
-      backupMode_(disk_->backupMode()) {}
+  // YES when every mandatory step succeeded.
+  bool run();
+  // May be set after a successful run, when contents could not be brought back.
+  const QVErrorPtr& error() const { return error_; }
+
+ private:
+  using Text = std::optional<std::string>;
+
+  bool checkPermission();
+  bool handlesBase() const;
+  Text backupFolder() const { return settings_.backupFolder(disk_->identifier()); }
+  bool setBaseAside();
+  bool measureBase(const std::string& basePath);
+  bool removeOldSavedBase(const std::string& savedBase);
+  bool attach();
+  bool findDevice(const std::string& output);
+  bool makeFileSystem();
+  bool checkFormatterOutput(const std::string& output);
+  std::optional<std::string> folderOfNextSave() const;
+  bool mount();
+  void recordVolume(const std::string& mountedPath);
+  bool bringContentsBack();
+  void restore(const std::string& folder, std::uint64_t totalBytes);
+  bool endRefill(std::optional<SaveNote> note);
+  void applyVolumeIcon();
+  bool runPostCommand();
+  bool applyIndexing();
+  bool runIndexer(const std::vector<std::string>& args);
+
+  void inform(QVRamDiskActionInfo info);
+  bool fail(std::string message, const char* reason, QVErrorCause cause = {},
+            QVErrorCode code = QVErrorCode::None);
+  bool failAndDetach(std::string message, const char* reason, QVErrorCause cause = {},
+                     QVErrorCode code = QVErrorCode::None);
+
+  const QVRamDiskPtr disk_;
+  const QVRamDiskDelegatePtr delegate_;
+  const ActionLock& lock_;
+  const DiskSettings settings_;  // as they were when it began
+
+  Text savedBase_;              // the directory's own contents, once set aside
+  std::uint64_t baseSize_ = 0;  // bytes
+  std::string deviceNode_;
+  std::string volume_;       // where it is mounted
+  bool toBeFilled_ = false;  // from the base or a backup
+  QVRamDiskBackup::Lacking lacking_;
+  QVErrorPtr error_;
+};
 
 bool QVRamDiskCreation::run() {
   if (!checkPermission()) return false;
-  if (type_ != QVRamDiskType_Default) disk_->changeToType(type_, QVRamDiskChangeTypeKeepSettings);
-  putGenerationsBack(disk_);
-  giveBackStrayDevice(disk_);
+  if (settings_.type != QVRamDiskType_Default)
+    disk_->changeToType(settings_.type, QVRamDiskChangeTypeKeepSettings);
+  putGenerationsBack(disk_, lock_);
+  giveBackStrayDevice(disk_, lock_);
   if (handlesBase() && !setBaseAside()) return false;
   if (!attach() || !makeFileSystem() || !mount() || !bringContentsBack()) return false;
   applyVolumeIcon();
@@ -84,29 +143,27 @@ bool QVRamDiskCreation::run() {
 
 bool QVRamDiskCreation::checkPermission() {
   Text message;
-  if (QVRamDiskManager::canCreateWithName(name_, size_, type_, mountDirectory_, message))
+  if (QVRamDiskManager::canCreateWithName(settings_.name, settings_.size, settings_.type,
+                                          settings_.mountDirectory, message))
     return true;
   return fail(QVLocalized(kUnable), "canStatus==NO");
 }
 
 bool QVRamDiskCreation::handlesBase() const {
-  if (disk_->doNotCalculateBaseSize()) return false;
-  return type_ == QVRamDiskType_CoreSimulator ||
-         (mountDirectory_ && backupMode_ == QVRamDiskBackupMode_Base);
+  return !settings_.doNotCalculateBaseSize && settings_.isKeptInBase();
 }
 
 bool QVRamDiskCreation::setBaseAside() {
   inform(QVRamDiskActionInfo_creatingCalculatingBaseDirSize);
-  if (!mountDirectory_) return true;
-  const std::string base = appendingPathComponent(*mountDirectory_, name_.value_or(""));
-  const std::string saved = base + " (Tarnvale Backup Base)";
-  if (!services().files->exists(base)) return true;
+  const Text saved = settings_.savedBase();
+  const std::string base = settings_.mountPath();
+  if (!saved || !services().files->exists(base)) return true;
   if (!measureBase(base)) return false;
   // Under a mounted volume the saved base is the only copy of the directory's own contents.
-  if (QVRamDiskDevice::hasMountedVolumeAtPath(base) != 1 && !removeOldSavedBase(saved))
+  if (QVRamDiskDevice::hasMountedVolumeAtPath(base) != 1 && !removeOldSavedBase(*saved))
     return false;
   if (!services().files->exists(base)) return true;
-  if (const auto done = services().files->move(base, saved); !done)
+  if (const auto done = services().files->move(base, *saved); !done)
     return fail(QVLocalizedFormat("Unable to move current base (%@) before create RamDisk",
                                   {withTildeExpanded(base)}),
                 "removeItemAtPath==NO", done.error());
@@ -119,9 +176,10 @@ bool QVRamDiskCreation::measureBase(const std::string& basePath) {
   if (!QVGetDirectoryStatistics(&directoryStatistics, 0, basePath))
     return fail(QVLocalized("Unable to calculate size of base directory."), "executeCommand==NO");
   baseSize_ = directoryStatistics.totalSize;
-  if (static_cast<double>(baseSize_) * kBaseMargin < static_cast<double>(size_)) return true;
+  if (static_cast<double>(baseSize_) * kBaseMargin < static_cast<double>(settings_.size))
+    return true;
   return fail(QVLocalizedFormat("Insufficient space to create RamDisk (RamDisk: %@, Base: %@)",
-                                {sizeText(size_), sizeText(baseSize_)}),
+                                {sizeText(settings_.size), sizeText(baseSize_)}),
               "directoryStatistics.totalSize", {}, QVErrorCode::ContentsTooLarge);
 }
 
@@ -137,8 +195,8 @@ bool QVRamDiskCreation::removeOldSavedBase(const std::string& savedBase) {
 bool QVRamDiskCreation::attach() {
   inform(QVRamDiskActionInfo_creating);
   std::vector<std::string> args = {"attach", "-nomount", "-plist",
-                                   "ram://" + std::to_string(size_ >> kSectorShift)};
-  if (size_ <= kLargestWired && preferWired_ && !QVMacInfo::isMavericksOrBetter())
+                                   "ram://" + std::to_string(settings_.size >> kSectorShift)};
+  if (settings_.size <= kLargestWired && settings_.preferWired && !QVMacInfo::isMavericksOrBetter())
     args.emplace_back("-kernel");
   std::int64_t status = 0;
   Text output;
@@ -160,8 +218,8 @@ bool QVRamDiskCreation::findDevice(const std::string& output) {
 
 bool QVRamDiskCreation::makeFileSystem() {
   inform(QVRamDiskActionInfo_creatingNewFileSystem);
-  std::vector<std::string> args = {"-v", name_.value_or(""), deviceNode_};
-  if (format_ == QVRamDiskFormat_CaseSensitiveHFSPlus) args.insert(args.begin(), "-s");
+  std::vector<std::string> args = {"-v", settings_.name.value_or(""), deviceNode_};
+  if (settings_.format == QVRamDiskFormat_CaseSensitiveHFSPlus) args.insert(args.begin(), "-s");
   std::int64_t status = 0;
   Text output;
   Text errors;
@@ -183,7 +241,8 @@ bool QVRamDiskCreation::mount() {
   Text mounted;
   toBeFilled_ = folderOfNextSave().has_value();
   if (const auto cause = QVRamDiskDevice::mountDeviceNode(
-          deviceNode_, mountDirectory_, name_, format_, type_, disk_->identifier(), mounted,
+          deviceNode_, settings_.mountDirectory, settings_.name, settings_.format, settings_.type,
+          disk_->identifier(), mounted,
           toBeFilled_ ? QVVolumeState::NewToBeFilled : QVVolumeState::New))
     return failAndDetach(QVLocalized(kUnable), "mountDeviceNode", cause);
   forgetAttachedDevice(disk_->identifier());
@@ -193,22 +252,24 @@ bool QVRamDiskCreation::mount() {
 }
 
 void QVRamDiskCreation::recordVolume(const std::string& mountedPath) {
-  disk_->setStatus(QVRamDiskStatus_mounted);
-  disk_->setDeviceNode(deviceNode_);
-  disk_->setPath(mountedPath);
   const auto attributes = services().volumes->attributes(mountedPath);
   if (!attributes)
     QVLogError("QVRamDisk", "attrs==nil mountedPath:{} e:{}", mountedPath,
                QVDescription(attributes.error()));
   const auto values = attributes.value().value_or(platform::FileSystemAttributes{});
-  disk_->setVolSize(values.size);
-  disk_->setVolFree(values.free);
+  disk_->change([&](DiskSettings&, DiskObservation& observed) {
+    observed.status = QVRamDiskStatus_mounted;
+    observed.deviceNode = deviceNode_;
+    observed.path = mountedPath;
+    observed.volSize = values.size;
+    observed.volFree = values.free;
+  });
 }
 
 // What the volume will be saved into, while it has something to be filled from.
 std::optional<std::string> QVRamDiskCreation::folderOfNextSave() const {
   if (savedBase_) return savedBase_;
-  const Text backup = disk_->backupDirPath();
+  const Text backup = backupFolder();
   return backup ? Generation(*backup).whole() : std::nullopt;
 }
 
@@ -219,7 +280,7 @@ bool QVRamDiskCreation::bringContentsBack() {
     inform(QVRamDiskActionInfo_creatingRecopingFromBase);
     restore(*savedBase_, baseSize_);
   }
-  if (const Text backup = disk_->backupDirPath()) {
+  if (const Text backup = backupFolder()) {
     inform(QVRamDiskActionInfo_creatingRestoring);
     restore(*backup, 0);
   }
@@ -246,7 +307,7 @@ bool QVRamDiskCreation::endRefill(std::optional<SaveNote> note) {
 
 void QVRamDiskCreation::restore(const std::string& folder, std::uint64_t totalBytes) {
   const auto cause = QVRamDiskBackup::sharedInstance().restoreRamDiskAtPath(
-      disk_->path(), folder, progressReport(disk_, delegate_, totalBytes), &lacking_);
+      disk_->path(), folder, disk_->progressFor(delegate_, totalBytes), &lacking_);
   if (!cause) return;
   lacking_.unlisted = true;
   error_ = QVError::errorWithMessage(QVLocalized(kUnable), "restoreRamDiskAtPath", cause,
@@ -261,13 +322,15 @@ void QVRamDiskCreation::applyVolumeIcon() {
 }
 
 bool QVRamDiskCreation::runPostCommand() {
-  const std::string command = extensions::trimmedWhitespaceAndNewlines(postCmd_.value_or(""));
+  const std::string command =
+      extensions::trimmedWhitespaceAndNewlines(settings_.postCmd.value_or(""));
   if (command.empty()) return true;
   inform(QVRamDiskActionInfo_creatingExecutingPostCommand);
   std::int64_t status = 0;
   Text errors;
-  if (QVFunctions::executeCommand(command, postCmdArgs_, std::nullopt, disk_->path(), status,
-                                  nullptr, &errors) &&
+  if (QVFunctions::executeCommand(command,
+                                  settings_.postCmdArgs.value_or(std::vector<std::string>()),
+                                  std::nullopt, disk_->path(), status, nullptr, &errors) &&
       status == 0)
     return true;
   return failAndDetach(QVLocalized("Can not execute post-command"), "runPostCommand",
@@ -275,11 +338,12 @@ bool QVRamDiskCreation::runPostCommand() {
 }
 
 bool QVRamDiskCreation::applyIndexing() {
-  if (mdIndexMode_ != QVRamDiskMdIndexMode_On && mdIndexMode_ != QVRamDiskMdIndexMode_Off)
+  if (settings_.mdIndexMode != QVRamDiskMdIndexMode_On &&
+      settings_.mdIndexMode != QVRamDiskMdIndexMode_Off)
     return true;
   inform(QVRamDiskActionInfo_creatingMdIndexMode);
   const std::string path = disk_->path().value_or("");
-  if (mdIndexMode_ == QVRamDiskMdIndexMode_On) return runIndexer({"-i", "on", path});
+  if (settings_.mdIndexMode == QVRamDiskMdIndexMode_On) return runIndexer({"-i", "on", path});
   return runIndexer({"-i", "off", path}) && runIndexer({"-E", path}) && runIndexer({"-d", path});
 }
 
@@ -308,9 +372,23 @@ bool QVRamDiskCreation::fail(std::string message, const char* reason, QVErrorCau
 bool QVRamDiskCreation::failAndDetach(std::string message, const char* reason, QVErrorCause cause,
                                       QVErrorCode code) {
   fail(std::move(message), reason, std::move(cause), code);
-  const bool removeDir = type_ == QVRamDiskType_Default &&
-                         (!mountDirectory_ || backupMode_ != QVRamDiskBackupMode_Base);
-  if (!QVRamDiskDevice::ejectRamDiskDeviceNode(deviceNode_, std::nullopt, removeDir))
+  if (!QVRamDiskDevice::ejectRamDiskDeviceNode(deviceNode_, std::nullopt,
+                                               settings_.ownsMountDirectory()))
     forgetAttachedDevice(disk_->identifier());
   return false;
+}
+
+}  // namespace
+
+bool QVRamDisk::createVolume(const QVRamDiskDelegatePtr& delegate, QVErrorPtr& error,
+                             const ActionLock& lock) {
+  QVRamDiskCreation creation(shared_from_this(), delegate, lock);
+  const bool created = creation.run();
+  error = creation.error();
+  return created;
+}
+
+bool QVRamDisk::createWithDelegate(const QVRamDiskDelegatePtr& delegate, QVErrorPtr& error) {
+  const auto lock = lockForAction({}, error);
+  return lock && createVolume(delegate, error, *lock);
 }

@@ -35,8 +35,7 @@ void findVolume(const QVRamDiskPtr& ramDisk, const Devices& devices) {
   if (found == devices.end()) return;
   ramDisk->setDeviceNode(found->devNode);
   ramDisk->setPath(found->mountPoint);
-  QVRamDiskDevice::Infos infos = {{"deviceNode", found->devNode}};
-  if (ramDisk->identifier()) infos["identifier"] = *ramDisk->identifier();
+  const auto infos = QVRamDiskDevice::infosOf(found->devNode, ramDisk->identifier());
   if (!QVRamDiskDevice::setExtendedRamDiskInfos(infos, found->mountPoint))
     QVLogError("QVRamDiskEntries", "setExtendedRamDiskInfos==NO mountPoint:{}", *found->mountPoint);
 }

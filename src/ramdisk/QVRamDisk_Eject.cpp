@@ -3,29 +3,33 @@
 
 #include "core/QVLog.h"
 #include "device/QVRamDiskDevice.h"
-#include "extensions/PathExtension.h"
 #include "platform/Services.h"
 #include "ramdisk/Generation.h"
 #include "ramdisk/QVRamDisk.h"
-#include "ramdisk/QVRamDiskBackup.h"
 #include "ramdisk/Rescue.h"
-#include "ramdisk/VolumeNotes.h"
 #include "system/TreeCopier.h"
+
+// An eject gives the memory back without losing what is in it, in an order that leaves a whole copy
+// somewhere at each moment:
+//
+//   1. save      the volume into its saved base or backup folder; if that fails, the disk stays
+//   2. hold off  nobody may write any more; refused by the system while a file is open for writing
+//   3. save      again what changed since 1 began. After a refusal this is as late as it can be,
+//                and who holds on is named in the log
+//   4. unmount and detach; from here on the saved folder is the only copy
+//   5. put back  the saved base takes the directory's place again
+//
+// What fails before 4 leaves the volume mounted and writable, and the record finds it again, so
+// that contents nobody saved stay in reach. A failure in 5 is only logged: the contents are whole
+// under the saved base's name, and recovery puts them back.
 
 namespace {
 
-using platform::FileKind;
 using platform::services;
 
 platform::Outcome removeMountDirectoryIfThere(const std::string& path) {
   if (!services().files->exists(path)) return {};
   return services().files->remove(path);
-}
-
-// Only a plain disk that is not synchronised with a base owns its mount directory.
-bool ownsMountDirectory(const QVRamDisk& disk) {
-  return disk.type() == QVRamDiskType_Default &&
-         (!disk.mountDirectory() || disk.backupMode() != QVRamDiskBackupMode_Base);
 }
 
 void warnOfWriters(const std::string& volume) {
@@ -56,97 +60,71 @@ bool hasChangedSince(const std::string& volume, const timespec& moment) {
 }  // namespace
 
 QVErrorPtr QVRamDisk::eject(const QVRamDiskDelegatePtr& delegate) {
+  QVErrorPtr error;
+  const auto lock = lockForAction({}, error);
+  return lock ? eject(delegate, *lock) : error;
+}
+
+QVErrorPtr QVRamDisk::eject(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock) {
   update();
-  QVErrorPtr result = savesContents() ? saveContents(delegate) : nullptr;
-  if (!result) result = ejectDevice(delegate);
+  QVErrorPtr result = savesContents() ? saveContents(delegate, lock) : nullptr;
+  if (!result) result = ejectDevice(delegate, lock);
   setPath(std::nullopt);
   update();
   if (result) findVolumeAgain();
   return result;
 }
 
-// What a failed eject leaves mounted can be written again.
-QVErrorPtr QVRamDisk::ejectDevice(const QVRamDiskDelegatePtr& delegate) {
+QVErrorPtr QVRamDisk::ejectDevice(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock) {
   inform(delegate, QVRamDiskActionInfo_ejecting, nullptr);
-  QVErrorPtr result = savesContents() ? saveLateChanges(delegate) : nullptr;
+  const auto known = settings();
+  const bool saves = savesContents();
+  QVErrorPtr result = saves ? saveLateChanges(delegate, lock) : nullptr;
+  const auto seen = observed();
   if (!result)
-    result =
-        QVRamDiskDevice::ejectRamDiskDeviceNode(deviceNode(), path(), ownsMountDirectory(*this));
-  if (result && savesContents()) QVRamDiskDevice::setWritable(deviceNode(), path(), true);
-  if (!result && isSavedIntoBase()) putBaseBack();
+    result = QVRamDiskDevice::ejectRamDiskDeviceNode(seen.deviceNode, seen.path,
+                                                     known.ownsMountDirectory());
+  if (result && saves) QVRamDiskDevice::setWritable(seen.deviceNode, seen.path, true);
+  if (!result && known.isKeptInBase()) putBaseBack(lock);
   return result;
 }
 
-// From here on nobody writes any more, or, where files are still open for writing, who does is
-// named. Either way what changed since the save is saved too.
-QVErrorPtr QVRamDisk::saveLateChanges(const QVRamDiskDelegatePtr& delegate) {
-  const Text volume = path();
-  if (!volume) return nullptr;
-  const auto saved = saveNote(*volume);
-  const bool heldOff = !QVRamDiskDevice::setWritable(deviceNode(), volume, false);
-  if (!heldOff) warnOfWriters(*volume);
-  if (heldOff && saved && !hasChangedSince(*volume, saved->began)) return nullptr;
-  return saveInto(isSavedIntoBase() ? savedBasePath() : backupDirPath(), delegate,
-                  SaveCare::TrustTimes);
+QVErrorPtr QVRamDisk::saveLateChanges(const QVRamDiskDelegatePtr& delegate,
+                                      const ActionLock& lock) {
+  const auto seen = observed();
+  if (!seen.path) return nullptr;
+  const auto saved = saveNote(*seen.path);
+  const bool heldOff = !QVRamDiskDevice::setWritable(seen.deviceNode, seen.path, false);
+  if (!heldOff) warnOfWriters(*seen.path);
+  if (heldOff && saved && !hasChangedSince(*seen.path, saved->began)) return nullptr;
+  return saveInto(settings().folderOfSaves(identifier_), delegate, SaveCare::TrustTimes, lock);
 }
 
 // After an eject that failed the volume may be mounted still, with contents nobody has saved.
 void QVRamDisk::findVolumeAgain() {
   QVErrorPtr error;
   const Text mountPoint = QVRamDiskDevice::mountPointFromDeviceNode(deviceNode(), error);
-  QVRamDiskDevice::Infos infos;
-  if (!mountPoint || !QVRamDiskDevice::getExtentedRamDiskInfos(infos, mountPoint)) return;
-  const auto owner = infos.find("identifier");
-  if (!identifier() || owner == infos.end() || owner->second != *identifier()) return;
+  if (!mountPoint || !QVRamDiskDevice::isVolumeOf(identifier_, mountPoint)) return;
   setPath(mountPoint);
   update();
 }
 
 // The directory returns under its own name with what was just saved.
-void QVRamDisk::putBaseBack() {
-  const auto base = savedBasePath();
+void QVRamDisk::putBaseBack(const ActionLock&) {
+  const auto known = settings();
+  const auto base = known.savedBase();
   if (!base) return;
-  const std::string mountPoint = extensions::appendingPathComponent(*mountDirectory(), *name());
-  if (services().files->kind(mountPoint) == FileKind::Missing) return;
-  setAsideIfUsed(mountPoint);
-  if (const auto done = removeMountDirectoryIfThere(mountPoint); !done) {
-    QVLogError("QVRamDisk", "removeItemAtPath==NO mountPoint:{} error:{}", mountPoint,
+  const std::string place = known.mountPath();
+  if (!services().files->exists(place)) return;
+  setAsideIfUsed(place);
+  if (const auto done = removeMountDirectoryIfThere(place); !done) {
+    QVLogError("QVRamDisk", "removeItemAtPath==NO mountPoint:{} error:{}", place,
                QVDescription(done.error()));
     return;
   }
-  if (const auto done = services().files->move(*base, mountPoint); !done)
-    QVLogError("QVRamDisk", "moveItemAtPath==NO mountPoint:{} error:{}", mountPoint,
+  if (const auto done = services().files->move(*base, place); !done)
+    QVLogError("QVRamDisk", "moveItemAtPath==NO mountPoint:{} error:{}", place,
                QVDescription(done.error()));
   else
-    takeIdentity(mountPoint);
-}
-
-void QVRamDisk::performEject(const QVRamDiskDelegatePtr& delegate) {
-  setAction(QVRamDiskActionEject);
-  const QVErrorPtr error = eject(delegate);
-  setAction(QVRamDiskActionNone);
-  inform(delegate, QVRamDiskActionInfo_ejecting, error);
-}
-
-void QVRamDisk::performRemount(const QVRamDiskDelegatePtr& delegate) {
-  setAction(QVRamDiskActionRemount);
-  inform(delegate, QVRamDiskActionInfo_remounting, nullptr);
-  Text mounted;
-  const QVErrorPtr error =
-      QVRamDiskDevice::mountDeviceNode(deviceNode(), mountDirectory(), name(), format(), type(),
-                                       identifier(), mounted, QVVolumeState::Known);
-  if (!error) setPath(mounted);
-  if (error && error->code() == QVErrorCode::OtherVolume) setDeviceNode(std::nullopt);
-  update();
-  setAction(QVRamDiskActionNone);
-  inform(delegate, QVRamDiskActionInfo_remounting, error);
-}
-
-void QVRamDisk::performRebuild(const QVRamDiskDelegatePtr& delegate) {
-  setAction(QVRamDiskActionRebuild);
-  QVErrorPtr error = eject(delegate);
-  if (!error && !createWithDelegate(delegate, error))
-    QVLogError("QVRamDisk", "icreateWithDelegate==NO");
-  setAction(QVRamDiskActionNone);
-  inform(delegate, QVRamDiskActionInfo_none, error);
+    takeIdentity(place);
 }

@@ -1,8 +1,11 @@
 #include <algorithm>
+#include <array>
 
+#include "core/AtomicProperty.h"
 #include "core/QVLog.h"
 #include "extensions/PathExtension.h"
 #include "kinds/QVRamDiskManager.h"
+#include "kinds/QVSimDevice.h"
 #include "platform/Services.h"
 #include "ramdisk/QVRamDisk.h"
 #include "system/QVFunctions.h"
@@ -38,6 +41,34 @@ ImagePtr badged(const ImagePtr& base, const ImagePtr& badge, IconSize size) {
 
 }  // namespace
 
+// Kept from one showing to the next; each is whole by itself.
+struct QVRamDisk::Shown {
+  struct VolumeIcon {
+    ImagePtr image;
+    double modified = 0;  // of its file, seconds since 1970
+  };
+  AtomicProperty<std::shared_ptr<const QVSimDevice>> simDevice;
+  AtomicProperty<VolumeIcon> volumeIcon;
+  std::array<AtomicProperty<ImagePtr>, kSizes.size()> displayIcons;
+};
+
+std::shared_ptr<QVRamDisk::Shown> QVRamDisk::makeShown() { return std::make_shared<Shown>(); }
+
+void QVRamDisk::forgetWhatIsShown() {
+  shown_->simDevice.set(nullptr);
+  for (auto& slot : shown_->displayIcons) slot.set(nullptr);
+}
+
+QVRamDisk::Text QVRamDisk::simulatorName() const {
+  const Text id = simId();
+  auto device = shown_->simDevice.get();
+  if (!device || device->dirId() != id) {
+    device = QVSimDevice::simDeviceWithDirId(id);
+    shown_->simDevice.set(device);
+  }
+  return device ? device->displayName() : id;
+}
+
 // What the workspace shows is asked for again when the icon's file changed.
 ImagePtr QVRamDisk::volumeIcon(const std::string& path) const {
   const auto& graphics = *platform::services().graphics;
@@ -47,17 +78,17 @@ ImagePtr QVRamDisk::volumeIcon(const std::string& path) const {
   double modified = 0;
   if (!QVFunctions::getModDate1970(&modified, file))
     QVLogError("QVRamDisk", "getModDate1970==NO volIconPath:{}", file);
-  const VolumeIcon kept = volumeIcon_.get();
+  const Shown::VolumeIcon kept = shown_->volumeIcon.get();
   if (modified != 0 && modified == kept.modified) return kept.image;
-  const VolumeIcon now{graphics.iconForFile(path), modified};
-  volumeIcon_.set(now);
+  const Shown::VolumeIcon now{graphics.iconForFile(path), modified};
+  shown_->volumeIcon.set(now);
   return now.image;
 }
 
 ImagePtr QVRamDisk::baseIcon() const {
-  const Text path = this->path();
-  if (status() == QVRamDiskStatus_mounted && path && action() == QVRamDiskActionNone)
-    if (ImagePtr icon = volumeIcon(*path)) return icon;
+  const auto seen = observed();
+  if (seen.status == QVRamDiskStatus_mounted && seen.path && seen.action == QVRamDiskActionNone)
+    if (ImagePtr icon = volumeIcon(*seen.path)) return icon;
   return QVRamDiskManager::ramDiskIcon(kGenericSize);
 }
 
@@ -71,7 +102,7 @@ ImagePtr QVRamDisk::displayIcon(double size) const {
     QVLogCriticalException("QVRamDisk", "sizeIdx==-1");
     return nullptr;
   }
-  auto& slot = displayIcons_[static_cast<std::size_t>(found - kSizes.begin())];
+  auto& slot = shown_->displayIcons[static_cast<std::size_t>(found - kSizes.begin())];
   ImagePtr kept = slot.get();
   if (kept && (kept == base || kept == QVRamDiskManager::ramDiskIcon(kGenericSize))) return kept;
   const ImagePtr badge = QVRamDiskManager::specificIconFromType(type(), kGenericSize);
@@ -79,8 +110,4 @@ ImagePtr QVRamDisk::displayIcon(double size) const {
                         : platform::services().graphics->resized(base, {found->icon, found->icon});
   slot.set(icon);
   return icon;
-}
-
-void QVRamDisk::forgetDisplayIcons() {
-  for (auto& slot : displayIcons_) slot.set(nullptr);
 }

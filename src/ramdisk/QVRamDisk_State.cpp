@@ -5,10 +5,15 @@
 #include "device/QVRamDiskDevice.h"
 #include "extensions/PathExtension.h"
 #include "platform/Services.h"
+#include "ramdisk/ObservedState.h"
 #include "ramdisk/QVRamDisk.h"
 #include "system/QVFinderTools.h"
 
-// What a look at the system shows of a disk.
+// What a look at the system shows of a disk, and how it gets into other records of the same disk.
+//
+// The mount table is the one witness of where a volume is, and the record on the volume's root the
+// one of whose it is. A record's own path and device node are only where to look: paths show the
+// user's own directory once the volume is gone, and nodes are given out again.
 
 namespace {
 
@@ -32,12 +37,10 @@ std::optional<std::string> ownMountPoint(const std::string& path,
     QVLogError("QVRamDisk", "getExtentedRamDiskInfos==NO");
     return std::nullopt;
   }
-  const auto owner = infos.find("identifier");
-  const auto node = infos.find("deviceNode");
-  if (!identifier || owner == infos.end() || owner->second != *identifier) return std::nullopt;
-  if (node == infos.end()) return std::nullopt;
+  const auto node = QVRamDiskDevice::deviceNodeIn(infos);
+  if (!node || !QVRamDiskDevice::belongsTo(identifier, infos)) return std::nullopt;
   QVErrorPtr error;
-  auto mountPoint = QVRamDiskDevice::mountPointFromDeviceNode(node->second, error);
+  auto mountPoint = QVRamDiskDevice::mountPointFromDeviceNode(node, error);
   stale = !mountPoint;
   if (stale)
     QVLogError("QVRamDisk", "mountPoint==nil infos:{} error:{}", described(infos),
@@ -54,6 +57,23 @@ QVComparableValues volumeValues(const std::string& mountPoint) {
   return {extensions::lastPathComponent(mountPoint), values.size, values.free};
 }
 
+// Records of the oldest registries may have no identifier.
+bool areOfOneDisk(const QVRamDisk& a, const QVRamDisk& b) {
+  if (&a == &b) return true;
+  return a.identifier() == b.identifier() && (a.identifier() || a.name() == b.name());
+}
+
+bool hasDevice(const DiskObservation& seen) {
+  return seen.deviceNode && seen.status != QVRamDiskStatus_notCreated;
+}
+
+void claimDevice(const std::vector<QVRamDiskPtr>& records, const QVRamDisk& owner,
+                 const std::string& node) {
+  for (const auto& record : records)
+    if (!areOfOneDisk(*record, owner) && record->deviceNode() == node)
+      record->setDeviceNode(std::nullopt);
+}
+
 bool isHidden(const std::string& name) {
   return QVFinderTools::isSystemFileNameInFolder(name, 0) ||
          QVFinderTools::isVolumeHiddenFilename(name);
@@ -62,12 +82,12 @@ bool isHidden(const std::string& name) {
 }  // namespace
 
 // What a look at the system shows of this disk.
-struct QVRamDisk::Observed {
+struct QVRamDisk::Sight {
   QVRamDiskStatus status = QVRamDiskStatus_notCreated;
   std::optional<QVComparableValues> values;  // of the volume, where it was looked at
 };
 
-QVRamDisk::Observed QVRamDisk::observeMounted(const std::string& path) {
+QVRamDisk::Sight QVRamDisk::lookAtMounted(const std::string& path) {
   bool stale = false;
   const auto mountPoint = ownMountPoint(path, identifier_, stale);
   if (stale) setPath(std::nullopt);
@@ -76,14 +96,15 @@ QVRamDisk::Observed QVRamDisk::observeMounted(const std::string& path) {
 }
 
 // A record without a path counts as not created even while its device exists.
-QVRamDisk::Observed QVRamDisk::observeUnmounted() {
-  const auto node = deviceNode();
-  if (!node || !path()) return {};
+QVRamDisk::Sight QVRamDisk::lookAtUnmounted() {
+  const auto seen = observed();
+  if (!seen.deviceNode || !seen.path) return {};
   QVErrorPtr error;
   const auto devices = QVRamDiskDevice::deviceList(false, error);
   if (!devices) return {};
-  const auto device = std::find_if(devices->begin(), devices->end(),
-                                   [&](const auto& entry) { return entry.devNode == *node; });
+  const auto device = std::find_if(devices->begin(), devices->end(), [&](const auto& entry) {
+    return entry.devNode == *seen.deviceNode;
+  });
   if (device == devices->end()) return {};
   if (!device->mountPoint || !services().files->exists(*device->mountPoint))
     return {QVRamDiskStatus_created, {}};
@@ -97,13 +118,9 @@ QVRamDisk::Observed QVRamDisk::observeUnmounted() {
 
 bool QVRamDisk::showsOwnVolume() const {
   const auto path = this->path();
-  QVRamDiskDevice::Infos infos;
-  if (!path || !services().files->exists(*path) ||
-      QVRamDiskDevice::hasMountedVolumeAtPath(path) != 1 ||
-      !QVRamDiskDevice::getExtentedRamDiskInfos(infos, path))
-    return false;
-  const auto owner = infos.find("identifier");
-  return identifier_ && owner != infos.end() && owner->second == *identifier_;
+  return path && services().files->exists(*path) &&
+         QVRamDiskDevice::hasMountedVolumeAtPath(path) == 1 &&
+         QVRamDiskDevice::isVolumeOf(identifier_, path);
 }
 
 QVErrorPtr QVRamDisk::checkVolume() {
@@ -118,32 +135,67 @@ QVErrorPtr QVRamDisk::checkVolume() {
 }
 
 bool QVRamDisk::update() {
-  const auto before = comparableValues();
   const auto path = this->path();
-  const Observed now =
-      path && services().files->exists(*path) ? observeMounted(*path) : observeUnmounted();
-  const bool statusChanged = now.status != status();
-  if (statusChanged) setStatus(now.status);
-  if (!now.values || *now.values == before) return statusChanged;
-  setName(now.values->name);
-  setVolSize(now.values->size);
-  setVolFree(now.values->sizeFree);
-  return true;
+  const Sight now =
+      path && services().files->exists(*path) ? lookAtMounted(*path) : lookAtUnmounted();
+  bool changed = false;
+  change([&](DiskSettings& settings, DiskObservation& observed) {
+    const QVComparableValues before{settings.name, observed.volSize, observed.volFree};
+    changed = now.status != observed.status || (now.values && *now.values != before);
+    observed.status = now.status;
+    if (!now.values) return;
+    settings.name = now.values->name;
+    observed.volSize = now.values->size;
+    observed.volFree = now.values->sizeFree;
+  });
+  return changed;
 }
 
 double QVRamDisk::diskUsage() const {
-  const auto size = static_cast<double>(volSize());
+  const auto seen = observed();
+  const auto size = static_cast<double>(seen.volSize);
   if (size == 0) return 0.0;
-  return (size - static_cast<double>(volFree())) / size;
+  return (size - static_cast<double>(seen.volFree)) / size;
 }
 
 std::int64_t QVRamDisk::hasContents() const {
-  const auto path = this->path();
-  if (action() != QVRamDiskActionNone || status() != QVRamDiskStatus_mounted || !path) return -1;
-  const auto names = services().files->names(*path);
+  const auto seen = observed();
+  if (seen.action != QVRamDiskActionNone || seen.status != QVRamDiskStatus_mounted || !seen.path)
+    return -1;
+  const auto names = services().files->names(*seen.path);
   if (!names) {
-    QVLogError("QVRamDisk", "contents==nil path:{} error:{}", *path, QVDescription(names.error()));
+    QVLogError("QVRamDisk", "contents==nil path:{} error:{}", *seen.path,
+               QVDescription(names.error()));
     return -1;
   }
   return std::all_of(names->begin(), names->end(), isHidden) ? 0 : 1;
+}
+
+void takeOnState(QVRamDisk& record, const QVRamDisk& observed) {
+  const auto seen = observed.observed();
+  record.change([&](DiskSettings&, DiskObservation& known) {
+    known.status = seen.status;
+    known.deviceNode = seen.deviceNode;
+    known.path = seen.path;
+    known.volSize = seen.volSize;
+    known.volFree = seen.volFree;
+    known.lastActionInfo = seen.lastActionInfo;
+    known.lastError = seen.lastError;
+  });
+}
+
+void putState(std::vector<QVRamDiskPtr>& records, const QVRamDiskPtr& observed) {
+  const auto found = std::find_if(records.begin(), records.end(), [&](const auto& record) {
+    return areOfOneDisk(*record, *observed);
+  });
+  const auto seen = observed->observed();
+  if (found != records.end()) {
+    takeOnState(**found, *observed);
+  } else if (hasDevice(seen)) {
+    QVLogWarning("QVRamDiskEntries",
+                 "{} was removed from the list while it was created; it is listed again",
+                 QVText(observed->name()));
+    records.push_back(observed);
+  }
+  if (hasDevice(seen)) claimDevice(records, *observed, *seen.deviceNode);
 }

@@ -1,38 +1,43 @@
 #include "ramdisk/Recovery.h"
 
 #include <algorithm>
+#include <fstream>
+#include <iterator>
 
 #include "core/QVLocalized.h"
 #include "core/QVLog.h"
 #include "device/QVRamDiskDevice.h"
-#include "extensions/PathExtension.h"
+#include "kinds/QVRamDiskManager.h"
 #include "platform/Services.h"
 #include "ramdisk/ActionLock.h"
+#include "ramdisk/Generation.h"
 #include "ramdisk/Rescue.h"
-#include "ramdisk/StrayDevice.h"
-#include "ramdisk/VolumeNotes.h"
+#include "system/DiskPlaces.h"
+
+// Nothing is written down while an action runs but for one note; what was cut off is told from what
+// it left, so that it does not matter where it was cut:
+//
+//   at the mount path               it was                               it is
+//   our volume, marked as filling   a creation, before all was in        undone: detached
+//   one unlabelled and empty        a creation, before the label         undone
+//   our volume, read-only           an eject, between its saves          taken up, writable again
+//   our volume, not known           an action that was never told of     taken up
+//   nothing, but a device waits     an eject, or somebody unmounted it   mounted, saved, ejected
+//   nothing                         a crash; the saved base              put back (Rescue.h)
+//
+// A volume stands for the folders that were set aside for it, so these are looked at only when it
+// is gone. And a device that no volume leads to is found by its note (StrayDevice). Each step
+// leaves something that the next run goes on from.
 
 namespace {
 
-using platform::FileKind;
 using platform::services;
 using Findings = std::vector<RecoveryFinding>;
 using Infos = QVRamDiskDevice::Infos;
 using Text = std::optional<std::string>;
 
-std::string mountPathOf(const QVRamDisk& disk) {
-  return extensions::appendingPathComponent(
-      disk.mountDirectory().value_or(services().places->volumesDirectory()),
-      disk.name().value_or(""));
-}
-
 std::int64_t isCovered(const std::string& path) {
   return services().files->exists(path) ? QVRamDiskDevice::hasMountedVolumeAtPath(path) : 0;
-}
-
-bool isOf(const QVRamDisk& disk, const Infos& infos) {
-  const auto owner = infos.find("identifier");
-  return owner != infos.end() && disk.identifier() == owner->second;
 }
 
 // Whether it is a RAM device, mounted there or, without a path, nowhere.
@@ -49,7 +54,7 @@ bool isWaiting(const std::string& node) { return isRamDevice(node, std::nullopt)
 std::vector<PlannedRecovery> plansForGenerations(const QVRamDisk& disk, bool placeIsFree) {
   std::vector<PlannedRecovery> plans;
   if (const Text base = disk.savedBasePath())
-    plans = planForGeneration(Generation(*base), mountPathOf(disk), placeIsFree);
+    plans = planForGeneration(Generation(*base), disk.mountPath(), placeIsFree);
   if (const Text backup = disk.backupDirPath())
     for (auto& plan : planForGeneration(Generation(*backup), std::nullopt))
       plans.push_back(std::move(plan));
@@ -60,7 +65,7 @@ std::vector<PlannedRecovery> plansForGenerations(const QVRamDisk& disk, bool pla
 class VolumeRecovery {
  public:
   explicit VolumeRecovery(QVRamDiskPtr disk)
-      : disk_(std::move(disk)), path_(mountPathOf(*disk_)), covered_(isCovered(path_)) {}
+      : disk_(std::move(disk)), path_(disk_->mountPath()), covered_(isCovered(path_)) {}
 
   std::optional<RecoveryFinding> find() {
     if (covered_ == 1) return findMounted();
@@ -74,14 +79,14 @@ class VolumeRecovery {
     return covered_ == 0 && !(disk_->deviceNode() && isWaiting(*disk_->deviceNode()));
   }
 
-  QVErrorPtr perform(const RecoveryFinding& finding) {
+  QVErrorPtr perform(const RecoveryFinding& finding, const ActionLock& lock) {
     switch (finding.step) {
       case RecoveryStep::Adopt:
         return adopt();
       case RecoveryStep::UndoCreation:
         return undoCreation();
       default:
-        return finishEject();
+        return finishEject(lock);
     }
   }
 
@@ -91,7 +96,7 @@ class VolumeRecovery {
   bool isUnlabelledRest(const std::string& volume) const;
   QVErrorPtr adopt();
   QVErrorPtr undoCreation();
-  QVErrorPtr finishEject();
+  QVErrorPtr finishEject(const ActionLock& lock);
 
   const QVRamDiskPtr disk_;
   const std::string path_;
@@ -105,7 +110,8 @@ std::optional<RecoveryFinding> VolumeRecovery::findMounted() {
   if (!node_) return std::nullopt;
   Infos infos;
   const bool labelled = QVRamDiskDevice::getExtentedRamDiskInfos(infos, path_);
-  if (labelled ? !isOf(*disk_, infos) : !isUnlabelledRest(path_)) return std::nullopt;
+  if (labelled ? !QVRamDiskDevice::belongsTo(disk_->identifier(), infos) : !isUnlabelledRest(path_))
+    return std::nullopt;
   if (!labelled || isRefillUnderWay(path_))
     return RecoveryFinding{RecoveryStep::UndoCreation, path_,
                            fmt::format("the volume at {} was never filled to the end; it goes, and "
@@ -117,7 +123,8 @@ std::optional<RecoveryFinding> VolumeRecovery::findMounted() {
                            fmt::format("the volume at {} is mounted and whole; it can be written "
                                        "again, which an eject had stopped",
                                        path_)};
-  if (disk_->status() == QVRamDiskStatus_mounted && disk_->path() == path_) return std::nullopt;
+  const auto seen = disk_->observed();
+  if (seen.status == QVRamDiskStatus_mounted && seen.path == path_) return std::nullopt;
   return RecoveryFinding{RecoveryStep::Adopt, path_,
                          fmt::format("the volume at {} is mounted and whole", path_)};
 }
@@ -138,9 +145,11 @@ std::optional<RecoveryFinding> VolumeRecovery::findWaiting() {
 }
 
 QVErrorPtr VolumeRecovery::adopt() {
-  disk_->setDeviceNode(node_);
-  disk_->setPath(path_);
-  disk_->setStatus(QVRamDiskStatus_mounted);
+  disk_->change([this](DiskSettings&, DiskObservation& observed) {
+    observed.deviceNode = node_;
+    observed.path = path_;
+    observed.status = QVRamDiskStatus_mounted;
+  });
   disk_->update();
   const auto attributes = services().volumes->attributes(path_);
   if (!attributes || !attributes->readOnly) return nullptr;
@@ -151,27 +160,118 @@ QVErrorPtr VolumeRecovery::undoCreation() {
   noteAttachedDevice(disk_->identifier(), *node_);  // once unmounted nothing else leads to it
   if (auto error = QVRamDiskDevice::ejectRamDiskDeviceNode(node_, path_, false)) return error;
   forgetAttachedDevice(disk_->identifier());
-  disk_->setDeviceNode(std::nullopt);
-  disk_->setPath(std::nullopt);
+  disk_->change([](DiskSettings&, DiskObservation& observed) {
+    observed.deviceNode = std::nullopt;
+    observed.path = std::nullopt;
+  });
   disk_->update();
   return nullptr;
 }
 
 // Whose the device is shows only while it is mounted; one of somebody else is left as it was.
-QVErrorPtr VolumeRecovery::finishEject() {
+QVErrorPtr VolumeRecovery::finishEject(const ActionLock& lock) {
   if (auto error = QVRamDiskDevice::mountAsItIs(*node_, path_)) return error;
-  Infos infos;
-  QVRamDiskDevice::getExtentedRamDiskInfos(infos, path_);
-  if (!isOf(*disk_, infos)) {
+  if (!QVRamDiskDevice::isVolumeOf(disk_->identifier(), path_)) {
     disk_->setDeviceNode(std::nullopt);
     return QVRamDiskDevice::unmount(path_);
   }
   if (isRefillUnderWay(path_)) return undoCreation();
   adopt();
-  return disk_->eject(nullptr);
+  return disk_->eject(nullptr, lock);
 }
 
-QVErrorPtr performGenerationPlans(const QVRamDisk& disk, Findings& found) {
+// --- A device that was never used
+
+// A note that was cut off names no device.
+Text notedDevice(const Text& support, const Text& identifier) {
+  if (!support || !identifier) return std::nullopt;
+  std::ifstream file(disk_places::deviceNote(*support, *identifier), std::ios::binary);
+  std::string text{std::istreambuf_iterator<char>(file), {}};
+  if (!text.ends_with('\n')) return std::nullopt;
+  text.pop_back();
+  return text;
+}
+
+// The device that a creation attached and that nothing gave back, as the program was killed before
+// its volume was mounted and labelled, or while the creation was undone. A note in a file names the
+// device meanwhile. Nodes are given out again, so the note alone proves nothing: see giveBack().
+class StrayDevice {
+ public:
+  explicit StrayDevice(const std::optional<std::string>& identifier);
+
+  // Nothing when no device is noted, or it is gone or mounted somewhere. Changes nothing.
+  std::optional<RecoveryFinding> find();
+
+  // After find(), while the caller holds the disk's ActionLock. Detaches the device only if no
+  // other action runs that could have attached it, and only if it can be mounted and holds nothing:
+  // no file of a user's, and no label, as that of a disk that is unmounted with its contents. Else
+  // it stays. Failures are logged; they stand in nobody's way.
+  void giveBack();
+
+ private:
+  bool showVolume() const;
+  bool holdsNothing() const;
+
+  const std::optional<std::string> identifier_;
+  std::optional<std::string> node_;
+  std::string place_;  // where its volume is looked at
+  bool isMounted_ = false;
+};
+
+StrayDevice::StrayDevice(const Text& identifier) : identifier_(identifier) {
+  const Text support = QVRamDiskManager::appSupportPath();
+  node_ = notedDevice(support, identifier);
+  if (node_) place_ = disk_places::lookPlace(*support, *identifier);
+}
+
+std::optional<RecoveryFinding> StrayDevice::find() {
+  QVErrorPtr error;
+  const auto devices = node_ ? QVRamDiskDevice::deviceList(false, error) : std::nullopt;
+  if (!devices) return std::nullopt;
+  const auto device = std::find_if(devices->begin(), devices->end(),
+                                   [&](const auto& each) { return each.devNode == *node_; });
+  if (device == devices->end()) return std::nullopt;
+  isMounted_ = device->mountPoint == place_;  // a look that was cut off too
+  if (device->mountPoint && !isMounted_) return std::nullopt;
+  return RecoveryFinding{RecoveryStep::GiveBack, *node_,
+                         fmt::format("the device {} was attached by a creation that was cut off "
+                                     "and is mounted nowhere; it is given back if it is empty",
+                                     *node_)};
+}
+
+// The device was there and mounted nowhere before the locks were asked for: an action that has
+// attached it runs still and holds its lock, and one that begins now gets another device.
+void StrayDevice::giveBack() {
+  const auto others = ActionLock::takeAllOthers(identifier_);
+  if (!others)
+    return QVLogWarning("StrayDevice", "{} is looked at later: an action is running", *node_);
+  const bool goes = showVolume() && holdsNothing();
+  if (QVRamDiskDevice::hasMountedVolumeAtPath(place_) == 1 && QVRamDiskDevice::unmount(place_))
+    return;
+  if (services().files->kind(place_) == platform::FileKind::Directory)
+    services().files->remove(place_);
+  if (!goes) QVLogWarning("StrayDevice", "{} is not known to be empty and stays", *node_);
+  if (goes && QVRamDiskDevice::ejectRamDiskDeviceNode(node_, std::nullopt, false)) return;
+  forgetAttachedDevice(identifier_);
+}
+
+// Mounted for this look, as it is and at a place of its own.
+bool StrayDevice::showVolume() const {
+  if (!isMounted_ && QVRamDiskDevice::mountAsItIs(*node_, place_)) return false;
+  QVErrorPtr error;
+  return QVRamDiskDevice::deviceNodeFromPath(place_, error) == node_;
+}
+
+// A refill of this disk that was cut off is a copy that is never saved: what it came from is whole.
+bool StrayDevice::holdsNothing() const {
+  Infos infos;
+  if (!QVRamDiskDevice::getExtentedRamDiskInfos(infos, place_)) return !holdsUserFiles(place_);
+  return QVRamDiskDevice::belongsTo(identifier_, infos) && isRefillUnderWay(place_);
+}
+
+// --- All of it
+
+QVErrorPtr performGenerationPlans(const QVRamDisk& disk, const ActionLock&, Findings& found) {
   for (const auto& plan : plansForGenerations(disk, false)) {
     found.push_back(plan.finding);
     if (const auto done = plan.perform(); !done)
@@ -181,16 +281,33 @@ QVErrorPtr performGenerationPlans(const QVRamDisk& disk, Findings& found) {
   return nullptr;
 }
 
-QVErrorPtr recoverVolume(const QVRamDiskPtr& disk, Findings& found) {
+QVErrorPtr recoverVolume(const QVRamDiskPtr& disk, const ActionLock& lock, Findings& found) {
   VolumeRecovery volume(disk);
   const auto finding = volume.find();
   if (!finding) return nullptr;
   found.push_back(*finding);
   QVLogWarning("QVRamDisk", "{}", finding->text);
-  return volume.perform(*finding);
+  return volume.perform(*finding, lock);
 }
 
 }  // namespace
+
+// It need not outlive the system, which the device does not either, so it is not flushed.
+void noteAttachedDevice(const Text& identifier, const std::string& node) {
+  const Text support = QVRamDiskManager::appSupportPath();
+  if (!support || !identifier) return;
+  std::ofstream(disk_places::deviceNote(*support, *identifier), std::ios::binary | std::ios::trunc)
+      << node << '\n';
+}
+
+void forgetAttachedDevice(const Text& identifier) {
+  const Text support = QVRamDiskManager::appSupportPath();
+  if (!support || !identifier) return;
+  const std::string note = disk_places::deviceNote(*support, *identifier);
+  if (!services().files->exists(note)) return;
+  if (const auto done = services().files->remove(note); !done)
+    QVLogWarning("StrayDevice", "the note of a device stays: {}", QVDescription(done.error()));
+}
 
 std::vector<RecoveryFinding> findCutOffActions(const QVRamDiskPtr& disk) {
   if (ActionLock::isTaken(disk->identifier())) return {};
@@ -206,32 +323,29 @@ std::vector<RecoveryFinding> findCutOffActions(const QVRamDiskPtr& disk) {
 }
 
 // A device of somebody else, once it is told, leaves the place as free as none.
-std::vector<RecoveryFinding> recoverCutOffActions(const QVRamDiskPtr& disk, QVErrorPtr& error) {
+std::vector<RecoveryFinding> recoverCutOffActions(const QVRamDiskPtr& disk, const ActionLock& lock,
+                                                  QVErrorPtr& error) {
   Findings found;
-  const ActionLock lock = ActionLock::take(disk->identifier(), error);
-  if (error) return found;
-  if (const auto stray = giveBackStrayDevice(disk)) found.push_back(*stray);
-  if ((error = recoverVolume(disk, found))) return found;
-  VolumeRecovery volume(disk);
+  if (const auto stray = giveBackStrayDevice(disk, lock)) found.push_back(*stray);
+  if ((error = recoverVolume(disk, lock, found))) return found;
+  const VolumeRecovery volume(disk);
   if (!volume.leavesPlaceFree(std::nullopt)) return found;
-  error = performGenerationPlans(*disk, found);
+  error = performGenerationPlans(*disk, lock, found);
   return found;
 }
 
-void putGenerationsBack(const QVRamDiskPtr& disk) {
-  if (isCovered(mountPathOf(*disk)) != 0) return;
+void putGenerationsBack(const QVRamDiskPtr& disk, const ActionLock& lock) {
+  if (isCovered(disk->mountPath()) != 0) return;
   Findings found;
-  performGenerationPlans(*disk, found);
+  performGenerationPlans(*disk, lock, found);
 }
 
-// The lock is held by who calls, so that it can be had once more here; without one nothing is done.
-std::optional<RecoveryFinding> giveBackStrayDevice(const QVRamDiskPtr& disk) {
+// Without a real lock nothing is done: another program may be between attaching and mounting.
+std::optional<RecoveryFinding> giveBackStrayDevice(const QVRamDiskPtr& disk,
+                                                   const ActionLock& lock) {
   StrayDevice stray(disk->identifier());
   auto finding = stray.find();
-  if (!finding) return std::nullopt;
-  QVErrorPtr error;
-  const ActionLock lock = ActionLock::take(disk->identifier(), error);
-  if (!lock.isHeld()) return std::nullopt;
+  if (!finding || !lock.isHeld()) return std::nullopt;
   QVLogWarning("QVRamDisk", "{}", finding->text);
   stray.giveBack();
   return finding;

@@ -1,12 +1,13 @@
 #pragma once
 // What a cut-off action left behind, and putting it right. Each disk is looked at by itself; what
-// is found is a list of steps, so that it can be told without being done.
+// is found is a list of steps, so that it can be told without being done. Recovery.cpp has how.
 
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "core/QVError.h"
+#include "ramdisk/ActionLock.h"
 #include "ramdisk/QVRamDisk.h"
 
 enum class RecoveryStep {
@@ -27,14 +28,21 @@ struct RecoveryFinding {
 };
 
 // What would be done for the disk, in order; nothing is changed. Nothing for a disk whose volume is
-// mounted and known. Blocks for the disk tools; any thread, while no action runs on the disk.
+// mounted and known, nor for one that is being acted on. Blocks for the disk tools; any thread.
 std::vector<RecoveryFinding> findCutOffActions(const QVRamDiskPtr& disk);
-
-// The parts of it that concern set-aside folders and a device that was never used, which a creation
-// does first. What fails is logged.
-void putGenerationsBack(const QVRamDiskPtr& disk);
-std::optional<RecoveryFinding> giveBackStrayDevice(const QVRamDiskPtr& disk);
 
 // Does it, and gives what was found; `error` is the first failure, after which nothing more is done
 // to this disk. The record's state changes with it; saving the registry is the caller's.
-std::vector<RecoveryFinding> recoverCutOffActions(const QVRamDiskPtr& disk, QVErrorPtr& error);
+std::vector<RecoveryFinding> recoverCutOffActions(const QVRamDiskPtr& disk, const ActionLock& lock,
+                                                  QVErrorPtr& error);
+
+// The parts of it that concern set-aside folders and a device that was never used, which a creation
+// does first. What fails is logged.
+void putGenerationsBack(const QVRamDiskPtr& disk, const ActionLock& lock);
+std::optional<RecoveryFinding> giveBackStrayDevice(const QVRamDiskPtr& disk,
+                                                   const ActionLock& lock);
+
+// What leads to a device that is attached and not mounted and labelled yet, and to nothing else:
+// a note in a file. One that cannot be written is done without.
+void noteAttachedDevice(const std::optional<std::string>& identifier, const std::string& node);
+void forgetAttachedDevice(const std::optional<std::string>& identifier);

@@ -6,19 +6,18 @@
 #include "device/QVRamDiskDevice.h"
 #include "platform/Services.h"
 #include "ramdisk/QVRamDiskBackup.h"
+#include "system/DiskPlaces.h"
 #include "system/TreeRemover.h"
 
 namespace {
 
-using platform::FileKind;
 using platform::Outcome;
 using platform::services;
 
 std::string freeRescueName(const std::string& path) {
-  std::string candidate = path + " rescued";
-  for (int number = 2; services().files->exists(candidate); ++number)
-    candidate = path + " rescued " + std::to_string(number);
-  return candidate;
+  int number = 1;
+  while (services().files->exists(disk_places::rescued(path, number))) ++number;
+  return disk_places::rescued(path, number);
 }
 
 Outcome putBack(const std::string& saved, const std::string& place) {

@@ -4,9 +4,7 @@
 #include <cmath>
 
 #include "device/QVRamDiskDevice.h"
-#include "extensions/PathExtension.h"
 #include "kinds/QVRamDiskManager.h"
-#include "platform/Services.h"
 #include "system/QVMacInfo.h"
 
 namespace settings {
@@ -44,17 +42,6 @@ QVRamDiskStatus DiskState::status(const QVRamDisk& disk) {
 int usedPercent(const QVRamDisk& disk) {
   constexpr double kPercent = 100;
   return static_cast<int>(std::lround(disk.diskUsage() * kPercent));
-}
-
-std::string mountPathOf(const QVRamDisk& disk) {
-  const auto parent =
-      disk.mountDirectory().value_or(platform::services().places->volumesDirectory());
-  return extensions::appendingPathComponent(parent, disk.name().value_or(""));
-}
-
-bool isKeptInBase(const QVRamDisk& disk) {
-  return disk.type() == QVRamDiskType_CoreSimulator ||
-         (disk.mountDirectory() && disk.backupMode() == QVRamDiskBackupMode_Base);
 }
 
 MemoryFacts memoryFactsFor(const QVRamDisk& disk, const std::vector<QVRamDiskPtr>& all,

@@ -31,12 +31,6 @@ class DiskState {
 // The used part of the disk's volume in whole per cent.
 int usedPercent(const QVRamDisk& disk);
 
-// Where the disk's volume goes.
-std::string mountPathOf(const QVRamDisk& disk);
-
-// Whether the contents are written back into the directory that the disk replaces.
-bool isKeptInBase(const QVRamDisk& disk);
-
 // The machine's memory as far as disks can have it, in bytes.
 struct MemoryFacts {
   std::uint64_t physical = 0;

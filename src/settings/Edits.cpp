@@ -16,7 +16,7 @@ namespace {
 
 bool hasPlace(const std::vector<QVRamDiskPtr>& disks, const QVRamDisk& own) {
   return std::any_of(disks.begin(), disks.end(), [&](const auto& disk) {
-    return disk.get() != &own && mountPathOf(*disk) == mountPathOf(own);
+    return disk.get() != &own && disk->mountPath() == own.mountPath();
   });
 }
 

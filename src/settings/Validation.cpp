@@ -37,10 +37,10 @@ Outcome checkDirectory(const QVRamDisk& disk) {
 }
 
 Outcome checkSharing(const QVRamDisk& disk, const Disks& all) {
-  const std::string place = resolvedPath(mountPathOf(disk));
+  const std::string place = resolvedPath(disk.mountPath());
   const auto other = std::find_if(all.begin(), all.end(), [&](const auto& candidate) {
     return candidate.get() != &disk && candidate->identifier() != disk.identifier() &&
-           resolvedPath(mountPathOf(*candidate)) == place;
+           resolvedPath(candidate->mountPath()) == place;
   });
   if (other == all.end()) return {};
   return Problem{.trouble = Trouble::SharedPlace,
@@ -59,7 +59,7 @@ Outcome checkBackupDirectory(const QVRamDisk& disk) {
     return atBackupDirectory(Trouble::BackupDirectoryMissing, *path);
   if (!services().files->isWritable(*path))
     return atBackupDirectory(Trouble::BackupDirectoryReadOnly, *path);
-  if (isWithin(resolvedPath(*path), resolvedPath(mountPathOf(disk))))
+  if (isWithin(resolvedPath(*path), resolvedPath(disk.mountPath())))
     return atBackupDirectory(Trouble::BackupDirectoryOnDisk, *path);
   return {};
 }

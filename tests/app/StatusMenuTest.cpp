@@ -55,8 +55,7 @@ TEST_F(StatusMenuTest, AnAnnouncedEndDoesNotReadTheListBeforeAnActionIsSaved) {
 }
 
 TEST_F(StatusMenuTest, AtLoginADiskThatTheMenuWorksOnIsWaitedFor) {
-  QVErrorPtr error;
-  std::optional<ActionLock> menus = ActionLock::take(reread()->ramDisks()[0]->identifier(), error);
+  auto menus = ActionLock::takeIfFree(reread()->ramDisks()[0]->identifier());
   int passes = 0;
   bool madeTooEarly = false;
   loop->onSleep = [&] {

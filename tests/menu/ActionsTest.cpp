@@ -270,8 +270,7 @@ TEST_F(ActionsTest, WhatIsBeingDoneElsewhereIsNotDisturbed) {
     EXPECT_EQ(alerts->shown.back().text, kOtherAtWork);
   };
   {
-    QVErrorPtr none;
-    const auto held = ActionLock::take(identifier, none);
+    const auto held = ActionLock::take(identifier);
     refusesAll(3);
   }
   std::shared_ptr<void> theirs;

@@ -160,14 +160,6 @@ TEST_F(ActionsTest, ADeviceThatIsNotTheDisksOwnIsNotRemounted) {
   EXPECT_EQ(disk->deviceNode(), std::nullopt);
 }
 
-TEST_F(ActionsTest, AForeignVolumeInTheWayOfARemountIsReported) {
-  const auto disk = mountedDisk(QVRamDiskBackupMode_None);
-  ASSERT_EQ(umount2(folder("cache").c_str(), MNT_DETACH), 0);
-  ASSERT_EQ(mount("foreign", folder("cache").c_str(), "tmpfs", 0, nullptr), 0);
-  EXPECT_EQ(messageOf(perform(QVRamDiskActionRemount, disk)), "Another volume is mounted");
-  umount2(folder("cache").c_str(), MNT_DETACH);
-}
-
 TEST_F(ActionsTest, CleaningUpSparesWhatTheVolumeKeepsForItself) {
   const auto disk = mountedDisk(QVRamDiskBackupMode_None);
   for (const char* item :
@@ -256,6 +248,8 @@ TEST_F(ActionsTest, AnEjectThatFailsLosesNothing) {
     EXPECT_EQ(deviceCount(), row.attached ? 1U : 0U);
     if (row.mounted) {
       EXPECT_EQ(readFile(folder("cache") + "/new"), "new");
+      scratch.file("home/desk/cache/more", "more");
+      EXPECT_EQ(readFile(folder("cache") + "/more"), "more") << "it can be written again";
       EXPECT_EQ(perform(QVRamDiskActionEject, disk), nullptr) << "the second try succeeds";
     } else if (row.mode == QVRamDiskBackupMode_Base) {
       EXPECT_EQ(readFile(savedBase("cache") + "/new"), "new");
@@ -297,14 +291,6 @@ TEST_F(ActionsTest, LateWritersLoseNothing) {
     log->clear();
     TearDownDisks();
   }
-}
-
-TEST_F(ActionsTest, AVolumeThatStaysMountedCanBeWrittenAgain) {
-  const auto disk = mountedDisk(QVRamDiskBackupMode_Base);
-  faults->fail(FaultyPlaces::verb(Tool::Unmounter));
-  EXPECT_EQ(reasonOf(perform(QVRamDiskActionEject, disk)), "executeCommand==NO");
-  scratch.file("home/desk/cache/more", "more");
-  EXPECT_EQ(readFile(folder("cache") + "/more"), "more");
 }
 
 // Small files take more room on the volume than they measure.
@@ -364,6 +350,26 @@ TEST_F(ActionsTest, ASecondActionIsReportedAndStartedAllTheSame) {
   EXPECT_EQ(deviceCount(), 0U);
 }
 
+// Be it of this program for another record of the disk.
+TEST_F(ActionsTest, TwoRecordsOfADiskDoNotActAtOnce) {
+  const auto disk = diskOver("cache", QVRamDiskBackupMode_None);
+  recorder->onReport = [&](QVRamDisk& acting) {
+    if (acting.action() == QVRamDiskActionNone) return;
+    EXPECT_TRUE(ActionLock::isTaken(disk->identifier()));
+    EXPECT_FALSE(ActionLock::takeIfFree(disk->identifier()));
+  };
+  EXPECT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
+  recorder->onReport = nullptr;
+  const auto mine = lockOf(disk);
+  EXPECT_EQ(perform(QVRamDiskActionEject, disk)->code(), QVErrorCode::Locked);
+  EXPECT_TRUE(isMounted(folder("cache")));
+  disk->performAction(QVRamDiskActionEject, recorder, 1, mine);
+  recorder->waitForEnd();
+  EXPECT_EQ(disk->lastError(), nullptr) << "who holds the lock hands it on";
+  EXPECT_FALSE(isMounted(folder("cache")));
+  EXPECT_TRUE(ActionLock::isTaken(disk->identifier())) << "and keeps it";
+}
+
 TEST_F(ActionsTest, ActionsRunWhereTheirKindSays) {
   const auto caller = std::this_thread::get_id();
   std::thread::id ran;
@@ -401,45 +407,6 @@ TEST_F(ActionsTest, WithoutAThreadToHaveTheCallerDoesTheWork) {
   EXPECT_EQ(log->count("thread==nil"), 4U);
   EXPECT_EQ(readFile(folder("cache") + "/new"), "new");
   EXPECT_TRUE(ActionLock::takeIfFree(disk->identifier()));
-}
-
-// A destination of the test's own over home/desk, small in the way that `options` say.
-class SmallDestination : public ActionsTest {
- protected:
-  void mountWork(const char* options) {
-    ASSERT_EQ(mount("tmpfs", work.c_str(), "tmpfs", 0, options), 0);
-  }
-  ~SmallDestination() override {
-    TearDownDisks();
-    umount2(work.c_str(), MNT_DETACH);
-  }
-};
-
-TEST_F(SmallDestination, ADestinationThatFillsUpIsNoReasonToEject) {
-  mountWork("nr_inodes=20");
-  const auto disk = mountedDisk(QVRamDiskBackupMode_Base);
-  for (int i = 0; i < 20; ++i) scratch.file("home/desk/cache/file" + std::to_string(i), "new");
-  EXPECT_EQ(reasonOf(perform(QVRamDiskActionEject, disk)), "volFree");
-  EXPECT_GT(log->count("copyItemAtPath==NO filePath:" + folder("cache")), 1U);
-  EXPECT_EQ(disk->status(), QVRamDiskStatus_mounted);
-  EXPECT_EQ(readFile(savedBase("cache") + "/old"), "old");
-  ASSERT_EQ(mount("tmpfs", work.c_str(), "tmpfs", MS_REMOUNT, "nr_inodes=100"), 0);
-  EXPECT_EQ(perform(QVRamDiskActionSyncWithBase, disk), nullptr);
-  EXPECT_EQ(readFile(savedBase("cache") + "/file9"), "new");
-  EXPECT_FALSE(fs::exists(savedBase("cache") + ".previous"));
-}
-
-TEST_F(SmallDestination, ASaveThatWillNotFitFailsBeforeAnythingIsTouched) {
-  mountWork("size=4m");
-  const auto disk = mountedDisk(QVRamDiskBackupMode_Base);
-  const std::string big = scratch.file("home/desk/cache/big", std::string(8'000'000, 'x'));
-  const auto error = perform(QVRamDiskActionEject, disk);
-  EXPECT_EQ(messageOf(error) + "|" + reasonOf(error), "Can not create backup|volFree");
-  EXPECT_EQ(disk->status(), QVRamDiskStatus_mounted);
-  EXPECT_EQ(readFile(savedBase("cache") + "/old"), "old");
-  fs::resize_file(big, 10);
-  EXPECT_EQ(perform(QVRamDiskActionEject, disk), nullptr);
-  EXPECT_EQ(fs::file_size(folder("cache") + "/big"), 10U);
 }
 
 }  // namespace

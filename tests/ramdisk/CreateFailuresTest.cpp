@@ -155,29 +155,6 @@ TEST_F(CreateFailures, EachSaysWhatFailedAndKeepsTheFiles) {
   }
 }
 
-TEST_F(CreateFailures, TheNextCreationTakesUpWhatAFailedOneSetAside) {
-  const auto disk = diskOver("cache", QVRamDiskBackupMode_Base);
-  scratch.file("home/desk/cache/kept", "mine");
-  faults->fail(FaultyPlaces::verb(Tool::Mounter));
-  EXPECT_EQ(reasonOf(perform(QVRamDiskActionCreate, disk)), "mountDeviceNode");
-  faults->clear();
-  EXPECT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
-  EXPECT_EQ(readFile(folder("cache") + "/kept"), "mine");
-  EXPECT_EQ(perform(QVRamDiskActionEject, disk), nullptr);
-  EXPECT_EQ(readFile(folder("cache") + "/kept"), "mine");
-  EXPECT_FALSE(fs::exists(savedBase("cache")));
-}
-
-TEST_F(CreateFailures, FilesOnBothSidesAreBothKept) {
-  const auto disk = diskOver("cache", QVRamDiskBackupMode_Base);
-  scratch.file("home/desk/cache/newer", "newer");
-  scratch.file("home/desk/cache (Tarnvale Backup Base)/older", "older");
-  EXPECT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
-  EXPECT_EQ(readFile(folder("cache") + "/newer"), "newer");
-  EXPECT_EQ(readFile(savedBase("cache") + " rescued/older"), "older");
-  EXPECT_EQ(log->count("WARNING"), 1U);
-}
-
 // Contents that cannot be brought back are reported, but the disk is there.
 TEST_F(CreateFailures, AFailedRecopyingIsReportedAndTheDiskStays) {
   const auto disk = diskOver("cache", QVRamDiskBackupMode_Base);

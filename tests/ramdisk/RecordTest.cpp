@@ -1,23 +1,48 @@
 #include "device/QVRamDiskDevice.h"
 #include "extensions/PropertyList.h"
+#include "kinds/QVRamDiskManager.h"
 #include "tests/support/EngineTest.h"
 
 namespace {
 
 class RecordTest : public EngineTest {};
 
-TEST_F(RecordTest, ANewRecordIsAPlainDiskOfItsOwn) {
-  const auto disk = QVRamDisk::init();
-  EXPECT_EQ(disk->type(), QVRamDiskType_Default);
-  EXPECT_EQ(disk->name(), "RamDisk");
-  EXPECT_EQ(disk->displayName(), "RamDisk");
-  EXPECT_EQ(disk->size(), QVRamDisk::defaultCapSize());
-  EXPECT_EQ(disk->diskUsage(), 0.0);
-  EXPECT_EQ(disk->hasContents(), -1);
-  EXPECT_EQ(disk->identifier().value_or("").size(), 36U);
-  EXPECT_FALSE(disk->isEqual(QVRamDisk::init()));
-  EXPECT_FALSE(disk->isEqual(nullptr));
-  EXPECT_TRUE(disk->isEqual(disk));
+// Where contents are kept, by kind, mode and directory.
+TEST_F(RecordTest, WhatIsKeptWhereFollowsFromTheSettings) {
+  const auto none = std::nullopt;
+  const std::string support = *QVRamDiskManager::appSupportPath() + "/ID.TarnvaleBackup";
+  struct Kept {
+    QVRamDiskType type;
+    QVRamDiskBackupMode mode;
+    bool hasDirectory;
+    bool inBase;
+    std::optional<std::string> saves;
+    bool ownsDirectory;
+  };
+  const auto plain = QVRamDiskType_Default;
+  const Kept rows[] = {
+      {plain, QVRamDiskBackupMode_None, true, false, none, true},
+      {plain, QVRamDiskBackupMode_Base, true, true, savedBase("d"), false},
+      {plain, QVRamDiskBackupMode_Base, false, false, none, true},
+      {plain, QVRamDiskBackupMode_AppSupport, true, false, support, true},
+      {plain, QVRamDiskBackupMode_Directory, false, false, "/b/ID.TarnvaleBackup", true},
+      {QVRamDiskType_Firefox, QVRamDiskBackupMode_AppSupport, true, false, support, false},
+      {QVRamDiskType_CoreSimulator, QVRamDiskBackupMode_AppSupport, true, true, savedBase("d"),
+       false},
+      {QVRamDiskType_CoreSimulator, QVRamDiskBackupMode_None, false, true, none, false},
+  };
+  for (const Kept& row : rows) {
+    SCOPED_TRACE(testing::Message() << row.type << " " << row.mode << " " << row.hasDirectory);
+    DiskSettings settings;
+    settings.type = row.type;
+    settings.backupMode = row.mode;
+    settings.name = "d";
+    settings.backupDir = "/b";
+    if (row.hasDirectory) settings.mountDirectory = work;
+    EXPECT_EQ(settings.isKeptInBase(), row.inBase);
+    EXPECT_EQ(settings.folderOfSaves("ID"), row.saves);
+    EXPECT_EQ(settings.ownsMountDirectory(), row.ownsDirectory);
+  }
 }
 
 TEST_F(RecordTest, AKindThatIsNotAvailableMakesAPlainDiskUnlessSettingsAreKept) {
@@ -29,7 +54,7 @@ TEST_F(RecordTest, AKindThatIsNotAvailableMakesAPlainDiskUnlessSettingsAreKept) 
   EXPECT_EQ(disk->name(), "mine");
   EXPECT_EQ(disk->backupMode(), QVRamDiskBackupMode_Base);
   disk->changeToType(QVRamDiskType_Safari, 0);
-  EXPECT_EQ(disk->name(), "RamDisk");
+  EXPECT_EQ(disk->displayName(), "RamDisk");
   EXPECT_EQ(disk->size(), QVRamDisk::defaultCapSize());
   EXPECT_EQ(disk->backupMode(), QVRamDiskBackupMode_None);
 }

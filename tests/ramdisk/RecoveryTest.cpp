@@ -10,13 +10,13 @@
 #include "kinds/QVRamDiskManager.h"
 #include "ramdisk/Generation.h"
 #include "ramdisk/Recovery.h"
-#include "ramdisk/VolumeNotes.h"
 #include "system/ExtendedAttributes.h"
 #include "tests/support/EngineTest.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using platform::Tool;
 using Steps = std::vector<RecoveryStep>;
 
 class RecoveryTest : public EngineTest {
@@ -67,7 +67,7 @@ class RecoveryTest : public EngineTest {
     const Steps told = stepsOf(findCutOffActions(disk));
     EXPECT_EQ(picture(), before) << "telling changed something";
     QVErrorPtr error;
-    const Steps done = stepsOf(recoverCutOffActions(disk, error));
+    const Steps done = stepsOf(recoverCutOffActions(disk, lockOf(disk), error));
     EXPECT_EQ(error, nullptr);
     EXPECT_EQ(told, done);
     EXPECT_EQ(stepsOf(findCutOffActions(disk)), Steps{});
@@ -153,16 +153,11 @@ TEST_F(RecoveryTest, AVolumeThatOnlyTheRecordDoesNotKnowIsTakenUp) {
   EXPECT_EQ(recover(disk), Steps{RecoveryStep::Adopt});
   EXPECT_EQ(disk->deviceNode(), node);
   EXPECT_EQ(disk->status(), QVRamDiskStatus_mounted);
-  EXPECT_EQ(perform(QVRamDiskActionEject, disk), nullptr);
-  EXPECT_EQ(inFolder("new"), "new");
-}
-
-TEST_F(RecoveryTest, AVolumeThatAnEjectHeldReadOnlyCanBeWrittenAgain) {
-  const auto disk = mounted();
   ASSERT_EQ(QVRamDiskDevice::setWritable(disk->deviceNode(), disk->path(), false), nullptr);
-  EXPECT_EQ(recover(disk), Steps{RecoveryStep::Adopt});
+  EXPECT_EQ(recover(disk), Steps{RecoveryStep::Adopt}) << "an eject held it read-only";
   scratch.file("home/desk/cache/more", "more");
-  EXPECT_EQ(inFolder("more"), "more");
+  EXPECT_EQ(perform(QVRamDiskActionEject, disk), nullptr);
+  EXPECT_EQ(inFolder("new") + inFolder("more"), "newmore");
 }
 
 TEST_F(RecoveryTest, AnEjectThatWasCutOffIsFinished) {
@@ -181,13 +176,29 @@ TEST_F(RecoveryTest, AnEjectThatWasCutOffIsFinished) {
   }
 }
 
+// A disk whose contents are not kept waits to be mounted again; until it is, what lies aside for
+// its place stays there.
+TEST_F(RecoveryTest, NothingIsPutBackWhileADeviceWaits) {
+  const auto disk = mounted(QVRamDiskBackupMode_None);
+  ASSERT_EQ(umount2(folder("cache").c_str(), MNT_DETACH), 0);
+  disk->update();
+  fs::remove_all(folder("cache"));
+  scratch.file("home/desk/cache (Tarnvale Backup Base)/base", "base");
+  EXPECT_EQ(recover(disk), Steps{});
+  EXPECT_EQ(readFile(savedBase("cache") + "/base"), "base");
+  ASSERT_EQ(perform(QVRamDiskActionRemount, disk), nullptr);
+  EXPECT_EQ(inFolder("new"), "new");
+  losePower(disk);
+  EXPECT_EQ(recover(disk), Steps{RecoveryStep::PutBack});
+}
+
 TEST_F(RecoveryTest, ADeviceOfSomebodyElseIsLeftAlone) {
   const auto disk = mounted();
   losePower(disk);
   const std::string other = freshDevice();
   disk->setDeviceNode(other);
   QVErrorPtr error;
-  const auto found = stepsOf(recoverCutOffActions(disk, error));
+  const auto found = stepsOf(recoverCutOffActions(disk, lockOf(disk), error));
   EXPECT_EQ(found, (Steps{RecoveryStep::FinishEject, RecoveryStep::PutBack}));
   EXPECT_EQ(deviceCount(), 1U);
   EXPECT_EQ(inFolder("old"), "old");
@@ -216,9 +227,8 @@ TEST_F(RecoveryTest, ADiskThatAnotherProgramWorksOnIsLeftToIt) {
       QVRamDiskManager::appSupportPath().value_or("") + "/Locks/" + disk->identifier().value_or("");
   const int held = open(path.c_str(), O_RDWR | O_CLOEXEC);
   ASSERT_EQ(flock(held, LOCK_EX | LOCK_NB), 0);
-  QVErrorPtr error;
-  EXPECT_EQ(stepsOf(recoverCutOffActions(disk, error)), Steps{});
-  EXPECT_EQ(reasonOf(error), "lock");
+  EXPECT_EQ(reasonOf(ActionLock::take(disk->identifier()).error()), "lock");
+  EXPECT_EQ(stepsOf(findCutOffActions(disk)), Steps{});
   EXPECT_EQ(reasonOf(perform(QVRamDiskActionCreate, disk)), "lock");
   EXPECT_EQ(deviceCount(), 0U);
   close(held);
@@ -232,12 +242,123 @@ TEST_F(RecoveryTest, AFailureEndsItAndTheNextOneGoesOn) {
     SCOPED_TRACE(verb);
     faults->fail(verb);
     QVErrorPtr error;
-    recoverCutOffActions(disk, error);
+    recoverCutOffActions(disk, lockOf(disk), error);
     EXPECT_EQ(reasonOf(error), "recover");
     faults->clear();
     EXPECT_EQ(readFile(savedBase("cache") + "/old"), "old");
   }
   EXPECT_EQ(recover(disk), Steps{RecoveryStep::PutBack});
+}
+
+// --- A device that was attached and never used
+
+class StrayDeviceTest : public RecoveryTest {
+ protected:
+  // A creation ends behind its attaching, and nothing is detached: as if it had been killed there.
+  void leaveDeviceOf(const QVRamDiskPtr& disk) {
+    replaceTool(Tool::Formatter, "exit 3");
+    replaceTool(Tool::Attacher, "[ \"$1\" != detach ] || exit 3; exec '" +
+                                    places->realTool(Tool::Attacher) + "' \"$@\"");
+    EXPECT_NE(perform(QVRamDiskActionCreate, disk), nullptr);
+    places->replacements.clear();
+    ASSERT_EQ(deviceCount(), 1U);
+  }
+  // What is told is done, and may be told again.
+  Steps giveBack(const QVRamDiskPtr& disk) {
+    const Steps told = stepsOf(findCutOffActions(disk));
+    QVErrorPtr error;
+    const Steps done = stepsOf(recoverCutOffActions(disk, lockOf(disk), error));
+    EXPECT_EQ(error, nullptr);
+    EXPECT_EQ(told, done);
+    return done;
+  }
+  static std::string locks() { return *QVRamDiskManager::appSupportPath() + "/Locks"; }
+  static std::string beside(const QVRamDiskPtr& disk, const char* extension) {
+    return *QVRamDiskManager::appSupportPath() + "/" + disk->identifier().value_or("") + extension;
+  }
+};
+
+TEST_F(StrayDeviceTest, ADeviceThatWasNeverUsedIsGivenBack) {
+  const auto disk = diskOver("cache", QVRamDiskBackupMode_None);
+  leaveDeviceOf(disk);
+  EXPECT_EQ(giveBack(disk), Steps{RecoveryStep::GiveBack});
+  EXPECT_EQ(deviceCount(), 0U);
+  EXPECT_EQ(giveBack(disk), Steps{});
+  EXPECT_FALSE(fs::exists(beside(disk, ".TarnvaleVolume")));
+
+  leaveDeviceOf(disk);
+  EXPECT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
+  EXPECT_EQ(deviceCount(), 1U) << "the next creation does it too";
+  EXPECT_FALSE(fs::exists(beside(disk, ".TarnvaleDevice")))
+      << "a volume that is mounted and labelled is no stray";
+}
+
+// The node may be another device's by now, whatever the note says.
+TEST_F(StrayDeviceTest, WhatHoldsAnythingStays) {
+  const auto disk = diskOver("cache", QVRamDiskBackupMode_None);
+  for (const bool labelled : {true, false}) {
+    SCOPED_TRACE(labelled);
+    const auto node = freshDevice();
+    const std::string place = scratch.directory("home/desk/other");
+    ASSERT_EQ(QVRamDiskDevice::mountAsItIs(node, place), nullptr);
+    if (labelled) {
+      EXPECT_TRUE(QVRamDiskDevice::setExtendedRamDiskInfos({{"identifier", "other"}}, place));
+    } else {
+      scratch.file("home/desk/other/file", "kept");
+    }
+    noteAttachedDevice(disk->identifier(), node);
+    EXPECT_EQ(giveBack(disk), Steps{}) << "it is mounted";
+    ASSERT_EQ(QVRamDiskDevice::unmount(place), nullptr);
+    EXPECT_EQ(giveBack(disk), Steps{RecoveryStep::GiveBack});
+    EXPECT_EQ(log->count("is not known to be empty and stays"), labelled ? 1U : 2U);
+    ASSERT_EQ(QVRamDiskDevice::mountAsItIs(node, place), nullptr);
+    EXPECT_EQ(readFile(place + "/file"), labelled ? "" : "kept");
+    EXPECT_EQ(giveBack(disk), Steps{}) << "it is not asked about again";
+    TearDownDisks();
+  }
+}
+
+// Which may be just between attaching a device and mounting it.
+TEST_F(StrayDeviceTest, NothingIsGivenBackWhileAnActionRuns) {
+  const auto disk = diskOver("cache", QVRamDiskBackupMode_None);
+  leaveDeviceOf(disk);
+  {
+    const auto theirs = platform::services().files->lock(locks() + "/another");
+    ASSERT_TRUE(theirs);
+    EXPECT_EQ(giveBack(disk), Steps{RecoveryStep::GiveBack});
+    EXPECT_EQ(deviceCount(), 1U);
+  }
+  EXPECT_EQ(giveBack(disk), Steps{RecoveryStep::GiveBack});
+  EXPECT_EQ(deviceCount(), 0U);
+}
+
+// The recovery of a creation may be cut off in its turn, between unmounting and detaching.
+TEST_F(StrayDeviceTest, AnUndoneCreationIsUndoneToTheEnd) {
+  const auto disk = diskOver("cache", QVRamDiskBackupMode_Base);
+  scratch.file("home/desk/cache/old", "old");
+  ASSERT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
+  ASSERT_TRUE(noteRefillBegun(folder("cache")));
+  replaceTool(Tool::Attacher, "[ \"$1\" != detach ] || exit 3; exec '" +
+                                  places->realTool(Tool::Attacher) + "' \"$@\"");
+  QVErrorPtr error;
+  recoverCutOffActions(disk, lockOf(disk), error);
+  EXPECT_NE(error, nullptr);
+  places->replacements.clear();
+  disk->setDeviceNode(std::nullopt);
+  EXPECT_EQ(giveBack(disk), (Steps{RecoveryStep::GiveBack, RecoveryStep::PutBack}));
+  EXPECT_EQ(deviceCount(), 0U);
+  EXPECT_EQ(readFile(folder("cache") + "/old"), "old");
+}
+
+// A look at it was cut off as well.
+TEST_F(StrayDeviceTest, ADeviceThatIsStillMountedForTheLookGoes) {
+  const auto disk = diskOver("cache", QVRamDiskBackupMode_None);
+  leaveDeviceOf(disk);
+  QVErrorPtr error;
+  const auto node = QVRamDiskDevice::deviceList(false, error)->front().devNode;
+  ASSERT_EQ(QVRamDiskDevice::mountAsItIs(node, beside(disk, ".TarnvaleVolume")), nullptr);
+  EXPECT_EQ(giveBack(disk), Steps{RecoveryStep::GiveBack});
+  EXPECT_EQ(deviceCount(), 0U);
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 
 #include "ramdisk/Generation.h"
 #include "ramdisk/QVRamDiskBackup.h"
-#include "ramdisk/VolumeNotes.h"
 #include "system/ExtendedAttributes.h"
 #include "tests/support/EngineTest.h"
 
@@ -186,15 +185,6 @@ TEST_F(SaveTest, AGenerationThatWasNotFlushedIsNeverPreferred) {
   EXPECT_EQ(saved("file"), "new");
   EXPECT_FALSE(generation.hasPrevious());
   EXPECT_FALSE(generation.isMarked());
-}
-
-TEST_F(SaveTest, AVolumeThatWasNotFilledIsNotSaved) {
-  write("half", "half");
-  scratch.file("home/saved/whole", "whole");
-  ASSERT_TRUE(noteRefillBegun(volume));
-  EXPECT_EQ(reasonOf(save()), "refillUnderWay");
-  EXPECT_EQ(saved("whole"), "whole");
-  EXPECT_FALSE(fs::exists(home + "/saved.previous"));
 }
 
 TEST_F(SaveTest, WhatCouldNotBeBroughtInIsNotTakenForDeleted) {

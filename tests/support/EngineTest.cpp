@@ -85,6 +85,12 @@ QVErrorPtr EngineTest::perform(QVRamDiskAction action, const QVRamDiskPtr& disk)
   return disk->lastError();
 }
 
+ActionLock EngineTest::lockOf(const QVRamDiskPtr& disk) {
+  const auto lock = ActionLock::take(disk->identifier());
+  EXPECT_TRUE(lock) << QVDescription(lock.error());
+  return lock.value().value();
+}
+
 void EngineTest::replaceTool(platform::Tool tool, const std::string& script) {
   places->replacements[tool] = scratch.executable("tool-" + std::to_string(static_cast<int>(tool)),
                                                   "#!/bin/sh\n" + script + "\n");

@@ -56,6 +56,9 @@ class EngineTest : public testing::Test {
   // Runs an action to its end, on this thread where it may, and gives its error.
   QVErrorPtr perform(QVRamDiskAction action, const QVRamDiskPtr& disk);
 
+  // The disk's lock, which nobody holds.
+  static ActionLock lockOf(const QVRamDiskPtr& disk);
+
   // A tool of the test's own in place of one of the system's: a shell script.
   void replaceTool(platform::Tool tool, const std::string& script);
 

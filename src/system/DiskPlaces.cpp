@@ -1,0 +1,65 @@
+#include "system/DiskPlaces.h"
+
+#include "extensions/PathExtension.h"
+#include "platform/Services.h"
+
+namespace disk_places {
+namespace {
+
+using extensions::appendingPathComponent;
+using extensions::appendingPathExtension;
+
+constexpr std::string_view kSavedBaseSuffix = " (Tarnvale Backup Base)";
+
+std::string named(const std::string& parent, const std::string& identifier,
+                  std::string_view extension) {
+  return appendingPathComponent(parent, appendingPathExtension(identifier, extension));
+}
+
+}  // namespace
+
+std::string mountPath(const std::optional<std::string>& directory,
+                      const std::optional<std::string>& name) {
+  return appendingPathComponent(
+      directory ? *directory : platform::services().places->volumesDirectory(), name.value_or(""));
+}
+
+std::string savedBase(const std::string& directory, const std::string& name) {
+  return appendingPathComponent(directory, name + std::string(kSavedBaseSuffix));
+}
+
+bool isSavedBase(std::string_view path) { return path.ends_with(kSavedBaseSuffix); }
+
+std::string previousOf(const std::string& folder, std::string_view extension) {
+  return appendingPathExtension(folder, extension);
+}
+
+std::string incompleteMarkOf(const std::string& folder) {
+  return appendingPathExtension(folder, "incomplete");
+}
+
+std::string rescued(const std::string& path, int number) {
+  return path + (number == 1 ? " rescued" : " rescued " + std::to_string(number));
+}
+
+std::string backupFolder(const std::string& parent, const std::string& identifier) {
+  return named(parent, identifier, "TarnvaleBackup");
+}
+
+std::string deviceNote(const std::string& support, const std::string& identifier) {
+  return named(support, identifier, "TarnvaleDevice");
+}
+
+std::string lookPlace(const std::string& support, const std::string& identifier) {
+  return named(support, identifier, "TarnvaleVolume");
+}
+
+std::string lockFolder(const std::string& support) {
+  return appendingPathComponent(support, "Locks");
+}
+
+std::string lock(const std::string& support, const std::string& identifier) {
+  return appendingPathComponent(lockFolder(support), identifier);
+}
+
+}  // namespace disk_places
