@@ -17,7 +17,7 @@ Result<std::shared_ptr<void>> lockedFile(const std::string& support,
                                          const std::string& identifier) {
   const auto made = services().files->createDirectories(disk_places::lockFolder(support));
   if (!made) return made.error();
-  return services().files->lock(disk_places::lock(support, identifier));
+  return services().files->lock(disk_places::lockFile(support, identifier));
 }
 
 }  // namespace
@@ -47,7 +47,7 @@ Result<ActionLock, QVErrorPtr> ActionLock::take(const Text& identifier) {
 bool ActionLock::isTaken(const Text& identifier) {
   const auto support = QVRamDiskManager::appSupportPath();
   if (!support || !identifier) return false;
-  if (!services().files->exists(disk_places::lock(*support, *identifier))) return false;
+  if (!services().files->exists(disk_places::lockFile(*support, *identifier))) return false;
   const auto lock = lockedFile(*support, *identifier);
   return !lock && lock.error().code == EWOULDBLOCK;
 }

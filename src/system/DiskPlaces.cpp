@@ -58,7 +58,7 @@ std::string lockFolder(const std::string& support) {
   return appendingPathComponent(support, "Locks");
 }
 
-std::string lock(const std::string& support, const std::string& identifier) {
+std::string lockFile(const std::string& support, const std::string& identifier) {
   return appendingPathComponent(lockFolder(support), identifier);
 }
 

@@ -44,7 +44,7 @@ std::string deviceNote(const std::string& support, const std::string& identifier
 std::string lookPlace(const std::string& support, const std::string& identifier);
 
 std::string lockFolder(const std::string& support);
-std::string lock(const std::string& support, const std::string& identifier);
+std::string lockFile(const std::string& support, const std::string& identifier);
 
 // --- Extended attributes, of a volume's root but for the last
 

@@ -59,13 +59,11 @@ TEST_F(DeviceListTest, OnlyMemoryImagesWithOneEntityCount) {
        listing("<dict><key>system-entities</key><array>" + disk3 + "</array></dict>"),
        {}},
       {"no device entry", listing(image("ram://2048", "<dict></dict>")), {}},
-      {"no entities", listing("<dict><key>image-path</key><string>ram://1</string></dict>"), {}},
       {"wrong types",
        listing("<string>image</string>" +
                image("ram://2048", "<dict><key>dev-entry</key><integer>3</integer></dict>")),
        {}},
       {"no images", "<plist><dict></dict></plist>", {}},
-      {"an array", "<plist><array/></plist>", {}},
       {"no property list", "hdiutil: no images", {}},
       {"nothing", "", {}},
   };
@@ -102,11 +100,19 @@ TEST_F(DeviceListTest, AFailingToolIsAnError) {
 TEST_F(DeviceListTest, NodesAndMountPointsLeadToOneAnother) {
   const std::string node = freshDevice();
   ASSERT_NE(node, "");
-  const std::string path = scratch.directory("home/desk/over here");
+  const std::string path = work + "/not/yet/over here";
   std::optional<std::string> mounted;
-  ASSERT_EQ(QVRamDiskDevice::mountDeviceNode(node, work, "over here", QVRamDiskFormat_HFSPlus,
-                                             QVRamDiskType_Default, "ID", mounted),
+  ASSERT_EQ(QVRamDiskDevice::mountDeviceNode(node, work + "/not/yet", "over here",
+                                             QVRamDiskFormat_HFSPlus, QVRamDiskType_Default, "ID",
+                                             mounted),
             nullptr);
+  EXPECT_EQ(mounted, path);
+  QVRamDiskDevice::Infos infos;
+  ASSERT_TRUE(QVRamDiskDevice::getExtentedRamDiskInfos(infos, path));
+  EXPECT_EQ(infos, QVRamDiskDevice::infosOf(node, "ID"));
+  EXPECT_TRUE(QVRamDiskDevice::isVolumeOf("ID", path));
+  EXPECT_FALSE(QVRamDiskDevice::isVolumeOf("OTHER", path));
+  EXPECT_FALSE(QVRamDiskDevice::isVolumeOf(std::nullopt, path));
   QVErrorPtr error;
   EXPECT_EQ(QVRamDiskDevice::deviceNodeFromPath(path, error), node);
   EXPECT_EQ(QVRamDiskDevice::mountPointFromDeviceNode(node, error), path);

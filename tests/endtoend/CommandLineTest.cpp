@@ -1,8 +1,11 @@
 // The programs as a user runs them: real processes, real mounts, a home of their own.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -89,42 +92,6 @@ TEST_F(CommandLineTest, EveryActionWorksOnABaseModeDisk) {
   EXPECT_FALSE(fs::exists(folder + "/old"));
   EXPECT_FALSE(fs::exists(saved));
   EXPECT_FALSE(holds(readFile("/proc/self/mountinfo"), "/run/tarnvale/disk"));
-}
-
-TEST_F(CommandLineTest, EachBackupModeKeepsTheContentsInItsPlace) {
-  const std::string backups = scratch.directory("home/backups");
-  done("add --name support --directory '" + home + "/desk' --size 200M --backup support");
-  done("add --name chosen --directory '" + home + "/desk' --size 200M --backup-dir '" + backups +
-       "'");
-  done("add --name none --directory '" + home + "/desk' --size 200M --backup none");
-  done("create --all");
-  for (const char* name : {"support", "chosen", "none"})
-    scratch.file("home/desk/" + std::string(name) + "/file", name);
-  done("backup support chosen");
-  EXPECT_EQ(run("backup none").status, 1);
-  done("eject --all");
-  EXPECT_EQ(std::distance(fs::directory_iterator(backups), {}), 1);
-  done("create --all");
-  EXPECT_EQ(readFile(home + "/desk/support/file"), "support");
-  EXPECT_EQ(readFile(home + "/desk/chosen/file"), "chosen");
-  EXPECT_FALSE(fs::exists(home + "/desk/none/file"));
-}
-
-TEST_F(CommandLineTest, AForeignVolumeIsLeftAloneAndAnOlderDiskReplaced) {
-  done("add --name vol --directory '" + home + "/desk' --size 200M --backup none");
-  const std::string path = scratch.directory("home/desk/vol");
-  ASSERT_EQ(mount("foreign", path.c_str(), "tmpfs", 0, nullptr), 0);
-  const Ran refused = run("create vol");
-  EXPECT_EQ(refused.status, 1);
-  EXPECT_TRUE(holds(refused.output, "Another volume is mounted")) << refused.output;
-  ASSERT_EQ(umount2(path.c_str(), 0), 0);
-  done("create vol");
-  fs::rename(home + "/.local", home + "/.local-before");  // a registry that knows nothing of it
-  done("add --name vol --directory '" + home + "/desk' --size 200M --backup none");
-  done("create vol");
-  EXPECT_TRUE(isMounted(path));
-  const std::string mounts = readFile("/proc/self/mountinfo");
-  EXPECT_EQ(mounts.find("/run/tarnvale/disk"), mounts.rfind("/run/tarnvale/disk")) << "one device";
 }
 
 TEST_F(CommandLineTest, ProgramsThatChangeTheListTogetherLoseNothing) {
@@ -222,6 +189,28 @@ TEST_F(CommandLineTest, AnActionPutsRightWhatAnotherLeft) {
   done("sync cache");
 }
 
+// The program that acts on the disk knows its state, who is refused does not. A disk that waits to
+// be mounted is left to the action, which is where the other is met.
+TEST_F(CommandLineTest, WhoIsRefusedSavesNothingOfTheDisk) {
+  done("add '" + folder + "' --size 200M --backup none");
+  done("create cache");
+  ASSERT_EQ(umount2(folder.c_str(), 0), 0);
+  const fs::path support = home + "/.local/share/com.tarnvale.Tarnvale";
+  const auto file = fs::directory_iterator(support / "Locks")->path();
+  const int theirs = open(file.c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(flock(theirs, LOCK_EX | LOCK_NB), 0);
+  const auto before = fs::last_write_time(support / "RamDiskEntries");
+  for (const char* action : {"remount cache", "eject cache"}) {
+    const Ran ran = run(action);
+    EXPECT_EQ(ran.status, 1) << action;
+    EXPECT_TRUE(holds(ran.output, "nother program is working on")) << ran.output;
+    EXPECT_EQ(fs::last_write_time(support / "RamDiskEntries"), before) << action;
+  }
+  close(theirs);
+  done("remount cache");
+  EXPECT_NE(fs::last_write_time(support / "RamDiskEntries"), before);
+}
+
 TEST_F(CommandLineTest, BadInputIsOneLineAndChangesNothing) {
   done("add '" + folder + "' --size 200M");
   scratch.file("home/desk/file");
@@ -230,27 +219,14 @@ TEST_F(CommandLineTest, BadInputIsOneLineAndChangesNothing) {
   const std::pair<std::string, int> rows[] = {
       {"add '" + home + "/missing' --size 200M", 4},
       {"add '" + home + "/desk/file' --size 200M", 4},
-      {"add --name a/b --size 200M" + place, 4},
       {"add --name x --size 0" + place, 2},
-      {"add --name x --size=-1" + place, 2},
-      {"add --name x --size 10E" + place, 2},
-      {"add --name x --size 127M" + place, 4},
-      {"add --name x --size 129G" + place, 4},
       {"add --name x --size 120G" + place, 4},
-      {"add --name x --size 200M --directory /usr/share", 4},
       {"add --kind safari", 4},
-      {"add --kind nonsense", 2},
       {"create nope", 3},
-      {"eject nope", 3},
       {"eject cache", 1},
-      {"sync cache", 1},
-      {"remount cache", 1},
       {"recover", 2},
-      {"recover cache --all", 2},
-      {"recover nope", 3},
       {"nonsense", 2},
       {"", 2},
-      {"list --nonsense", 2},
       {"move cache 99", 2},
   };
   for (const auto& [arguments, status] : rows) {
@@ -260,16 +236,6 @@ TEST_F(CommandLineTest, BadInputIsOneLineAndChangesNothing) {
                                                                          << ran.output;
     EXPECT_EQ(registry(), before) << arguments;
   }
-}
-
-TEST_F(CommandLineTest, TheListIsFullAtFifteen) {
-  for (int i = 0; i < 15; ++i)
-    done("add --name d" + std::to_string(i) + " --directory '" + home + "/desk' --size 200M");
-  const std::string before = registry();
-  const Ran ran = run("add --name d15 --directory '" + home + "/desk' --size 200M");
-  EXPECT_NE(ran.status, 0);
-  EXPECT_EQ(std::count(ran.output.begin(), ran.output.end(), '\n'), 1) << ran.output;
-  EXPECT_EQ(registry(), before);
 }
 
 TEST_F(CommandLineTest, ABrokenRegistryIsNamedAndLeftAsItIs) {

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "system/QVMacInfo.h"
 #include "tests/menu/MenuTest.h"
 
@@ -65,6 +67,19 @@ TEST_F(DiskMenuTest, WhatCanBeDoneToAMountedDisk) {
   is(kDirectory, kBrowser,
      {"Eject (off) [mi_statusEject:] {ejec}" + why, "Rebuild (off) [mi_rebuild:] {burn}" + why,
       backup, "Delete All Files (off) [mi_cleanUp:] {ftrh}" + why});
+}
+
+// There is nothing that it could be written back into.
+TEST_F(DiskMenuTest, ABaseModeDiskWithoutADirectoryIsNotSynchronised) {
+  start();
+  const auto made = record("disk", QVRamDiskStatus_mounted, QVRamDiskBackupMode_Base);
+  made->setMountDirectory(std::nullopt);
+  std::vector<std::string> titles;
+  for (const auto& item : open().items()) titles.push_back(item->title);
+  EXPECT_EQ(std::count(titles.begin(), titles.end(), "Synchronise All"), 0);
+  titles.clear();
+  for (const auto& item : openDisk("disk").items()) titles.push_back(item->title);
+  EXPECT_EQ(titles, (std::vector<std::string>{"Eject", "Rebuild", "Delete All Files"}));
 }
 
 TEST_F(DiskMenuTest, AnActionThatBeganMeanwhileIsReportedAndTheMenuIsBuilt) {
