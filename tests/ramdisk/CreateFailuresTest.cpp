@@ -12,7 +12,7 @@ using platform::Tool;
 constexpr char kBase[] = "Unable to create RamDisk";
 
 // One way in which a creation fails, and all that it leaves.
-struct Row {
+struct CreateFailure {
   const char* title;
   std::function<void(EngineTest&, QVRamDisk&)> arrange;
   std::string verb;  // of the call that fails, empty when the arrangement suffices
@@ -35,7 +35,7 @@ class CreateFailures : public EngineTest {
   using EngineTest::scratch;
 
  protected:
-  void check(const Row& row);
+  void check(const CreateFailure& row);
 };
 
 CreateFailures& own(EngineTest& test) { return static_cast<CreateFailures&>(test); }
@@ -51,7 +51,7 @@ void tooLargeForTheDisk(EngineTest& test, QVRamDisk& disk) {
   fs::resize_file(path, disk.size() / 3 * 2 + 1);
 }
 
-std::vector<Row> rows() {
+std::vector<CreateFailure> rows() {
   const std::string failed = "injected failure";
   const auto nothing = [](EngineTest&, QVRamDisk&) {};
   const auto tool = [](Tool which) { return FaultyPlaces::verb(which); };
@@ -119,7 +119,7 @@ std::string replaced(std::string text, const std::string& what, const std::strin
   return place == std::string::npos ? text : text.replace(place, what.size(), by);
 }
 
-void CreateFailures::check(const Row& row) {
+void CreateFailures::check(const CreateFailure& row) {
   const auto disk = diskOver("cache", QVRamDiskBackupMode_Base);
   scratch.file("home/desk/cache/kept", "mine");
   row.arrange(*this, *disk);
@@ -147,7 +147,7 @@ void CreateFailures::check(const Row& row) {
 }
 
 TEST_F(CreateFailures, EachSaysWhatFailedAndKeepsTheFiles) {
-  for (const Row& row : rows()) {
+  for (const CreateFailure& row : rows()) {
     SCOPED_TRACE(row.title);
     check(row);
     fs::remove_all(folder("cache"));
