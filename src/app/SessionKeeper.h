@@ -22,7 +22,7 @@
 #include <optional>
 
 #include "platform/MainLoop.h"
-#include "platform/Notifications.h"
+#include "platform/Session.h"
 #include "ramdisk/QVRamDiskEntries.h"
 
 namespace app {

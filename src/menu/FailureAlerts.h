@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/Alerts.h"
+#include "platform/Desktop.h"
 #include "ramdisk/QVRamDisk.h"
 
 namespace menu {

@@ -12,7 +12,7 @@
 #include "menu/StatusBar.h"
 #include "menu/StatusItemView.h"
 #include "platform/Files.h"
-#include "platform/Notifications.h"
+#include "platform/Session.h"
 #include "ramdisk/ActionLock.h"
 #include "ramdisk/QVRamDiskEntries.h"
 

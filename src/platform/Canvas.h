@@ -1,4 +1,5 @@
 #pragma once
+// What is drawn, and what it is drawn on.
 
 #include <cstdint>
 #include <functional>
@@ -6,9 +7,38 @@
 #include <string>
 #include <vector>
 
-#include "platform/Geometry.h"
-
 namespace platform {
+
+// In points. The origin of a rectangle is its bottom left corner: y grows upwards everywhere.
+struct Point {
+  double x = 0;
+  double y = 0;
+
+  bool operator==(const Point&) const = default;
+};
+
+struct Size {
+  double width = 0;
+  double height = 0;
+
+  bool operator==(const Size&) const = default;
+};
+
+struct Rect {
+  double x = 0;
+  double y = 0;
+  double width = 0;
+  double height = 0;
+
+  bool operator==(const Rect&) const = default;
+
+  double right() const { return x + width; }
+  double top() const { return y + height; }
+  Size size() const { return {width, height}; }
+  bool holds(Point point) const {
+    return point.x >= x && point.x < right() && point.y >= y && point.y < top();
+  }
+};
 
 // A colour: either fixed, or one that the desktop's look decides when it is drawn.
 struct Colour {

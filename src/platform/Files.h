@@ -35,19 +35,24 @@ class Files {
   virtual Result<FileTimes> times(const std::string& path) const = 0;
 
   // Removes the item, a directory with everything in it. Links are removed, not followed, and no
-  // mount point is crossed: one found below fails the call. Stops at the first failure.
+  // mount point is crossed: one found below fails the call. Stops at the first failure; what went
+  // until then stays gone.
   virtual Outcome remove(const std::string& path) = 0;
 
-  // Renames within one file system. Something already at `to` is a failure, never replaced.
+  // Renames within one file system. Something already at `to` is a failure, never replaced. After
+  // any failure both are as they were.
   virtual Outcome move(const std::string& from, const std::string& to) = 0;
 
   // Makes the directory and those above it that are missing. An existing directory is a success.
+  // After a failure those that were made stay.
   virtual Outcome createDirectories(const std::string& path) = 0;
 
   virtual Result<std::string> contents(const std::string& path) const = 0;
 
-  // Replaces the file's contents atomically and durably: written beside, flushed, renamed.
-  // An existing file keeps its mode; a new one is readable by its owner only.
+  // Replaces the file's contents atomically and durably: written beside, flushed, renamed; what a
+  // link leads to, not the link. An existing file keeps its mode; a new one is readable by its
+  // owner only. After a failure the former contents are there, or, where only the name could not be
+  // flushed, the new ones; never a part of either.
   virtual Outcome replaceContents(const std::string& path, std::string_view bytes) = 0;
 
   // Keeps others, in this program and in others, from holding the same file locked, until the

@@ -4,22 +4,16 @@
 
 #include <memory>
 
-#include "platform/Alerts.h"
-#include "platform/Applications.h"
-#include "platform/Bundle.h"
-#include "platform/Defaults.h"
+#include "platform/Desktop.h"
 #include "platform/FileCopying.h"
 #include "platform/Files.h"
 #include "platform/Graphics.h"
-#include "platform/LoginItems.h"
 #include "platform/Machine.h"
 #include "platform/MainLoop.h"
-#include "platform/Notifications.h"
 #include "platform/Places.h"
-#include "platform/SessionEnd.h"
-#include "platform/SystemLog.h"
+#include "platform/Program.h"
+#include "platform/Session.h"
 #include "platform/Volumes.h"
-#include "platform/Workspace.h"
 
 namespace platform {
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/Alerts.h"
+#include "platform/Desktop.h"
 
 // The session's list of programs started at login. An application is named by its path; an item is
 // its own when it starts that path, and counts as a leftover of it when it only bears its name: a

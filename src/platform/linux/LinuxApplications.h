@@ -4,7 +4,7 @@
 #include <map>
 #include <mutex>
 
-#include "platform/Applications.h"
+#include "platform/Desktop.h"
 #include "platform/linux/InstalledApplications.h"
 
 namespace platform {

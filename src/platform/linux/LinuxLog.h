@@ -5,8 +5,8 @@
 #include <mutex>
 #include <string>
 
-#include "platform/Alerts.h"
-#include "platform/SystemLog.h"
+#include "platform/Desktop.h"
+#include "platform/Program.h"
 
 namespace platform {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/LoginItems.h"
+#include "platform/Session.h"
 #include "platform/linux/DesktopEntry.h"
 
 namespace platform {

@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "platform/Notifications.h"
-#include "platform/SystemLog.h"
+#include "platform/Program.h"
+#include "platform/Session.h"
 #include "platform/linux/Bus.h"
 #include "platform/posix/LocalNotifications.h"
 

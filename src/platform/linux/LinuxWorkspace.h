@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/Workspace.h"
+#include "platform/Desktop.h"
 #include "platform/linux/InstalledApplications.h"
 
 namespace platform {

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "platform/MainLoop.h"
-#include "platform/SessionEnd.h"
-#include "platform/SystemLog.h"
+#include "platform/Program.h"
+#include "platform/Session.h"
 #include "platform/linux/Bus.h"
 
 namespace platform {

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "extensions/PropertyList.h"
-#include "platform/Defaults.h"
+#include "platform/Program.h"
 
 namespace platform {
 

@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "platform/MainLoop.h"
-#include "platform/Notifications.h"
+#include "platform/Session.h"
 
 namespace platform {
 

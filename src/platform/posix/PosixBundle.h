@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/Bundle.h"
+#include "platform/Program.h"
 #include "platform/posix/Environment.h"
 
 namespace platform {

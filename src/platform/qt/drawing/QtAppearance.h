@@ -4,7 +4,7 @@
 #include <optional>
 #include <utility>
 
-#include "platform/Defaults.h"
+#include "platform/Program.h"
 
 namespace platform::qt {
 

@@ -8,7 +8,7 @@
 #include <memory>
 #include <optional>
 
-#include "platform/Notifications.h"
+#include "platform/Session.h"
 #include "platform/qt/settings/DisksPage.h"
 #include "platform/qt/settings/GeneralPage.h"
 #include "settings/Registry.h"

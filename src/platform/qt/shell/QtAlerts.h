@@ -3,7 +3,7 @@
 #include <QPointer>
 #include <QWidget>
 
-#include "platform/Alerts.h"
+#include "platform/Desktop.h"
 
 namespace platform {
 
