@@ -4,6 +4,7 @@
 #include <chrono>
 #include <sstream>
 
+#include "core/QVError.h"
 #include "core/QVLog.h"
 #include "extensions/PathExtension.h"
 #include "platform/Services.h"
