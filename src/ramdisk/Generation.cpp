@@ -87,13 +87,13 @@ std::optional<std::string> Generation::whole() const {
 
 // A folder is made in one step; a file that is written would leave its beginning when cut off.
 platform::Outcome Generation::mark() const {
-  if (const auto done = services().files->createDirectories(marker_); !done) return done;
+  if (auto done = services().files->createDirectories(marker_); !done) return done;
   return services().files->flushNames(extensions::deletingLastPathComponent(marker_));
 }
 
 platform::Outcome Generation::unmark() const {
   if (!isMarked()) return {};
-  if (const auto done = services().files->remove(marker_); !done) return done;
+  if (auto done = services().files->remove(marker_); !done) return done;
   return services().files->flushNames(extensions::deletingLastPathComponent(marker_));
 }
 

@@ -143,9 +143,9 @@ Outcome LinuxLoginItems::hide(const std::string& file, const std::string& name) 
 Outcome LinuxLoginItems::write(const std::string& name, const DesktopEntry& entry) {
   if (folders_.own.empty()) return posixError(ENOENT, "the folder of autostart entries");
   PosixFiles files;
-  if (const auto done = files.createDirectories(folders_.own); !done) return done;
+  if (auto done = files.createDirectories(folders_.own); !done) return done;
   if (isLink(ownPath(name))) {
-    if (const auto done = files.remove(ownPath(name)); !done) return done;
+    if (auto done = files.remove(ownPath(name)); !done) return done;
   }
   return replaceWholeFile(ownPath(name), entry.text());
 }

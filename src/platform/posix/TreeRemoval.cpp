@@ -91,9 +91,9 @@ class TreeRemover {
       : path_(std::move(folder)), top_(std::move(top)), topIdentity_(identity) {}
 
   Outcome remove(const std::string& name) {
-    if (const auto done = descend(name); !done) return done;
+    if (auto done = descend(name); !done) return done;
     while (!levels_.empty()) {
-      if (const auto done = step(); !done) return done;
+      if (auto done = step(); !done) return done;
     }
     return {};
   }
