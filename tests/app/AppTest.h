@@ -51,8 +51,8 @@ class TracedLoop : public platform::PosixMainLoop {
 
 class TracedFiles : public FaultyFiles {
  public:
-  TracedFiles(std::shared_ptr<platform::Files> real, FaultPlanPtr plan, TracePtr trace)
-      : FaultyFiles(std::move(real), std::move(plan)), trace_(std::move(trace)) {}
+  TracedFiles(FaultPlanPtr plan, TracePtr trace)
+      : FaultyFiles(std::move(plan)), trace_(std::move(trace)) {}
   platform::Result<std::string> contents(const std::string& path) const override {
     if (path.ends_with("/RamDiskEntries")) trace_->write(0, "read the list");
     return FaultyFiles::contents(path);
@@ -69,9 +69,8 @@ class TracedFiles : public FaultyFiles {
 // Tells when a disk is made, and on which thread.
 class TracedPlaces : public FaultyPlaces {
  public:
-  TracedPlaces(std::shared_ptr<platform::Places> real, TracePtr trace)
-      : FaultyPlaces(std::move(real), std::make_shared<FaultPlan>(), ""),
-        trace_(std::move(trace)) {}
+  TracedPlaces(const FaultyPlaces& real, TracePtr trace)
+      : FaultyPlaces(real), trace_(std::move(trace)) {}
   std::string tool(platform::Tool tool) const override {
     if (tool == platform::Tool::Formatter)
       trace_->write(0, std::this_thread::get_id() == main_ ? "make a disk here" : "make a disk");
@@ -104,8 +103,8 @@ class AppTest : public EngineTest {
     services.mainLoop = loop;
     services.applications = applications;
     services.sessionEnd = sessionEnd;
-    services.files = std::make_shared<TracedFiles>(services.files, faults, trace);
-    services.places = std::make_shared<TracedPlaces>(services.places, trace);
+    services.files = std::make_shared<TracedFiles>(faults, trace);
+    services.places = places = std::make_shared<TracedPlaces>(*places, trace);
     platform::install(services);
   }
 

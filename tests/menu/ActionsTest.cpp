@@ -183,7 +183,7 @@ TEST_F(ActionsTest, AHugeDiskIsEmptiedBehindTheMenu) {
   startMounted();
   scratch.file("home/desk/cache/folder/file");
   auto services = platform::services();
-  const auto held = std::make_shared<HeldFiles>(services.files, faults);
+  const auto held = std::make_shared<HeldFiles>(faults);
   services.files = held;
   platform::install(services);
   open();

@@ -32,7 +32,7 @@ MenuTest::MenuTest() {
   services.graphics = graphics;
   services.machine = machine;
   services.applications = applications;
-  files = std::make_shared<CountingFiles>(services.files, faults);
+  files = std::make_shared<CountingFiles>(faults);
   services.files = files;
   platform::install(services);
   const auto kind = [](QVRamDiskType type, const char* running) {

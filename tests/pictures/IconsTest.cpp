@@ -36,7 +36,7 @@ class IconsTest : public testing::Test {
   void install() {
     world.install(world.places);
     auto all = platform::services();
-    all.files = std::make_shared<FaultyFiles>(all.files, faults);
+    all.files = std::make_shared<FaultyFiles>(faults);
     platform::install(all);
   }
 

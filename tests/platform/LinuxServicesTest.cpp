@@ -2,15 +2,21 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "leaf/Descriptor.h"
 #include "platform/linux/LinuxLog.h"
+#include "platform/linux/LinuxMachine.h"
+#include "platform/linux/LinuxPlaces.h"
 #include "tests/support/Scratch.h"
+#include "tests/support/Variables.h"
 
 using namespace platform;
 
@@ -67,4 +73,102 @@ TEST(StandardErrorAlerts, AreWrittenAndNotWaitedFor) {
   std::array<char, 100> text{};
   ASSERT_GT(read(reading.get(), text.data(), text.size() - 1), 0);
   EXPECT_STREQ(text.data(), "Title.\nText.\nAlone.\n");
+}
+
+TEST(LinuxPlaces, FollowsTheEnvironment) {
+  const passwd* account = getpwuid(getuid());
+  ASSERT_NE(account, nullptr);
+  const std::string own = account->pw_dir;
+  // HOME, XDG_DATA_HOME, XDG_CONFIG_HOME, XDG_CACHE_HOME, and what comes of them.
+  const std::array<std::string, 8> cases[] = {
+      {"/h//", "/d/", "/k", "/c", "/h", "/d", "/k", "/c"},
+      {"/h", "d", "", "~", "/h", "/h/.local/share", "/h/.config", "/h/.cache"},
+      {"/", "", "", "", "/", "/.local/share", "/.config", "/.cache"},
+      {"relative", "", "", "", own, own + "/.local/share", own + "/.config", own + "/.cache"},
+      {"", "", "", "", own, own + "/.local/share", own + "/.config", own + "/.cache"}};
+  for (const auto& test : cases) {
+    const LinuxPlaces places(linuxDirectories(environmentOf({{"HOME", test[0]},
+                                                             {"XDG_DATA_HOME", test[1]},
+                                                             {"XDG_CONFIG_HOME", test[2]},
+                                                             {"XDG_CACHE_HOME", test[3]}})),
+                             "/libexec");
+    EXPECT_EQ(places.home(), test[4]);
+    EXPECT_EQ(places.applicationSupportDirectories(), std::vector{test[5]}) << test[0];
+    EXPECT_EQ(places.preferencesDirectory(), test[6]) << test[0];
+    EXPECT_EQ(places.cachesDirectories(), std::vector{test[7]}) << test[0];
+    EXPECT_EQ(places.kindTable()[5].preset.mountDirectory, test[7] + "/mozilla");
+  }
+  const LinuxPlaces places(linuxDirectories(environmentOf({})), "/libexec");
+  EXPECT_EQ(places.volumesDirectory(), std::string("/run/media/") + account->pw_name);
+  EXPECT_EQ(places.tool(Tool::Formatter), "/libexec/newfs_hfs");
+}
+
+TEST(LinuxPlaces, LooksForApplicationsInEveryShare) {
+  const auto found = linuxDirectories(environmentOf(
+      {{"HOME", "/h"}, {"XDG_DATA_DIRS", "/one:two::/three/"}, {"PATH", "/b:.::/c"}}));
+  EXPECT_EQ(
+      found.applications,
+      (std::vector<std::string>{
+          "/h/.local/share/applications", "/one/applications", "/three/applications",
+          "/h/.local/share/flatpak/exports/share/applications",
+          "/var/lib/flatpak/exports/share/applications", "/var/lib/snapd/desktop/applications"}));
+  EXPECT_EQ(found.executables, (std::vector<std::string>{"/b", "/c"}));
+}
+
+TEST(LinuxMachine, CountsPagesOfTheKernelsAmounts) {
+  const Scratch root;
+  const auto kilobytes = [](long pages) {
+    return std::to_string(pages * sysconf(_SC_PAGESIZE) / 1024) + " kB\n";
+  };
+  root.file("proc/meminfo", "MemTotal:       16384256 kB\nMemFree: " + kilobytes(11) +
+                                "Active(anon): 999 kB\nActive:   " + kilobytes(12) +
+                                "Inactive: " + kilobytes(13) + "Unevictable: " + kilobytes(100) +
+                                "SReclaimable: " + kilobytes(14) + "SUnreclaim: " + kilobytes(20) +
+                                "KernelStack: " + kilobytes(3) + "PageTables: " + kilobytes(4));
+  const LinuxMachine machine(root.path());
+  EXPECT_EQ(machine.physicalMemory(), 16384256ULL * 1024);
+  const auto pages = machine.virtualMemory().value_or(VirtualMemoryPages());
+  EXPECT_EQ(pages.pageSize, static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE)));
+  EXPECT_EQ((std::vector{pages.free, pages.active, pages.inactive, pages.wired, pages.purgeable,
+                         pages.compressed}),
+            (std::vector<std::uint64_t>{11, 12, 13, 127, 14, 0}));
+}
+
+TEST(LinuxMachine, DescribesTheMachineFromWhatIsThere) {
+  const Scratch root;
+  const LinuxMachine machine(root.path());
+  int code = 0;
+  EXPECT_EQ(machine.hardwareModel(code), std::nullopt);
+  EXPECT_EQ(std::exchange(code, 0), ENOENT);
+  EXPECT_EQ(machine.processorFrequency(code), std::nullopt);
+  EXPECT_EQ(code, ENOENT);
+  EXPECT_EQ(machine.virtualMemory(), std::nullopt);
+
+  root.file("proc/device-tree/model", std::string("A Board 5\0", 10));
+  root.file("proc/cpuinfo",
+            "processor\t: 0\ncpu MHz\t\t: 2400.500\nprocessor\t: 1\ncpu MHz\t: 1\n");
+  root.file("proc/uptime", "1234.56 99.00\n");
+  root.file("usr/lib/os-release", "VERSION_ID=1\n");
+  EXPECT_EQ(machine.hardwareModel(code), "A Board 5");
+  EXPECT_EQ(machine.processorFrequency(code), 2'400'500'000U);
+  EXPECT_DOUBLE_EQ(machine.uptime(), 1234.56);
+  EXPECT_EQ(machine.productVersion(), "1");
+
+  root.file("sys/class/dmi/id/product_name", "Laptop 9\n");
+  root.file("sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_max_freq", "4700000\n");
+  root.file("etc/os-release", "NAME=\"X\"\nVERSION_ID=\"12.4\"\n");
+  EXPECT_EQ(machine.hardwareModel(code), "Laptop 9");
+  EXPECT_EQ(machine.processorFrequency(code), UINT32_MAX);
+  EXPECT_EQ(machine.productVersion(), "12.4");
+}
+
+// The running machine's amounts fit each other.
+TEST(LinuxMachine, ReadsTheRealMachine) {
+  const LinuxMachine machine;
+  const auto pages = machine.virtualMemory();
+  ASSERT_TRUE(pages);
+  EXPECT_GT(machine.physicalMemory(), 0U);
+  EXPECT_LT((pages->free + pages->wired) * pages->pageSize, machine.physicalMemory());
+  EXPECT_GT(machine.uptime(), 0);
+  EXPECT_EQ(machine.processorCount(), std::thread::hardware_concurrency());
 }

@@ -1,20 +1,235 @@
+// Real volumes, and real processes that use them.
+
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mman.h>
 #include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
+#include <functional>
 #include <tuple>
 
+#include "leaf/Descriptor.h"
 #include "platform/linux/LinuxVolumes.h"
+#include "platform/linux/VolumeUse.h"
 #include "tests/support/Scratch.h"
 
 using namespace platform;
 
 namespace {
+
+// A process that did something and holds on to it until it is ended.
+class Child {
+ public:
+  explicit Child(const std::function<bool()>& act) {
+    std::array<int, 2> ready{};
+    EXPECT_EQ(pipe2(ready.data(), O_CLOEXEC), 0);
+    number_ = fork();
+    if (number_ == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      if (act() && write(ready[1], "", 1) == 1) pause();
+      _exit(1);
+    }
+    const Descriptor reading(ready[0]);
+    close(ready[1]);
+    char byte = 0;
+    EXPECT_EQ(read(reading.get(), &byte, 1), 1) << "the child could not do its part";
+  }
+  ~Child() {
+    kill(number_, SIGKILL);
+    waitpid(number_, nullptr, 0);
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+  std::int64_t number() const { return number_; }
+
+ private:
+  pid_t number_ = 0;
+};
+
+bool holds(const std::string& path, int flags) { return open(path.c_str(), flags, 0600) >= 0; }
+
+// The descriptor is closed again: the mapping is all that is left.
+bool maps(const std::string& path, int openFlags, int protection, int flags) {
+  const Descriptor file(open(path.c_str(), openFlags));
+  return mmap(nullptr, 4096, protection, flags, file.get(), 0) != MAP_FAILED;
+}
+
+std::uint64_t inodeOf(const std::string& path) {
+  struct stat info {};
+  EXPECT_EQ(stat(path.c_str(), &info), 0) << path;
+  return info.st_ino;
+}
+
+class LinuxVolumeUse : public testing::Test {
+ protected:
+  LinuxVolumeUse() {
+    EXPECT_EQ(mount("/dev/disk7", volume.c_str(), "tmpfs", 0, nullptr), 0);
+    file = scratch.file("volume (deleted) x/a file", std::string(4096, 'x'));
+  }
+  ~LinuxVolumeUse() override { umount2(volume.c_str(), MNT_DETACH); }
+
+  Scratch scratch;
+  // Blanks and the words that the kernel puts behind the name of a deleted file.
+  std::string volume = scratch.directory("volume (deleted) x");
+  std::string file;
+};
+
+constexpr int kReadWrite = PROT_READ | PROT_WRITE;
+
+TEST_F(LinuxVolumeUse, TellsHowEachProgramUsesTheVolume) {
+  const std::string bound = scratch.directory("bound");
+  const struct {
+    const char* title;
+    std::function<bool()> act;
+    bool writing = false;
+    bool mapped = false;
+  } cases[] = {
+      {"reading", [&] { return holds(file, O_RDONLY); }},
+      {"writing", [&] { return holds(file, O_WRONLY | O_APPEND); }, true},
+      {"both", [&] { return holds(file, O_RDWR) && holds(volume, O_RDONLY); }, true},
+      {"path only", [&] { return holds(volume, O_PATH); }},
+      {"private mapping", [&] { return maps(file, O_RDONLY, kReadWrite, MAP_PRIVATE); }},
+      {"shared, reading", [&] { return maps(file, O_RDONLY, PROT_READ, MAP_SHARED); }},
+      {"shared, writing", [&] { return maps(file, O_RDWR, kReadWrite, MAP_SHARED); }, true, true},
+      {"writing, by another mount",
+       [&] {
+         return mount(volume.c_str(), bound.c_str(), nullptr, MS_BIND, nullptr) == 0 &&
+                holds(bound + "/a file", O_WRONLY);
+       },
+       true},
+      {"working directory", [&] { return chdir(volume.c_str()) == 0; }},
+      {"root directory", [&] { return chroot(volume.c_str()) == 0; }},
+      {"deleted file",
+       [&] {
+         return holds(volume + "/d", O_RDWR | O_CREAT) && unlink((volume + "/d").c_str()) == 0;
+       },
+       true},
+      {"deleted directory",
+       [&] {
+         const std::string path = volume + "/gone";
+         return mkdir(path.c_str(), 0700) == 0 && chdir(path.c_str()) == 0 &&
+                rmdir(path.c_str()) == 0;
+       }},
+      {"file without a name", [&] { return holds(volume, O_TMPFILE | O_RDWR); }, true},
+      {"opened, then a namespace of its own",
+       [&] { return holds(file, O_WRONLY) && unshare(CLONE_NEWNS) == 0; }, true},
+      {"a namespace of its own", [&] { return unshare(CLONE_NEWNS) == 0 && holds(file, O_WRONLY); },
+       true},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.title);
+    const Child child(test.act);
+    const VolumeUse use = volumeUse(volume);
+    ASSERT_EQ(use.users.size(), 1U);
+    EXPECT_EQ(use.users[0].processIdentifier, child.number());
+    EXPECT_EQ(use.users[0].writing, test.writing);
+    EXPECT_EQ(use.users[0].name, "test_platform");
+    EXPECT_EQ(use.mappedInodes, test.mapped ? std::vector<std::uint64_t>{inodeOf(file)}
+                                            : std::vector<std::uint64_t>());
+  }
+  EXPECT_TRUE(volumeUse(volume).users.empty()) << "all have ended";
+  umount2(bound.c_str(), MNT_DETACH);
+}
+
+TEST_F(LinuxVolumeUse, PassesOverWhatIsNotOnTheVolume) {
+  const std::string other = scratch.directory("volume (deleted) x2");
+  const std::string inside = scratch.directory("volume (deleted) x/mounted");
+  ASSERT_EQ(mount("other", other.c_str(), "tmpfs", 0, nullptr), 0);
+  ASSERT_EQ(mount("inside", inside.c_str(), "tmpfs", 0, nullptr), 0);
+  const std::string fooling = scratch.file("volume (deleted) x2/a 00:00 b");
+  const Child child([&] {
+    return holds(other + "/f", O_RDWR | O_CREAT) && holds(inside + "/f", O_RDWR | O_CREAT) &&
+           chdir(inside.c_str()) == 0 && maps(fooling, O_RDWR, kReadWrite, MAP_SHARED);
+  });
+  EXPECT_TRUE(volumeUse(volume).users.empty());
+  EXPECT_TRUE(volumeUse(volume).mappedInodes.empty());
+  EXPECT_EQ(volumeUse(inside).users.size(), 1U);
+  EXPECT_EQ(volumeUse(other).users.size(), 1U);
+  umount2(inside.c_str(), MNT_DETACH);
+  umount2(other.c_str(), MNT_DETACH);
+}
+
+// What a volume covers is not on it, though the kernel tells the same paths.
+TEST_F(LinuxVolumeUse, PassesOverWhatTheVolumeCovers) {
+  const Child below([&] { return holds(file, O_WRONLY) && chdir(volume.c_str()) == 0; });
+  ASSERT_EQ(mount("upper", volume.c_str(), "tmpfs", 0, nullptr), 0);
+  EXPECT_TRUE(volumeUse(volume).users.empty());
+  const Child above([&] { return chdir(volume.c_str()) == 0; });
+  ASSERT_EQ(volumeUse(volume).users.size(), 1U);
+  EXPECT_EQ(volumeUse(volume).users[0].processIdentifier, above.number());
+  umount2(volume.c_str(), MNT_DETACH);
+}
+
+TEST_F(LinuxVolumeUse, CountsItsOwnMappingsAndNotItself) {
+  const Descriptor own(open(file.c_str(), O_RDWR));
+  void* const address = mmap(nullptr, 4096, kReadWrite, MAP_SHARED, own.get(), 0);
+  ASSERT_NE(address, MAP_FAILED);
+  const std::string second = scratch.file("volume (deleted) x/second", std::string(4096, 'x'));
+  const Child child([&] { return maps(second, O_RDWR, kReadWrite, MAP_SHARED); });
+  const VolumeUse use = volumeUse(volume);
+  // The child has the mapping of its parent as well; each inode is told once.
+  EXPECT_EQ(use.users.size(), 1U);
+  std::vector<std::uint64_t> inodes = {inodeOf(file), inodeOf(second)};
+  std::sort(inodes.begin(), inodes.end());
+  EXPECT_EQ(use.mappedInodes, inodes);
+  munmap(address, 4096);
+}
+
+TEST_F(LinuxVolumeUse, ShowsANameInFull) {
+  const std::string program = scratch.path("a-program-with-a-long-name");
+  std::filesystem::copy_file("/bin/sleep", program);
+  const std::string script =
+      scratch.executable("a-script-with-a-long-name", "#!/bin/sh\nread -r line\n");
+  for (const std::string& path : {program, script}) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), 0), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+      dup2(ends[0], STDIN_FILENO);
+      if (chdir(volume.c_str()) == 0) execl(path.c_str(), path.c_str(), "1000", nullptr);
+      _exit(1);
+    }
+    const std::string name = path.substr(path.rfind('/') + 1);
+    std::string found;
+    while (found != name && waitpid(child, nullptr, WNOHANG) == 0) {
+      const auto users = volumeUse(volume).users;
+      found = users.empty() ? "" : users[0].name;
+    }
+    EXPECT_EQ(found, name);
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    close(ends[0]);
+    close(ends[1]);
+  }
+}
+
+TEST_F(LinuxVolumeUse, TakesProcessesThatEndMeanwhile) {
+  for (int round = 0; round < 30; ++round) {
+    const pid_t child = fork();
+    if (child == 0) _exit(holds(file, O_WRONLY) ? 0 : 1);
+    for (const VolumeUser& user : volumeUse(volume).users) EXPECT_EQ(user.processIdentifier, child);
+    waitpid(child, nullptr, 0);
+  }
+}
+
+TEST_F(LinuxVolumeUse, SaysNothingWhereNoVolumeIsMounted) {
+  const std::string ordinary = scratch.directory("ordinary");
+  const Child child([&] { return chdir(ordinary.c_str()) == 0; });
+  for (const std::string& path : {ordinary, scratch.path("missing"), std::string()})
+    EXPECT_EQ(volumeUse(path).users, std::vector<VolumeUser>()) << path;
+}
 
 class LinuxVolumesTest : public testing::Test {
  protected:

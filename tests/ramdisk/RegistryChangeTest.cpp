@@ -241,7 +241,7 @@ struct FilesWithoutLocks : FaultyFiles {
 
 TEST_F(RegistryChangeTest, AFileSystemWithoutLocksIsWrittenAllTheSame) {
   auto services = platform::services();
-  services.files = std::make_shared<FilesWithoutLocks>(services.files, faults);
+  services.files = std::make_shared<FilesWithoutLocks>(faults);
   platform::install(services);
   const auto before = shared()->size();
   EXPECT_TRUE(grow(0ms));

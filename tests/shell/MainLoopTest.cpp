@@ -13,7 +13,7 @@ using platform::qt::QtAlerts;
 using platform::qt::QtMainLoop;
 
 namespace loops {
-INSTANTIATE_TYPED_TEST_SUITE_P(Qt, MainLoopCases, QtMainLoop);
+INSTANTIATE_TEST_SUITE_P(Qt, MainLoopCases, testing::Values(make<QtMainLoop>));
 }
 
 namespace {

@@ -40,15 +40,16 @@ EngineTest::EngineTest() {
   auto services = platform::linuxServices(options);
   const std::string failing =
       scratch.executable("failing-tool", "#!/bin/sh\necho 'injected failure' >&2\nexit 3\n");
-  places = std::make_shared<FaultyPlaces>(services.places, faults, failing);
+  places = std::make_shared<FaultyPlaces>(
+      dynamic_cast<const platform::LinuxPlaces&>(*services.places), faults, failing);
   services.systemLog = log;
   services.alerts = alerts;
   services.mainLoop = loop;
   services.workspace = workspace;
   services.notifications = notifications;
   services.places = places;
-  services.files = std::make_shared<FaultyFiles>(services.files, faults);
-  services.volumes = std::make_shared<FaultyVolumes>(services.volumes, faults);
+  services.files = std::make_shared<FaultyFiles>(faults);
+  services.volumes = std::make_shared<FaultyVolumes>(faults);
   platform::install(services);
   QVRamDiskManager::forgetCachedAnswers();
 }

@@ -1,7 +1,5 @@
 #pragma once
-// What each remover of trees must do. A test program gives the type whose remove(path) it is, made
-// anew for each case:
-//   namespace removal { INSTANTIATE_TYPED_TEST_SUITE_P(NAME, TreeRemovalCases, TYPE); }
+// What each remover of trees must do, given as the parameter of the cases.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -44,19 +42,15 @@ inline std::size_t openDescriptors() {
   return static_cast<std::size_t>(std::distance(begin(listing), end(listing)));
 }
 
-template <class Remover>
-class TreeRemovalCases : public testing::Test {
+class TreeRemovalCases
+    : public testing::TestWithParam<platform::Outcome (*)(const std::string& path)> {
  protected:
-  platform::Outcome removeTree(const std::string& path) { return remover.remove(path); }
+  static platform::Outcome removeTree(const std::string& path) { return GetParam()(path); }
 
-  Remover remover;
-  const Scratch place;
+  const Scratch scratch;
 };
 
-TYPED_TEST_SUITE_P(TreeRemovalCases);
-
-TYPED_TEST_P(TreeRemovalCases, RemovesLinksAndLeavesWhatTheyLeadTo) {
-  const auto& scratch = this->place;
+TEST_P(TreeRemovalCases, RemovesLinksAndLeavesWhatTheyLeadTo) {
   const std::string kept = scratch.file("outside/kept", "kept");
   for (const std::string link : {"tree/toDirectory", "tree/sub/toDirectory", "link"}) {
     fs::create_directories(fs::path(scratch.path(link)).parent_path());
@@ -64,15 +58,14 @@ TYPED_TEST_P(TreeRemovalCases, RemovesLinksAndLeavesWhatTheyLeadTo) {
   }
   fs::create_symlink(kept, scratch.path("tree/toFile"));
   fs::create_symlink(scratch.path("nowhere"), scratch.path("tree/dangling"));
-  EXPECT_EQ(codeOf(this->removeTree(scratch.path("tree"))), 0);
-  EXPECT_EQ(codeOf(this->removeTree(scratch.path("link/"))), 0);
+  EXPECT_EQ(codeOf(removeTree(scratch.path("tree"))), 0);
+  EXPECT_EQ(codeOf(removeTree(scratch.path("link/"))), 0);
   EXPECT_FALSE(fs::exists(fs::symlink_status(scratch.path("tree"))));
   EXPECT_FALSE(fs::exists(fs::symlink_status(scratch.path("link"))));
   EXPECT_EQ(readFile(kept), "kept");
 }
 
-TYPED_TEST_P(TreeRemovalCases, StaysInsideWhileDirectoriesBecomeLinks) {
-  const auto& scratch = this->place;
+TEST_P(TreeRemovalCases, StaysInsideWhileDirectoriesBecomeLinks) {
   const std::string kept = scratch.file("outside/kept", "kept");
   const std::string spare = scratch.path("spare");
   const std::string inside = scratch.path("tree/swapped");
@@ -88,15 +81,14 @@ TYPED_TEST_P(TreeRemovalCases, StaysInsideWhileDirectoriesBecomeLinks) {
     mkdir(scratch.path("tree").c_str(), 0755);
     mkdir(inside.c_str(), 0755);
     for (int file = 0; file < 10; ++file) scratch.file("tree/" + std::to_string(file));
-    this->removeTree(scratch.path("tree"));  // may fail for what is swapped under it
+    removeTree(scratch.path("tree"));  // may fail for what is swapped under it
   }
   done = true;
   swapping.join();
   EXPECT_EQ(readFile(kept), "kept");
 }
 
-TYPED_TEST_P(TreeRemovalCases, StopsAtMountPoints) {
-  const auto& scratch = this->place;
+TEST_P(TreeRemovalCases, StopsAtMountPoints) {
   const std::string source = scratch.file("source/inside", "kept");
   const std::string point = scratch.directory("tree/a/point");
   const std::string folder = scratch.path("source");
@@ -110,49 +102,39 @@ TYPED_TEST_P(TreeRemovalCases, StopsAtMountPoints) {
     const Mounted mounted(point);
     std::ofstream(point + "/inside") << "kept";
     for (const std::string& asked : {scratch.path("tree"), point}) {
-      const auto removed = this->removeTree(asked);
+      const auto removed = removeTree(asked);
       ASSERT_FALSE(removed) << each.from;
       EXPECT_EQ(removed.error().code, EBUSY);
       EXPECT_EQ(removed.error().text, point + ": Device or resource busy");
       EXPECT_EQ(readFile(point + "/inside"), "kept");
     }
   }
-  EXPECT_EQ(codeOf(this->removeTree(scratch.path("tree"))), 0);
+  EXPECT_EQ(codeOf(removeTree(scratch.path("tree"))), 0);
   EXPECT_EQ(readFile(source), "kept");
 }
 
-TYPED_TEST_P(TreeRemovalCases, LooksFirstWhoseModeItChanges) {
-  const auto& scratch = this->place;
+TEST_P(TreeRemovalCases, LooksFirstWhoseModeItChanges) {
   const std::string point = scratch.directory("tree/point");
   ASSERT_EQ(mount("tmpfs", point.c_str(), "tmpfs", 0, "mode=000"), 0);
   const Mounted mounted(point);
-  withoutPrivileges([&] { EXPECT_NE(codeOf(this->removeTree(scratch.path("tree"))), 0); });
+  withoutPrivileges([&] { EXPECT_NE(codeOf(removeTree(scratch.path("tree"))), 0); });
   EXPECT_EQ(fs::status(point).permissions(), fs::perms::none);
 }
 
-TYPED_TEST_P(TreeRemovalCases, OpensTheUsersOwnLockedDirectories) {
-  const auto& scratch = this->place;
+TEST_P(TreeRemovalCases, OpensTheUsersOwnLockedDirectoriesAndNeedNotListTheOneAbove) {
   for (const auto mode : {0, 0500, 0300, 0400}) {
-    const auto name = "tree/locked" + std::to_string(mode);
+    const auto name = "folder/tree/locked" + std::to_string(mode);
     scratch.file(name + "/below/file");
-    ASSERT_EQ(chmod(scratch.path(name + "/below").c_str(), static_cast<mode_t>(mode)), 0);
-    ASSERT_EQ(chmod(scratch.path(name).c_str(), static_cast<mode_t>(mode)), 0);
+    for (const std::string& each : {name + "/below", name})
+      ASSERT_EQ(chmod(scratch.path(each).c_str(), static_cast<mode_t>(mode)), 0);
   }
-  withoutPrivileges([&] { EXPECT_EQ(codeOf(this->removeTree(scratch.path("tree"))), 0); });
-  EXPECT_FALSE(fs::exists(scratch.path("tree")));
-}
-
-TYPED_TEST_P(TreeRemovalCases, NeedNotListTheFolderOfTheItem) {
-  const auto& scratch = this->place;
-  scratch.file("folder/tree/file");
   ASSERT_EQ(chmod(scratch.path("folder").c_str(), 0300), 0);
-  withoutPrivileges([&] { EXPECT_EQ(codeOf(this->removeTree(scratch.path("folder/tree"))), 0); });
+  withoutPrivileges([&] { EXPECT_EQ(codeOf(removeTree(scratch.path("folder/tree"))), 0); });
   EXPECT_FALSE(fs::exists(scratch.path("folder/tree")));
 }
 
-TYPED_TEST_P(TreeRemovalCases, TakesFewDescriptorsAndNoStackForDeepTrees) {
+TEST_P(TreeRemovalCases, TakesFewDescriptorsAndNoStackForDeepTrees) {
   constexpr int kLevels = 5000;
-  const auto& scratch = this->place;
   Descriptor folder(open(scratch.directory("tree").c_str(), O_DIRECTORY | O_CLOEXEC));
   for (int i = 0; i < kLevels; ++i) {
     ASSERT_EQ(mkdirat(folder.get(), "level", 0755), 0);
@@ -162,24 +144,22 @@ TYPED_TEST_P(TreeRemovalCases, TakesFewDescriptorsAndNoStackForDeepTrees) {
   folder.reset();
   const FewDescriptors few;
   const auto before = openDescriptors();
-  EXPECT_EQ(codeOf(this->removeTree(scratch.path("tree"))), 0);
+  EXPECT_EQ(codeOf(removeTree(scratch.path("tree"))), 0);
   EXPECT_EQ(openDescriptors(), before);
   EXPECT_FALSE(fs::exists(scratch.path("tree")));
 }
 
-TYPED_TEST_P(TreeRemovalCases, TakesNamesOfAnyBytesAndManyOfThem) {
-  const auto& scratch = this->place;
+TEST_P(TreeRemovalCases, TakesNamesOfAnyBytesAndManyOfThem) {
   for (const std::string name : {"-rf", "a\nb", "\xFF\xFE", " ", "*", "\\", "...", ".hidden"}) {
     scratch.file("tree/" + name + "/" + name);
     scratch.file("tree/files/" + name);
   }
   for (int i = 0; i < 3000; ++i) scratch.file("tree/many/" + std::to_string(i));
-  EXPECT_EQ(codeOf(this->removeTree(scratch.path("tree") + "//")), 0);
+  EXPECT_EQ(codeOf(removeTree(scratch.path("tree") + "//")), 0);
   EXPECT_FALSE(fs::exists(scratch.path("tree")));
 }
 
-TYPED_TEST_P(TreeRemovalCases, RefusesWhatNamesNoItem) {
-  const auto& scratch = this->place;
+TEST_P(TreeRemovalCases, RefusesWhatNamesNoItem) {
   scratch.file("kept/file");
   const struct {
     std::string path;
@@ -191,16 +171,8 @@ TYPED_TEST_P(TreeRemovalCases, RefusesWhatNamesNoItem) {
                {scratch.path("kept/.."), EINVAL},
                {scratch.path("missing"), ENOENT},
                {scratch.path("kept/file/below"), ENOTDIR}};
-  for (const auto& each : cases)
-    EXPECT_EQ(codeOf(this->removeTree(each.path)), each.code) << each.path;
+  for (const auto& each : cases) EXPECT_EQ(codeOf(removeTree(each.path)), each.code) << each.path;
   EXPECT_TRUE(fs::exists(scratch.path("kept/file")));
 }
-
-REGISTER_TYPED_TEST_SUITE_P(TreeRemovalCases, RemovesLinksAndLeavesWhatTheyLeadTo,
-                            StaysInsideWhileDirectoriesBecomeLinks, StopsAtMountPoints,
-                            LooksFirstWhoseModeItChanges, OpensTheUsersOwnLockedDirectories,
-                            NeedNotListTheFolderOfTheItem,
-                            TakesFewDescriptorsAndNoStackForDeepTrees,
-                            TakesNamesOfAnyBytesAndManyOfThem, RefusesWhatNamesNoItem);
 
 }  // namespace removal

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "system/DiskPlaces.h"
 #include "system/ExtendedAttributes.h"
 #include "system/QVFunctions.h"
 #include "tests/system/SystemTest.h"
@@ -165,6 +166,49 @@ TEST_F(FilesTest, KeepsExtendedAttributes) {
   EXPECT_FALSE(QVGetXAttrNames(&names, nullptr));
   EXPECT_FALSE(QVGetXAttrNames(&names, scratch.path("missing").c_str()));
   EXPECT_EQ(log->count("listxattr==-1 errno:2 (No such file or directory)"), 1U);
+}
+
+// --- Where a disk has what
+
+using namespace disk_places;
+
+// As they stand on the machines of people who have used an earlier version.
+TEST(DiskPlacesTest, NamesAreAsEarlierVersionsWroteThem) {
+  const std::pair<std::string, std::string> rows[] = {
+      {mountPath("/desk", "build"), "/desk/build"},
+      {savedBase("/desk", "build"), "/desk/build (Tarnvale Backup Base)"},
+      {previousOf("/desk/x y"), "/desk/x y.previous"},
+      {previousOf("/desk/x.y", "old"), "/desk/x.y.old"},
+      {incompleteMarkOf("/desk/x"), "/desk/x.incomplete"},
+      {rescued("/desk/x", 1), "/desk/x rescued"},
+      {rescued("/desk/x", 2), "/desk/x rescued 2"},
+      {backupFolder("/support", "ID"), "/support/ID.TarnvaleBackup"},
+      {deviceNote("/support", "ID"), "/support/ID.TarnvaleDevice"},
+      {lookPlace("/support", "ID"), "/support/ID.TarnvaleVolume"},
+      {lockFile("/support", "ID"), "/support/Locks/ID"},
+      {lockFolder("/support"), "/support/Locks"},
+      {kRamDiskInfoAttributeName, "com.tarnvale.RamDiskInfo"},
+      {kRefillAttribute, "com.tarnvale.RamDiskRefill"},
+      {kSavedAttribute, "com.tarnvale.RamDiskSaved"},
+      {kGenerationAttribute, "com.tarnvale.RamDiskGeneration"},
+  };
+  for (const auto& [made, expected] : rows) EXPECT_EQ(made, expected);
+}
+
+TEST(DiskPlacesTest, WithoutADirectoryItIsWhereVolumesAreShown) {
+  platform::install(DoubleServices("/root").services());
+  EXPECT_EQ(mountPath(std::nullopt, "build"), "/root/Volumes/build");
+}
+
+TEST(DiskPlacesTest, ASavedBaseIsKnownByItsNameAndNothingElseIs) {
+  for (const std::string name : {"build", "a (b)", " "}) {
+    const std::string base = savedBase("/desk", name);
+    EXPECT_TRUE(isSavedBase(base)) << base;
+    EXPECT_TRUE(isSavedBase(base.substr(base.rfind('/') + 1))) << base;
+    for (const auto& other : {mountPath("/desk", name), previousOf(base), incompleteMarkOf(base),
+                              rescued(base, 1), rescued(base, 2)})
+      EXPECT_FALSE(isSavedBase(other)) << other;
+  }
 }
 
 }  // namespace

@@ -29,7 +29,7 @@ class FinderToolsTest : public SystemTest {
   FinderToolsTest() {
     auto all = platform::services();
     all.workspace = desktop;
-    all.files = std::make_shared<FaultyFiles>(all.files, faults);
+    all.files = std::make_shared<FaultyFiles>(faults);
     platform::install(all);
   }
   ~FinderToolsTest() override { umount2(mounted.c_str(), MNT_DETACH); }

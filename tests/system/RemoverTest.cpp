@@ -20,14 +20,12 @@ struct RemoverServices : ScratchFirst, DoubleServices {
 };
 
 template <unsigned threads>
-struct EngineRemover : RemoverServices {
-  platform::Outcome remove(const std::string& path) const {
-    return removeItemAtPath(path, threads);
-  }
-};
+platform::Outcome removeWith(const std::string& path) {
+  const RemoverServices installed;
+  return removeItemAtPath(path, threads);
+}
 
-using EngineRemovers = testing::Types<EngineRemover<1>, EngineRemover<4>>;
-INSTANTIATE_TYPED_TEST_SUITE_P(Engine, TreeRemovalCases, EngineRemovers);
+INSTANTIATE_TEST_SUITE_P(Engine, TreeRemovalCases, testing::Values(removeWith<1>, removeWith<4>));
 
 class RemoverTest : public testing::Test, protected RemoverServices {
  protected:
@@ -49,29 +47,15 @@ class RemoverTest : public testing::Test, protected RemoverServices {
   }
 };
 
-// A folder beside the one that the tests have in memory, so on what is most often a disk.
-class OnDisk {
- public:
-  OnDisk() {
-    std::string pattern = fs::temp_directory_path().parent_path() / "tarnvale-disk-XXXXXX";
-    if (mkdtemp(pattern.data())) path = pattern;
-  }
-  ~OnDisk() {
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
-  }
-  OnDisk(const OnDisk&) = delete;
-  OnDisk& operator=(const OnDisk&) = delete;
-
-  std::string path;
-};
-
 TEST_F(RemoverTest, EmptiesAFolderOfManyInMemoryAndOnDisk) {
   constexpr int kFiles = 100'000;
   constexpr int kFolders = 1'000;
-  const OnDisk disk;
-  ASSERT_FALSE(disk.path.empty());
-  for (const std::string& place : {scratch.path(), disk.path}) {
+  // Beside the folder that the tests have in memory it is most often a disk.
+  const fs::path memory = fs::temp_directory_path();
+  setenv("TMPDIR", memory.parent_path().c_str(), 1);
+  const Scratch disk;
+  setenv("TMPDIR", memory.c_str(), 1);
+  for (const std::string& place : {scratch.path(), disk.path()}) {
     const std::string many = place + "/many";
     fs::create_directory(many);
     const Descriptor folder(open(many.c_str(), O_DIRECTORY | O_CLOEXEC));

@@ -7,8 +7,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <set>
@@ -53,12 +53,6 @@ std::string contentsOf(const std::string& path, std::size_t size) {
   return std::to_string(text.size()) + " bytes #" + std::to_string(std::hash<std::string>{}(text));
 }
 
-std::string targetOf(const std::string& path) {
-  std::array<char, 4097> target{};
-  readlink(path.c_str(), target.data(), target.size() - 1);
-  return target.data();
-}
-
 class Teller {
  public:
   explicit Teller(std::string root) : root_(std::move(root)) { tell("."); }
@@ -75,7 +69,7 @@ class Teller {
     if (S_ISREG(is.st_mode))
       text += " " + std::to_string(is.st_blocks) + " " +
               contentsOf(path, static_cast<std::size_t>(is.st_size));
-    if (S_ISLNK(is.st_mode)) text += " to " + targetOf(path);
+    if (S_ISLNK(is.st_mode)) text += " to " + std::filesystem::read_symlink(path).string();
     if (S_ISDIR(is.st_mode)) list(relative, path);
     if (!S_ISDIR(is.st_mode) && is.st_nlink > 1)
       text += " is " + first_.try_emplace(is.st_ino, relative).first->second;
