@@ -82,9 +82,10 @@ class MenuItem : public std::enable_shared_from_this<MenuItem> {
   std::optional<std::string> toolTip;
   platform::ImagePtr image;  // 16 points
   int indentationLevel = 0;
-  ViewPtr view;              // drawn in place of title and image
-  MenuPtr submenu;           // filled when it is about to open
-  std::weak_ptr<Menu> menu;  // that it was added to last
+  bool isDestructive = false;  // deletes at once: the user chooses it, a menu that opens never does
+  ViewPtr view;                // drawn in place of title and image
+  MenuPtr submenu;             // filled when it is about to open
+  std::weak_ptr<Menu> menu;    // that it was added to last
   // The shell's to set: under the pointer, or reached by the keyboard. Views draw accordingly.
   bool isHighlighted = false;
 };

@@ -97,7 +97,7 @@ class StatusMenuController : public menu::MenuDelegate,
   QVRamDiskPtr recordOf(const menu::MenuItem& item) const;
   std::optional<ActionLock> lockForActing(const QVRamDiskPtr& ramDisk);
   bool isStillAsShown(QVRamDiskAction action, const QVRamDiskPtr& ramDisk);
-  bool isStillShown(const std::string& folder) const;
+  QVRamDiskPtr diskShowing(const std::string& path) const;
   const ActionLock* noteActing(QVRamDiskAction action, const QVRamDiskPtr& ramDisk);
   void start(QVRamDiskAction action, const QVRamDiskPtr& ramDisk);
   void startAll(QVRamDiskAction action, const std::function<bool(const QVRamDisk&)>& concerns);

@@ -130,12 +130,15 @@ bool StatusMenuController::isStillAsShown(QVRamDiskAction action, const QVRamDis
   return false;
 }
 
-// A folder that was shown on a disk is of its volume only while that is there.
-bool StatusMenuController::isStillShown(const std::string& folder) const {
-  const auto& listed = ramDiskEntries_->ramDisks();
-  return std::all_of(listed.begin(), listed.end(), [&](const auto& ramDisk) {
-    return !folder.starts_with(ramDisk->mountPath() + "/") || ramDisk->showsOwnVolume();
-  });
+// The listed disk that shows the path; of disks within disks the innermost.
+QVRamDiskPtr StatusMenuController::diskShowing(const std::string& path) const {
+  QVRamDiskPtr found;
+  for (const auto& ramDisk : ramDiskEntries_->ramDisks()) {
+    const auto root = ramDisk->path();
+    if (!root || !path.starts_with(*root + "/")) continue;
+    if (!found || root->size() > found->path().value_or("").size()) found = ramDisk;
+  }
+  return found;
 }
 
 // The lock, which is kept until the action's end is saved; null where nothing is to be done.
@@ -243,11 +246,13 @@ void StatusMenuController::mi_openFile(MenuItem& sender) {
   services().workspace->open(sender.represented<std::string>());
 }
 
+// The menu may have been built long ago: what lies at the path now can be the user's own folder.
 void StatusMenuController::mi_cleanFolder(MenuItem& sender) {
   const auto path = sender.represented<std::string>();
-  if (!isStillShown(path))
+  const auto ramDisk = diskShowing(path);
+  if (!ramDisk)
     return QVLogWarning("StatusMenuController", "{} is on no disk; nothing is done", path);
-  if (const auto done = services().files->remove(path); !done)
+  if (const auto done = ramDisk->removeFolder(path); !done)
     QVLogError("StatusMenuController", "removeItemAtPath==NO sender.representedObject:{} error:{}",
                path, QVDescription(done.error()));
 }

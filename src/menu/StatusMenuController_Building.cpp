@@ -236,9 +236,10 @@ void StatusMenuController::addCommandsOfMounted(const QVRamDiskPtr& ramDisk, Men
   addGated(QVLocalized("Rebuild", kTable), action("mi_rebuild:", &StatusMenuController::mi_rebuild),
            kBurning);
   addSaving(ramDisk, menu);
-  if (ramDisk->type() != QVRamDiskType_CoreSimulator)
-    addGated(QVLocalized("Delete All Files"),
-             action("mi_cleanUp:", &StatusMenuController::mi_cleanUp), kFullTrash);
+  if (ramDisk->type() == QVRamDiskType_CoreSimulator) return;
+  addGated(QVLocalized("Delete All Files"),
+           action("mi_cleanUp:", &StatusMenuController::mi_cleanUp), kFullTrash);
+  menu.qv_lastItem()->isDestructive = true;
 }
 
 void StatusMenuController::addSaving(const QVRamDiskPtr& ramDisk, Menu& menu) {

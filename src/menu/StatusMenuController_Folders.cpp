@@ -90,6 +90,7 @@ void StatusMenuController::loadDirectoryMenu(Menu& menu) {
     menu.addItem(MenuItem::qv_menuItem(
         QVLocalized("Remove this Folder"),
         action("mi_cleanFolder:", &StatusMenuController::mi_cleanFolder), menu.title(), true));
+    menu.qv_lastItem()->isDestructive = true;
     return listFolder(menu.title(), false, menu);
   }
   auto ramDisk = representedRamDisk(menu);

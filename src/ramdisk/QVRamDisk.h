@@ -11,6 +11,7 @@
 #include "core/QVRamDiskTypes.h"
 #include "extensions/KeyedArchiver.h"
 #include "extensions/KeyedUnarchiver.h"
+#include "leaf/Descriptor.h"
 #include "platform/Canvas.h"
 #include "ramdisk/ActionLock.h"
 #include "ramdisk/DiskSettings.h"
@@ -186,6 +187,9 @@ class QVRamDisk : public extensions::KeyedArchivable,
   void performSyncWithBase(const QVRamDiskDelegatePtr& delegate);
   // Touches nothing where the disk's volume is not mounted at `path` any more.
   void performCleanUpFiles();
+  // Removes a folder that lies on the disk's own volume, with all that is in it, by its path. Fails
+  // when the volume is not mounted, and where a link or another mount is on the way down from it.
+  platform::Outcome removeFolder(const std::string& path);
 
   // --- A look at the system (QVRamDisk_State.cpp)
 
@@ -282,6 +286,9 @@ class QVRamDisk : public extensions::KeyedArchivable,
   // Null while the disk shows its own volume, or has no path, where nothing can be found. Else the
   // reason to leave alone what is there; the observed state is brought in line.
   QVErrorPtr checkVolume();
+  // The root of the disk's own volume, open, so that what is done by it stays on that volume
+  // whatever comes to lie at the path meanwhile. None, with errno set, when the volume is gone.
+  Descriptor openVolume() const;
 
   struct Sight;
   Sight lookAtMounted(const std::string& path);

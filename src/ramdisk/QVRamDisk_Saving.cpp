@@ -1,3 +1,5 @@
+#include <cerrno>
+
 #include "core/QVLocalized.h"
 #include "core/QVLog.h"
 #include "extensions/PathExtension.h"
@@ -6,6 +8,7 @@
 #include "ramdisk/Generation.h"
 #include "ramdisk/QVRamDisk.h"
 #include "system/DiskPlaces.h"
+#include "system/Errno.h"
 #include "system/TreeRemover.h"
 
 // What an action does to a volume's contents: saving them where they are kept, and deleting them.
@@ -32,9 +35,10 @@ void reportDangerousPath(const std::string& path) {
   }
 }
 
-void removeAll(std::vector<std::string> names, const std::string& folder) {
+void removeAll(std::vector<std::string> names, Descriptor volume, const std::string& folder) {
   std::erase_if(names, QVRamDiskBackup::leavesAlone);
-  for (const auto& [name, error] : removeItems(names, folder).failedItems)
+  const auto outcome = removeItems(names, std::move(volume), folder);
+  for (const auto& [name, error] : outcome.failedItems)
     QVLogError("QVRamDisk", "removeItemAtPath==NO filePath:{} error:{}",
                extensions::appendingPathComponent(folder, name), QVDescription(error));
 }
@@ -96,14 +100,24 @@ QVErrorPtr QVRamDisk::cleanUpFiles(const QVRamDiskDelegatePtr&, const ActionLock
   const std::string folder = path().value_or("");
   reportDangerousPath(folder);
   if (auto error = checkVolume()) return error;
+  auto volume = openVolume();
   const auto names = services().files->names(folder);
   if (!names) {
     QVLogError("QVRamDisk", "contents==nil error:{}", QVDescription(names.error()));
     return QVError::errorWithMessage(QVLocalized("Can not delete the files"), "contents==nil",
                                      names.error());
   }
-  removeAll(*names, folder);
+  if (!volume) return checkVolume();
+  removeAll(*names, std::move(volume), folder);
   // What could not be brought in is deleted with the rest.
   if (!isRefillUnderWay(folder)) noteRefillEnded(folder, {}, false);
   return nullptr;
+}
+
+platform::Outcome QVRamDisk::removeFolder(const std::string& path) {
+  const std::string root = this->path().value_or("");
+  const auto volume = openVolume();
+  if (!volume) return errnoError(errno, path);
+  if (!path.starts_with(root + "/")) return errnoError(EXDEV, path);
+  return removeItemBelow(volume, root, path.substr(root.size() + 1));
 }

@@ -1,4 +1,8 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
 
 #include "core/QVLocalized.h"
 #include "core/QVLog.h"
@@ -121,6 +125,21 @@ bool QVRamDisk::showsOwnVolume() const {
   return path && services().files->exists(*path) &&
          QVRamDiskDevice::hasMountedVolumeAtPath(path) == 1 &&
          QVRamDiskDevice::isVolumeOf(identifier_, path);
+}
+
+// Looked at by its path once it is open: a path that showed another folder when it was opened does
+// not lead to the open one now.
+Descriptor QVRamDisk::openVolume() const {
+  const std::string path = this->path().value_or("");
+  Descriptor root(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (!root) return root;
+  struct stat opened {};
+  struct stat shown {};
+  if (showsOwnVolume() && fstat(root.get(), &opened) == 0 && stat(path.c_str(), &shown) == 0 &&
+      opened.st_dev == shown.st_dev && opened.st_ino == shown.st_ino)
+    return root;
+  errno = ENODEV;
+  return {};
 }
 
 QVErrorPtr QVRamDisk::checkVolume() {

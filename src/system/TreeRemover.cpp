@@ -281,21 +281,50 @@ constexpr int kOpenRoot = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
 }  // namespace
 
-RemovalOutcome removeItems(const std::vector<std::string>& names, const std::string& folder,
-                           unsigned threads) {
-  const auto root = std::make_shared<copier::Folder>(nullptr, copier::withoutSlashes(folder));
+RemovalOutcome removeItems(const std::vector<std::string>& names, Descriptor folder,
+                           const std::string& path, unsigned threads) {
+  const int code = errno;
+  const auto root = std::make_shared<copier::Folder>(nullptr, copier::withoutSlashes(path));
   copier::OpenFolders open;
   copier::ItemRemover remover(*platform::services().fileCopying, open);
   copier::Sides sides;
-  sides[0] = Descriptor(::open(folder.c_str(), kOpenRoot));
+  sides[0] = std::move(folder);
   if (sides[0]) {
     auto items = remover.begin(root, names, sides[0].get());
     copier::TreeWalk(remover, open, copier::threadsFor(threads)).run(root, std::move(sides), items);
   } else {
-    const int code = errno;
     for (const auto& name : names) remover.fail(name, "open", root->path(name.c_str()), code);
   }
   return remover.finish();
+}
+
+RemovalOutcome removeItems(const std::vector<std::string>& names, const std::string& folder,
+                           unsigned threads) {
+  return removeItems(names, Descriptor(::open(folder.c_str(), kOpenRoot)), folder, threads);
+}
+
+platform::Outcome removeItemBelow(const Descriptor& folder, const std::string& path,
+                                  std::string_view relative) {
+  const auto& system = *platform::services().fileCopying;
+  const auto device = copier::FolderIdentity::of(folder.get()).device;
+  std::string place = path;
+  Descriptor above(openat(folder.get(), ".", kOpenRoot));
+  while (true) {
+    const std::string name(relative.substr(0, relative.find('/')));
+    if (!copier::isEntryName(name)) return errnoError(EINVAL, place + "/" + name);
+    if (name.size() == relative.size()) {
+      auto outcome = removeItems({name}, std::move(above), place);
+      if (outcome.complete()) return {};
+      return std::move(outcome.failedItems.begin()->second);
+    }
+    relative.remove_prefix(name.size() + 1);
+    place += "/" + name;
+    above = Descriptor(openat(above.get(), name.c_str(), kOpenRoot | O_NOFOLLOW));
+    if (!above) return errnoError(errno, place);
+    if (copier::FolderIdentity::of(above.get()).device != device ||
+        system.mountNumber(above.get()) != system.mountNumber(folder.get()))
+      return errnoError(EBUSY, place);
+  }
 }
 
 platform::Outcome removeItemAtPath(const std::string& path, unsigned threads) {

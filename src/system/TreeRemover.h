@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "leaf/Descriptor.h"
 #include "platform/Result.h"
 
 struct RemovalOutcome {
@@ -23,6 +25,15 @@ struct RemovalOutcome {
 // thread. With 0 threads it takes as many as serve a volume in memory best, one for each core.
 RemovalOutcome removeItems(const std::vector<std::string>& names, const std::string& folder,
                            unsigned threads = 0);
+
+// The same in a folder that is open, whatever lies at its path by now; messages name it by `path`.
+RemovalOutcome removeItems(const std::vector<std::string>& names, Descriptor folder,
+                           const std::string& path, unsigned threads = 0);
+
+// Removes one item by its path below an open folder. The way down follows no link and enters no
+// other mount either: ENOTDIR and EBUSY. Messages name the folder by `path`.
+platform::Outcome removeItemBelow(const Descriptor& folder, const std::string& path,
+                                  std::string_view relative);
 
 // The same for one item. An item that is not there is a failure. With 0 threads it takes more than
 // there are cores, as removing most often waits for the disk then.

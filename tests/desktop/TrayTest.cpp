@@ -79,6 +79,16 @@ TEST_F(TrayTest, WhatChangesBehindAnOpenMenu) {
   choose("Remove this Folder");
   EXPECT_TRUE(fs::exists(folder + "/objects")) << "nothing else is gone";
 
+  ASSERT_EQ(run("create build"), 0);
+  openMenu();
+  walkInto("build", "objects");
+  walkInto("objects", "Remove this Folder");
+  ASSERT_EQ(run("eject build"), 0);
+  ASSERT_EQ(run("remove build --yes"), 0);
+  choose("Remove this Folder");
+  EXPECT_TRUE(fs::exists(folder + "/objects/main.o")) << "it is on no disk any more";
+
+  ASSERT_EQ(run("add '" + folder + "' --size 200M"), 0);
   openMenu();
   ASSERT_EQ(run("remove build --yes"), 0);
   walkInto("build", "Create");
@@ -99,6 +109,15 @@ TEST_F(TrayTest, TheKeyboardReachesEverything) {
   see("Create");
   desktop.press("Return");
   ASSERT_TRUE(isInState("build", "mounted"));
+  fs::remove_all(scratch.path("home/desk/build/objects"));
+  openMenu();
+  desktop.press("Up Up Right");
+  see("letters");
+  desktop.press("Up Right");
+  see("first");
+  desktop.press("Return");
+  EXPECT_TRUE(isGone("first"));
+  EXPECT_TRUE(fs::exists(scratch.path("home/desk/build/letters/first"))) << "it was opened";
   openMenu();
   desktop.press("Escape");
   EXPECT_TRUE(isGone("Quit Tarnvale Menu"));

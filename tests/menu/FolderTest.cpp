@@ -1,3 +1,5 @@
+#include <sys/mount.h>
+
 #include <algorithm>
 #include <filesystem>
 
@@ -77,18 +79,48 @@ TEST_F(FolderTest, WithoutFilesItSaysSo) {
   EXPECT_EQ(lines(*menuOf("kept")), emptyFolder("kept"));
 }
 
-TEST_F(FolderTest, FilesAreOpenedAndFoldersRemoved) {
-  scratch.file("home/desk/f/folder/file");
-  scratch.file("home/desk/f/two words");
-  const auto parent = menuOf("f");
-  click(*parent, "two words");
-  click(*parent, "folder");
-  EXPECT_EQ(workspace->opened, (Lines{work + "/f/two words", work + "/f/folder"}));
-  click(*openFolder(*parent, "folder"), "Remove this Folder");
-  EXPECT_FALSE(fs::exists(work + "/f/folder"));
-  EXPECT_EQ(lines(*openFolder(*parent, "folder")), emptyFolder("f/folder")) << "it went meanwhile";
-  click(*openFolder(*parent, "folder"), "Remove this Folder");
-  EXPECT_EQ(log->count("removeItemAtPath==NO sender.representedObject:" + work + "/f/folder"), 1U);
+// What goes is looked for on the disk's own volume, wherever its path leads by then.
+TEST_F(FolderTest, FilesAreOpenedAndFoldersOfTheDiskRemoved) {
+  scratch.file("home/desk/f/own/file");
+  scratch.file("home/desk/outside/below/file");
+  startWith({"f"});
+  elsewhere([](auto& theirs) { theirs.create(theirs.ramDisks()[0], 0); });
+  for (const char* name : {"gone/sub/file", "moved/file", "covered/file", "two words"})
+    scratch.file(std::string("home/desk/f/") + name);
+  fs::create_symlink(work + "/outside", work + "/f/link");
+  const auto remove = [](const menu::Menu& folder) { click(folder, "Remove this Folder"); };
+  open();
+  const auto& top = openDisk("f");
+  click(top, "two words");
+  EXPECT_EQ(workspace->opened, Lines{work + "/f/two words"});
+  const auto gone = openFolder(top, "gone");
+  remove(*openFolder(*gone, "sub"));
+  EXPECT_TRUE(fs::exists(work + "/f/gone") && !fs::exists(work + "/f/gone/sub"));
+  remove(*gone);
+  EXPECT_FALSE(fs::exists(work + "/f/gone"));
+  EXPECT_EQ(lines(*openFolder(top, "gone")), emptyFolder("f/gone")) << "it went meanwhile";
+  remove(*openFolder(top, "gone"));
+
+  open();
+  const auto link = openFolder(openDisk("f"), "link");
+  remove(*openFolder(*link, "below"));
+  fs::rename(work + "/f/moved", work + "/f/kept");
+  fs::create_symlink(work + "/outside", work + "/f/moved");
+  remove(*menuOf("f/moved/below"));
+  ASSERT_EQ(mount((work + "/outside").c_str(), (work + "/f/covered").c_str(), "", MS_BIND, ""), 0);
+  remove(*menuOf("f/covered/below"));
+  remove(*menuOf("f/covered"));
+  ASSERT_EQ(umount2((work + "/f/covered").c_str(), 0), 0);
+  remove(*menuOf("outside"));
+  const auto own = menuOf("f/own");
+  elsewhere([](auto& theirs) { theirs.eject(theirs.ramDisks()[0], 0); });
+  remove(*own);
+  elsewhere([](QVRamDiskEntries& list) { list.removeEntry(list.ramDisks().front()); });
+  controller->ramDiskEntries()->readRamDisksFromDefaultLocation();
+  remove(*own);
+  for (const char* name : {"outside/below/file", "f/own/file", "f/kept/file", "f/covered/file"})
+    EXPECT_TRUE(fs::exists(work + "/" + name)) << name;
+  EXPECT_EQ(log->count("removeItemAtPath==NO sender.representedObject:" + work), 6U);
   EXPECT_TRUE(alerts->shown.empty());
   EXPECT_EQ(controller->fileMenuItemWithPath(work + "/f")->title, "f");
 }

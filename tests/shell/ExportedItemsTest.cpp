@@ -70,6 +70,15 @@ TEST_F(ExportedItemsTest, TellWhatChangedOfThoseThatStay) {
   EXPECT_EQ(std::find(changed_.begin(), changed_.end(), before[0].id), changed_.end());
   EXPECT_EQ(filled_, std::vector<int>{disk}) << "to be looked into anew";
   EXPECT_FALSE(items_.has(below));
+
+  menu_->entries = 2;
+  const int many = top()[before.size() - 2].id;
+  items_.show(many);
+  QStringList shown;
+  for (const auto& each : items_.layout(many, 1, {}).children)
+    shown << each.properties.value("label", "---").toString();
+  EXPECT_EQ(shown, (QStringList{"entry 0", "entry 1", "---", "Remove this Folder"}))
+      << "a key that opens it chooses the first";
 }
 
 }  // namespace

@@ -107,6 +107,9 @@ class HandBuiltMenu : public menu::MenuDelegate,
     shown.addItem(item("Rebuild"));
   }
   void fillMany(menu::Menu& shown) {
+    shown.addItem(item("Remove this Folder"));
+    shown.items().back()->isDestructive = true;
+    shown.addItem(menu::MenuItem::separatorItem());
     for (int i = 0; i < entries; ++i) shown.addItem(item("entry " + std::to_string(i)));
   }
 

@@ -67,6 +67,19 @@ bool doesTheSame(const menu::MenuItem& one, const menu::MenuItem& other) {
   return facts(one) == facts(other);
 }
 
+// Desktops choose the first item of a submenu that a key opens. What deletes at once is handed out
+// behind the rest, below a separator of its own.
+std::vector<menu::MenuItemPtr> harmlessFirst(std::vector<menu::MenuItemPtr> items) {
+  const auto rest = std::find_if(items.begin(), items.end(), [](const auto& item) {
+    return !item->isDestructive && !item->isSeparator;
+  });
+  const auto count = rest - items.begin();
+  std::rotate(items.begin(), rest, items.end());
+  const auto moved = items.end() - count;
+  std::stable_partition(moved, items.end(), [](const auto& item) { return item->isSeparator; });
+  return items;
+}
+
 QStringList namesOnlyIn(const QVariantMap& some, const QVariantMap& others) {
   QStringList names;
   for (const auto& name : some.keys())
@@ -127,8 +140,7 @@ bool ExportedItems::fill(int id) {
   Node& node = nodes_.at(id);
   node.menu->needsUpdate();
   forget(std::exchange(node.children, {}));
-  const auto& items = node.menu->items();
-  for (const auto& item : items) {
+  for (const auto& item : harmlessFirst(node.menu->items())) {
     nodes_[++lastId_] = {item, item->submenu};
     nodes_[lastId_].hasPicture = node.children.size() < kMostPictures;
     node.children.push_back(lastId_);

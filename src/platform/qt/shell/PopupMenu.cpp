@@ -312,7 +312,22 @@ void PopupMenu::keyPressEvent(QKeyEvent* event) {
   if (event->key() == Qt::Key_Home || event->key() == Qt::Key_End)
     return goToEnd(event->key() == Qt::Key_Home);
   const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-  if (!isReturn || !runChosen()) QMenu::keyPressEvent(event);
+  if (isReturn && runChosen()) return;
+  QMenu::keyPressEvent(event);
+  for (const auto& submenu : submenus_) submenu->chooseHarmless();
+}
+
+// The toolkit chooses the first item of a submenu that a key opens, and Return would run it. It
+// goes on by the toolkit's own step, which opens no further submenu.
+void PopupMenu::chooseHarmless() {
+  const auto isDestructive = [this] {
+    const auto chosen = itemOf(activeAction());
+    return isOpen_ && chosen && chosen->isDestructive;
+  };
+  if (!isDestructive()) return;
+  QKeyEvent down(QEvent::KeyPress, Qt::Key_Down, Qt::NoModifier);
+  QMenu::keyPressEvent(&down);
+  if (isDestructive()) setActiveAction(nullptr);  // there is nothing else
 }
 
 void PopupMenu::goToEnd(bool toFirst) {

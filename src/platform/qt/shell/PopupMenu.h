@@ -58,6 +58,7 @@ class PopupMenu : public QMenu {
   void dress(QAction& action, const menu::MenuItemPtr& item);
   void makeForKey(const QKeyEvent& event);
   void goToEnd(bool toFirst);
+  void chooseHarmless();
   void keepTurning();
   // Closes all and clicks, where the chosen item has a submenu too.
   bool runChosen();
