@@ -96,23 +96,22 @@ std::string textOf(const Content& content) {
   return text;
 }
 
-Verdict Model::judge(const Found& found, bool volumeWasLost) const {
+std::vector<std::string> Model::judge(const Found& found, bool volumeWasLost) const {
   const States states = volumeWasLost ? States(states_) : States(states_).last(1);
   if (std::any_of(states.begin(), states.end(),
                   [&](const Tree& state) { return isExactly(found, state); }))
     return {};
-  Verdict verdict;
+  std::vector<std::string> faults;
   std::set<unsigned> there;
   for (const auto& [path, bytes] : found) {
     const auto files = filesAt(path, bytes, states);
-    if (files.empty()) verdict.faults.push_back(fault(path, bytes, states));
+    if (files.empty()) faults.push_back(fault(path, bytes, states));
     there.insert(files.begin(), files.end());
   }
   for (const auto& [path, content] : states.front())
     if (!there.contains(content.file) && !mayBeMissing(content.file, states))
-      verdict.faults.push_back(fmt::format("lost: {} (file {})", path, content.file));
-  verdict.mixed = verdict.faults.empty();
-  return verdict;
+      faults.push_back(fmt::format("lost: {} (file {})", path, content.file));
+  return faults;
 }
 
 }  // namespace soak

@@ -25,12 +25,6 @@ std::string textOf(const Content& content);
 using Tree = std::map<std::string, Content>;       // by path below the disk's folder
 using Found = std::map<std::string, std::string>;  // bytes by path
 
-// What became of the contents: a sentence for each fault.
-struct Verdict {
-  std::vector<std::string> faults;
-  bool mixed = false;  // every file is in order, but they are of several states of the tree
-};
-
 class Model {
  public:
   explicit Model(Tree tree) : states_{std::move(tree)} {}
@@ -44,8 +38,8 @@ class Model {
   void saved() { states_.erase(states_.begin(), states_.end() - 1); }
 
   // Holds what was found against the newest state, or, where the volume was lost, against each
-  // state since the last save that ended.
-  Verdict judge(const Found& found, bool volumeWasLost) const;
+  // state since the last save that ended. Gives a sentence for each fault.
+  std::vector<std::string> judge(const Found& found, bool volumeWasLost) const;
 
  private:
   std::vector<Tree> states_;  // since the last save that ended; never empty

@@ -29,10 +29,9 @@ KillPoint someTime(const Extent& extent, Random& random) {
   return {std::nullopt, Microseconds(random.below(most)), random.oneIn(2)};
 }
 
-KillPoint pointOf(std::uint64_t number, const Choices& choices, const Extent& extent,
-                  Random& random) {
+KillPoint pointOf(std::uint64_t number, std::uint64_t seed, const Extent& extent, Random& random) {
   if (number % kSlots == kSlots - 1) return someTime(extent, random);
-  const auto call = callInTurn(amongThree(number), choices.seed % extent.calls, extent.calls);
+  const auto call = callInTurn(amongThree(number), seed % extent.calls, extent.calls);
   return {call, {}, random.oneIn(2)};
 }
 
@@ -40,8 +39,8 @@ KillPoint someCall(const Extent& extent, Random& random) {
   return {1 + random.below(extent.calls), {}, random.oneIn(2)};
 }
 
-std::string someNext(const Choices& choices, Random& random) {
-  if (choices.recovers && random.below(3) != 0) return "recover";
+std::string someNext(Random& random) {
+  if (random.below(3) != 0) return "recover";
   constexpr std::array<const char*, 4> kVerbs = {"create", "create", "eject", "rebuild"};
   return kVerbs[random.below(kVerbs.size())];
 }
@@ -54,12 +53,12 @@ std::string describe(const KillPoint& point) {
 
 }  // namespace
 
-std::vector<Scenario> scenarios(const Choices& choices) {
-  std::vector<Act> acts = {Act::Create, Act::Save, Act::Eject, Act::Rebuild, Act::CreateAfterLoss};
-  if (choices.recovers) acts.push_back(Act::RecoverAfterLoss);
+std::vector<Scenario> scenarios() {
   std::vector<Scenario> all;
   for (const bool inBackupFolder : {false, true})
-    for (const Act act : acts) all.push_back({act, inBackupFolder});
+    for (const Act act : {Act::Create, Act::Save, Act::Eject, Act::Rebuild, Act::CreateAfterLoss,
+                          Act::RecoverAfterLoss})
+      all.push_back({act, inBackupFolder});
   return all;
 }
 
@@ -72,8 +71,9 @@ Plan measuring(const Scenario& scenario, bool calls) {
   return plan;
 }
 
-Plan planOf(std::uint64_t round, const Choices& choices, const Extents& extents, Random& random) {
-  const auto all = scenarios(choices);
+Plan planOf(std::uint64_t round, std::uint64_t seed, const Extents& extents, Random& random) {
+  constexpr std::uint64_t kPercentOnDisk = 5;
+  const auto all = scenarios();
   const std::uint64_t acts = all.size() / 2;
   const std::uint64_t turn = round / acts;
   Plan plan;
@@ -81,15 +81,15 @@ Plan planOf(std::uint64_t round, const Choices& choices, const Extents& extents,
   const bool inBackupFolder = turn % kSlots == kSlots - 1;
   plan.scenario = all[round % acts + (inBackupFolder ? acts : 0)];
   const Extent& extent = extents.at(plan.scenario);
-  plan.point = pointOf(inBackupFolder ? turn / kSlots : amongThree(turn), choices, extent, random);
+  plan.point = pointOf(inBackupFolder ? turn / kSlots : amongThree(turn), seed, extent, random);
   plan.savesBefore = random.oneIn(3);
   plan.loses = random.oneIn(4);
   plan.worksOn = random.oneIn(3);
-  plan.next = someNext(choices, random);
+  plan.next = someNext(random);
   const Act next = plan.next == "recover" ? Act::RecoverAfterLoss : Act::Create;
   if (random.oneIn(3)) plan.second = someCall(extents.at({next, inBackupFolder}), random);
   plan.losesAgain = plan.second && random.oneIn(4);
-  plan.onDisk = random.below(100) < choices.percentOnDisk;
+  plan.onDisk = random.below(100) < kPercentOnDisk;
   return plan;
 }
 

@@ -5,12 +5,27 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "tests/soak/Program.h"
-#include "tests/soak/Random.h"
 
 namespace soak {
+
+// Everything that is left to chance in one round, from a seed and the round's number alone.
+class Random {
+ public:
+  Random(std::uint64_t seed, std::uint64_t round)
+      : engine_(seed * 0x9E3779B97F4A7C15ULL + round * 0xD1B54A32D192ED03ULL) {}
+
+  // 0 to most - 1; `most` is not 0.
+  std::uint64_t below(std::uint64_t most) { return engine_() % most; }
+  bool oneIn(std::uint64_t times) { return below(times) == 0; }
+
+ private:
+  std::mt19937_64 engine_;
+};
 
 enum class Act { Create, Save, Eject, Rebuild, CreateAfterLoss, RecoverAfterLoss };
 
@@ -42,21 +57,15 @@ struct Plan {
   bool onDisk = false;  // on a real file system instead of one in memory
 };
 
-struct Choices {
-  std::uint64_t seed = 0;
-  bool recovers = false;       // the program knows the verb
-  unsigned percentOnDisk = 0;  // of the rounds
-};
-
 // Every scenario there is.
-std::vector<Scenario> scenarios(const Choices& choices);
+std::vector<Scenario> scenarios();
 
 // A round that measures the scenario, its calls or its time: nothing is killed.
 Plan measuring(const Scenario& scenario, bool calls);
 
 // Three of four kills count calls, and reach each call of each scenario in turn; the others strike
 // at some time.
-Plan planOf(std::uint64_t round, const Choices& choices, const Extents& extents, Random& random);
+Plan planOf(std::uint64_t round, std::uint64_t seed, const Extents& extents, Random& random);
 
 // One line for a report.
 std::string describe(const Plan& plan);

@@ -10,8 +10,8 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <set>
@@ -37,18 +37,12 @@ class Stopwatch {
   Clock::time_point began_ = Clock::now();
 };
 
-timespec timespecOf(Microseconds time) {
-  constexpr std::int64_t kMicro = 1'000'000;
-  constexpr std::int64_t kNano = 1'000;
-  return {time.count() / kMicro, time.count() % kMicro * kNano};
-}
-
 // true where it had ended by then.
 bool endsWithin(pid_t process, Microseconds time) {
   const Descriptor handle(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
   if (!handle) throw std::runtime_error("pidfd_open failed");
   pollfd end{handle.get(), POLLIN, 0};
-  const timespec limit = timespecOf(time);
+  const timespec limit{time.count() / 1'000'000, time.count() % 1'000'000 * 1'000};
   return ppoll(&end, 1, &limit, nullptr) > 0;
 }
 
@@ -112,91 +106,65 @@ int signalOf(int status) {
 class Watch {
  public:
   // The process has asked to be traced and is about to exec. Throws where it cannot be followed.
-  explicit Watch(pid_t process);
+  explicit Watch(pid_t process) : process_(process) {
+    constexpr long kOptions = PTRACE_O_TRACESYSGOOD | PTRACE_O_TRACECLONE | PTRACE_O_EXITKILL;
+    const int status = waitFor(process_);
+    if (!WIFSTOPPED(status) || ptrace(PTRACE_SETOPTIONS, process_, nullptr, kOptions) != 0)
+      throw std::runtime_error("the program cannot be traced");
+    goOn(process_, status);
+  }
 
   // Lets it run until the given call of those that change something has returned in any thread,
   // kills it then, and gives the status it ended with. 0 lets it run to its end.
-  int runUntilCall(std::uint64_t call);
+  int runUntilCall(std::uint64_t call) {
+    int status = 0;
+    for (pid_t thread = 0; (thread = waitpid(-1, &status, __WALL)) > 0;) {
+      if (!WIFSTOPPED(status)) {
+        if (thread == process_) return status;
+        continue;
+      }
+      if (WSTOPSIG(status) == kCallStop && isCountedExit(thread) && ++calls_ == call)
+        kill(process_, SIGKILL);
+      goOn(thread, status);
+    }
+    throw std::runtime_error("the program was lost sight of");
+  }
 
   std::uint64_t calls() const { return calls_; }
 
  private:
-  bool isCountedExit(pid_t thread);
-  void goOn(pid_t thread, int status);
+  // Whether the thread stands behind a call that counts.
+  bool isCountedExit(pid_t thread) {
+    __ptrace_syscall_info call{};
+    if (ptrace(PTRACE_GET_SYSCALL_INFO, thread, sizeof call, &call) <= 0) return false;
+    if (call.op == PTRACE_SYSCALL_INFO_ENTRY && changes(call)) changing_.insert(thread);
+    return call.op == PTRACE_SYSCALL_INFO_EXIT && changing_.erase(thread) != 0;
+  }
+  // A thread that was killed meanwhile cannot, which its end will show.
+  static void goOn(pid_t thread, int status) {
+    ptrace(PTRACE_SYSCALL, thread, nullptr, signalOf(status));
+  }
 
   pid_t process_;
   std::uint64_t calls_ = 0;
   std::set<pid_t> changing_;  // threads that are in a call that counts
 };
 
-Watch::Watch(pid_t process) : process_(process) {
-  constexpr long kOptions = PTRACE_O_TRACESYSGOOD | PTRACE_O_TRACECLONE | PTRACE_O_EXITKILL;
-  int status = 0;
-  if (waitpid(process_, &status, 0) != process_ || !WIFSTOPPED(status) ||
-      ptrace(PTRACE_SETOPTIONS, process_, nullptr, kOptions) != 0)
-    throw std::runtime_error("the program cannot be traced");
-  goOn(process_, status);
-}
-
-// Whether the thread stands behind a call that counts.
-bool Watch::isCountedExit(pid_t thread) {
-  __ptrace_syscall_info call{};
-  if (ptrace(PTRACE_GET_SYSCALL_INFO, thread, sizeof call, &call) <= 0) return false;
-  if (call.op == PTRACE_SYSCALL_INFO_ENTRY && changes(call)) changing_.insert(thread);
-  return call.op == PTRACE_SYSCALL_INFO_EXIT && changing_.erase(thread) != 0;
-}
-
-// A thread that was killed meanwhile cannot, which its end will show.
-void Watch::goOn(pid_t thread, int status) {
-  ptrace(PTRACE_SYSCALL, thread, nullptr, signalOf(status));
-}
-
-int Watch::runUntilCall(std::uint64_t call) {
-  int status = 0;
-  for (pid_t thread = 0; (thread = waitpid(-1, &status, __WALL)) > 0;) {
-    if (!WIFSTOPPED(status)) {
-      if (thread == process_) return status;
-      continue;
-    }
-    if (WSTOPSIG(status) == kCallStop && isCountedExit(thread) && ++calls_ == call)
-      kill(process_, SIGKILL);
-    goOn(thread, status);
-  }
-  throw std::runtime_error("the program was lost sight of");
-}
-
-// "PID (NAME) STATE PARENT …"; the name may hold anything.
-bool isChildOfMine(const std::string& process) {
-  const std::string line = readFile("/proc/" + process + "/stat");
-  const auto nameEnd = line.rfind(')');
-  if (nameEnd == std::string::npos || nameEnd + 4 > line.size()) return false;
-  int parent = 0;
-  std::from_chars(line.data() + nameEnd + 4, line.data() + line.size(), parent);
-  return parent == getpid();
-}
-
-std::vector<pid_t> children() {
-  std::vector<pid_t> found;
+// "PID (NAME) STATE PARENT …" is what the kernel tells; the name may hold anything.
+void killChildren() {
   for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-    const std::string name = entry.path().filename();
-    pid_t process = 0;
-    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), process);
-    if (error == std::errc() && *end == '\0' && isChildOfMine(name)) found.push_back(process);
+    const std::string line = readFile(entry.path() / "stat");
+    int parent = 0;
+    if (std::sscanf(line.c_str() + line.rfind(')') + 1, " %*c %d", &parent) == 1 &&
+        parent == getpid())
+      ::kill(std::stoi(entry.path().filename()), SIGKILL);
   }
-  return found;
 }
 
-// Waits for all that the program left running, killing them first where asked. true if there was
-// one.
-bool endOrphans(bool kill) {
-  int status = 0;
-  pid_t ended = waitpid(-1, &status, WNOHANG);
-  if (ended < 0) return false;
-  if (kill && ended == 0)
-    for (const pid_t child : children()) ::kill(child, SIGKILL);
-  while (waitpid(-1, &status, 0) > 0) {
-  }
-  return true;
+// Waits for all that the program left running, killing them first where asked.
+void endOrphans(bool kill) {
+  if (kill) killChildren();
+  while (waitpid(-1, nullptr, 0) > 0) continue;
 }
 
 }  // namespace
@@ -238,7 +206,7 @@ Outcome Program::killAfterTime(const Words& arguments, const KillPoint& point) c
   const pid_t process = start(arguments, false);
   if (!endsWithin(process, point.afterTime)) ::kill(process, SIGKILL);
   auto outcome = outcomeOf(waitFor(process), watch.time());
-  outcome.leftTool = endOrphans(point.toolsToo);
+  endOrphans(point.toolsToo);
   return outcome;
 }
 
@@ -248,7 +216,7 @@ Outcome Program::killAfterCall(const Words& arguments, const KillPoint& point) c
   const int status = program.runUntilCall(point.afterCall.value_or(0));
   auto outcome = outcomeOf(status, watch.time());
   outcome.calls = program.calls();
-  outcome.leftTool = endOrphans(point.toolsToo);
+  endOrphans(point.toolsToo);
   return outcome;
 }
 

@@ -23,7 +23,6 @@ struct Outcome {
   int status = -1;          // the exit status, where it was not killed
   std::uint64_t calls = 0;  // that change something, where they were counted
   Microseconds took{0};
-  bool leftTool = false;  // a disk tool outlived it
 };
 
 // The calling process becomes the parent of whatever its children leave running.

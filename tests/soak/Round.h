@@ -16,8 +16,11 @@ struct Report {
   bool lostVolume = false;  // a volume went with the power
   std::size_t rescued = 0;  // folders kept under another name
   std::size_t strays = 0;   // devices that nothing gave back
-  bool mixed = false;       // see Verdict
 };
+
+// Takes every device and its volume away without a word to the program, as a power cut would.
+// What the page cache still owes to a real disk stays, so it is no test of flushing.
+void loseVolumes();
 
 // One disk from its first file to the check of what is left, in a home of its own, which is emptied
 // before. The process that runs it is in a private mount namespace.

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "tests/soak/Model.h"
-#include "tests/soak/Random.h"
+#include "tests/soak/Plan.h"
 
 namespace soak {
 
