@@ -1,14 +1,47 @@
-// The exported menu and the command line's are the same, and it works.
+// The item in a tray that is reached over the bus, and the menu that the desktop draws then: it is
+// the same as the command line's, and it works.
 
-#include "tests/desktop/NotifierTest.h"
+#include <systemd/sd-bus.h>
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "tests/desktop/DesktopTest.h"
+#include "tests/support/TrayHostDouble.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+
+class NotifierTest : public DesktopTest {
+ protected:
+  std::string addBuild(const std::string& size = "200M") {
+    const std::string folder = scratch.directory("home/desk/my_build");
+    scratch.file("home/desk/my_build/letters/first", "first");
+    scratch.file("home/desk/my_build/objects/main.o", std::string(3'000'000, 'o'));
+    EXPECT_EQ(run("add '" + folder + "' --size " + size), 0);
+    return folder;
+  }
+
+  void registers(std::size_t times = 1) {
+    ASSERT_TRUE(comesTrue([&] { return tray.registrations() >= times; }));
+  }
+
+  MenuLine disk() { return tray.opened(0).find("my__build"); }
+  // What is below the disk, opened as a desktop opens it.
+  MenuLine inDisk() { return tray.opened(disk().id); }
+  void click(const MenuLine& line) {
+    ASSERT_NE(line.id, 0);
+    EXPECT_EQ(tray.event(line.id, "clicked").error, "");
+    tray.event(0, "closed");
+  }
+
+  TrayHostDouble tray{bus.address()};
+};
 
 constexpr char kMenuPath[] = "/MenuBar";
 constexpr char kPngStart[] = "\x89PNG";
@@ -174,6 +207,217 @@ TEST_F(ExportedMenuTest, WhatIsDisabledSaysWhy) {
   EXPECT_EQ(tray.event(create.id, "clicked").error, "");
   tray.event(0, "closed");
   EXPECT_NE(show("my_build").find("notCreated"), std::string::npos);
+}
+
+// --- What else desktops call, rightly or wrongly
+
+// Desktops that ask for many at once, and for some properties only.
+TEST_F(NotifierTest, GroupsOfItems) {
+  addBuild();
+  tray.come();
+  Helper helper({"FromApp"});
+  registers();
+  const int row = tray.layout().find("my__build").id;
+  ASSERT_NE(row, 0) << "the root is there before it is opened";
+  const auto shown = tray.menu("AboutToShowGroup", [&](sd_bus_message* message) {
+    sd_bus_message_append(message, "ai", 2, row, 99'999);
+  });
+  ASSERT_EQ(shown.values.size(), 2U) << shown.error;
+  EXPECT_EQ(shown.values[0].parts.at(0).text, std::to_string(row));
+  EXPECT_EQ(shown.values[1].parts.at(0).text, "99999");
+  const int create = tray.layout(row).find("Create").id;
+  const auto labels = tray.menu("GetGroupProperties", [&](sd_bus_message* message) {
+    sd_bus_message_append(message, "aias", 2, row, 99'999, 1, "label");
+  });
+  ASSERT_EQ(labels.values.at(0).parts.size(), 1U);
+  const BusValue& properties = labels.values[0].parts[0].parts.at(1);
+  ASSERT_EQ(properties.parts.size(), 1U);
+  EXPECT_NE(properties.textOf("label").find("my__build"), std::string::npos);
+  const auto enabled = tray.menu("GetProperty", [&](sd_bus_message* message) {
+    sd_bus_message_append(message, "is", row, "enabled");
+  });
+  EXPECT_EQ(enabled.values.at(0).text, "true");
+  const MenuLine level = tray.layout(0, 1);
+  EXPECT_TRUE(level.find("my__build").children.empty()) << "one level was asked for";
+  const auto unknown = tray.menu("EventGroup", [&](sd_bus_message* message) {
+    sd_bus_message_append(message, "a(isvu)", 2, 99'999, "clicked", "s", "", 0, create, "clicked",
+                          "s", "", 0);
+  });
+  EXPECT_EQ(unknown.values.at(0).parts.size(), 1U);
+  EXPECT_TRUE(isInState("my_build", "mounted"));
+}
+
+TEST_F(NotifierTest, WhatMakesNoSense) {
+  addBuild();
+  tray.come();
+  Helper helper({"FromApp"});
+  registers();
+  const int late = inDisk().find("Create").id;
+  inDisk();
+  const auto number = [](int id) {
+    return [id](sd_bus_message* message) { sd_bus_message_append(message, "i", id); };
+  };
+  const auto nothing = [](sd_bus_message*) {};
+  const auto wrong = [](sd_bus_message* message) { sd_bus_message_append(message, "s", "root"); };
+  EXPECT_NE(tray.event(late, "clicked").error, "") << "it was replaced";
+  EXPECT_NE(tray.event(-7, "clicked").error, "");
+  EXPECT_NE(tray.menu("AboutToShow", number(99'999)).error, "");
+  EXPECT_NE(tray.menu("GetLayout",
+                      [](sd_bus_message* message) {
+                        sd_bus_message_append(message, "iias", 99'999, -1, 0);
+                      })
+                .error,
+            "");
+  for (const char* member : {"GetLayout", "GetGroupProperties", "GetProperty", "Event",
+                             "EventGroup", "AboutToShow", "AboutToShowGroup"}) {
+    EXPECT_NE(tray.menu(member, nothing).error, "") << member;
+    EXPECT_NE(tray.menu(member, wrong).error, "") << member;
+  }
+  EXPECT_NE(tray.menu("Dance").error, "");
+  EXPECT_NE(tray.ask("/StatusNotifierItem", "org.kde.StatusNotifierItem", "Dance").error, "");
+  EXPECT_NE(tray.ask("/StatusNotifierItem", "org.kde.StatusNotifierItem", "Activate").error, "");
+  EXPECT_NE(tray.ask("/StatusNotifierItem", "org.freedesktop.DBus.Properties", "Set",
+                     [](sd_bus_message* message) {
+                       sd_bus_message_append(message, "ssv", "org.kde.StatusNotifierItem", "Title",
+                                             "s", "mine");
+                     })
+                .error,
+            "");
+  EXPECT_TRUE(show("my_build").find("notCreated") != std::string::npos);
+  EXPECT_EQ(tray.properties().textOf("Title"), "Tarnvale");
+  EXPECT_TRUE(helper.isRunning());
+}
+
+// --- Where it shows when trays come and go, and how
+
+TEST_F(NotifierTest, TheItemMovesAsTraysComeAndGo) {
+  const auto corner = [&] { return desktop.picture().copy(0, 0, 24, 24); };
+  addBuild();
+  tray.come(false);  // such as left behind by another desktop's services
+  Helper helper({"FromApp"});
+  registers();
+  desktop.startPanel();
+  openMenu();
+  closeMenu();
+  const QImage inPanel = corner();
+  tray.setHost(true);
+  EXPECT_TRUE(comesTrue([&] { return corner() != inPanel; })) << "it shows once";
+  EXPECT_NE(disk().id, 0);
+  tray.leave();
+  openMenu();
+  closeMenu();
+  desktop.stopPanel();
+  desktop.startPanel();
+  openMenu();
+  closeMenu();
+  tray.come();
+  registers();
+  EXPECT_NE(disk().id, 0);
+  EXPECT_TRUE(helper.isRunning());
+}
+
+TEST_F(NotifierTest, ActivatedItShowsTheMenuAtThePlace) {
+  addBuild();
+  tray.come();
+  Helper helper({"FromApp"});
+  registers();
+  tray.activate(300, 100);
+  comesTrue([&] {  // what has the keyboard is told to a screen reader
+    desktop.press("Down");
+    return reader->find("my_build").has_value();
+  });
+  const Thing row = see("my_build");
+  EXPECT_GE(row.x, 300);
+  EXPECT_LT(row.x, 320);
+  EXPECT_GE(row.y, 100);
+  closeMenu();
+}
+
+TEST_F(NotifierTest, ANearlyFullDiskIsSeenInTheTray) {
+  const auto isRed = [](const BusValue& item, const char* property) {
+    const std::string& pixels = item.find(property)->parts.at(0).parts.at(2).text;
+    return pixels.find("\xff\xff\0\0", 0, 4) != std::string::npos;
+  };
+  const std::string folder = addBuild("128M");
+  tray.come();
+  Helper helper({"FromApp"});
+  registers();
+  EXPECT_FALSE(isRed(tray.properties(), "IconPixmap"));
+  scratch.file("home/desk/my_build/much", std::string(80'000'000, 'm'));
+  click(inDisk().find("Create"));
+  ASSERT_TRUE(isInState("my_build", "mounted"));
+  scratch.file("home/desk/my_build/more", std::string(30'000'000, 'm'));
+  click(inDisk().find("Synchronise Now"));
+  ASSERT_TRUE(comesTrue([&] { return tray.lastStatus() == "NeedsAttention"; }));
+  const BusValue item = tray.properties();
+  EXPECT_EQ(item.textOf("Status"), "NeedsAttention");
+  EXPECT_TRUE(isRed(item, "IconPixmap"));
+  EXPECT_TRUE(isRed(item, "AttentionIconPixmap"));
+  EXPECT_NE(item.find("ToolTip")->parts.at(3).text.find("nearly full"), std::string::npos);
+  bool isEjected = false;  // once the menu's save is over
+  EXPECT_TRUE(comesTrue([&] { return isEjected = isEjected || run("eject my_build") == 0; }));
+  EXPECT_TRUE(comesTrue([&] { return tray.lastStatus() == "Active"; }));
+}
+
+// --- A panel that people use, which draws the exported menu itself
+
+constexpr int kRightButton = 3;
+constexpr char kOnlyATray[] =
+    "[General]\npanels=panel1\n"
+    "[panel1]\nalignment=-1\niconSize=22\npanelSize=24\nplugins=tray\nposition=Top\nwidth=100\n"
+    "width-percent=true\n"
+    "[tray]\ntype=statusnotifier\n";
+
+bool isInstalled() { return std::system("command -v lxqt-panel >/dev/null") == 0; }
+
+class PanelTest : public NotifierTest {
+ protected:
+  void SetUp() override {
+    if (!isInstalled()) GTEST_SKIP() << "'make desktops' brings the panel";
+    panel_ = Companion({"lxqt-panel", "--config", scratch.file("panel.conf", kOnlyATray)});
+  }
+
+  // The item may still be on its way into the panel; the menu of that opens then.
+  void openWith(int button) {
+    EXPECT_TRUE(comesTrue([&] {
+      if (isOpen()) return true;
+      desktop.press("Escape");
+      desktop.click(Desktop::kItemX, Desktop::kItemY, button);
+      return comesTrue([&] { return isOpen(); }, std::chrono::seconds(2));
+    })) << all();
+  }
+  // A menu that just opened passes over the first motion.
+  void walkInto(const std::string& item, const std::string& holds) {
+    const Thing thing = see(item);
+    int moves = 0;
+    EXPECT_TRUE(comesTrue([&] {
+      if (!reader->find(holds)) desktop.moveTo(thing.middleX() - ++moves % 9, thing.middleY());
+      return reader->find(holds).has_value();
+    })) << all();
+  }
+  bool isOpen() { return reader->find("Quit Tarnvale Menu").has_value(); }
+
+ private:
+  Companion panel_;
+};
+
+TEST_F(PanelTest, ADayWithADisk) {
+  const std::string folder = addBuild();
+  Helper helper({"FromApp"});
+  openWith(kRightButton);
+  EXPECT_NE(see("my_build").name.find("Not created"), std::string::npos) << see("my_build").name;
+  walkInto("my_build", "Create");
+  desktop.keepPicture("panel");
+  choose("Create");
+  ASSERT_TRUE(isInState("my_build", "mounted"));
+
+  openWith(kRightButton);
+  EXPECT_NE(see("my_build").name.find("Mounted"), std::string::npos) << see("my_build").name;
+  walkInto("my_build", "letters");
+  walkInto("letters", "Remove this Folder");
+  desktop.keepPicture("panel-browsing");
+  choose("Remove this Folder");
+  EXPECT_TRUE(comesTrue([&] { return !fs::exists(folder + "/letters"); }));
 }
 
 }  // namespace

@@ -8,8 +8,9 @@
 #include <array>
 #include <chrono>
 #include <csignal>
-#include <memory>
 #include <utility>
+
+using platform::BusMessage;
 
 namespace {
 
@@ -17,66 +18,52 @@ constexpr char kLauncher[] = "/usr/libexec/at-spi-bus-launcher";
 constexpr char kRegistry[] = "org.a11y.atspi.Registry";
 constexpr char kNode[] = "org.a11y.atspi.Accessible";
 constexpr int kDeepest = 8;
-constexpr std::uint64_t kPatience = 2'000'000;  // microseconds
 constexpr std::uint32_t kShowingState = 25;
 
-struct CloseMessage {
-  void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
-};
-using Message = std::unique_ptr<sd_bus_message, CloseMessage>;
-
+// The answer, null for none.
 template <class... Arguments>
-Message call(sd_bus* bus, const std::string& to, const std::string& path, const char* interface,
-             const char* method, const char* types, Arguments... arguments) {
-  sd_bus_message* request = nullptr;
+BusMessage call(sd_bus* bus, const ScreenReader::Place& to, const char* interface,
+                const char* method, const char* types, Arguments... arguments) {
   sd_bus_message* reply = nullptr;
-  sd_bus_error error = SD_BUS_ERROR_NULL;
-  if (sd_bus_message_new_method_call(bus, &request, to.c_str(), path.c_str(), interface, method) <
-      0)
-    return nullptr;
-  const Message made(request);
-  if (*types != '\0') sd_bus_message_append(request, types, arguments...);
-  sd_bus_call(bus, request, kPatience, &error, &reply);
-  sd_bus_error_free(&error);
-  return Message(reply);
+  sd_bus_call_method(bus, to.first.c_str(), to.second.c_str(), interface, method, nullptr, &reply,
+                     types, arguments...);
+  return BusMessage(reply);
 }
 
-std::string text(const Message& reply) {
+BusMessage property(sd_bus* bus, const ScreenReader::Place& of, const char* name,
+                    const char* type) {
+  sd_bus_message* reply = nullptr;
+  sd_bus_get_property(bus, of.first.c_str(), of.second.c_str(), kNode, name, nullptr, &reply, type);
+  return BusMessage(reply);
+}
+
+std::string text(const BusMessage& reply) {
   const char* read = nullptr;
   if (!reply || sd_bus_message_read(reply.get(), "s", &read) < 0) return {};
   return read;
 }
 
-std::string roleOf(sd_bus* bus, const std::string& to, const std::string& path) {
-  return text(call(bus, to, path, kNode, "GetRoleName", ""));
+std::string roleOf(sd_bus* bus, const ScreenReader::Place& place) {
+  return text(call(bus, place, kNode, "GetRoleName", ""));
 }
 
-std::string parentOf(sd_bus* bus, const std::string& to, const std::string& path) {
-  const auto reply =
-      call(bus, to, path, "org.freedesktop.DBus.Properties", "Get", "ss", kNode, "Parent");
+std::string parentOf(sd_bus* bus, const ScreenReader::Place& place) {
+  const auto reply = property(bus, place, "Parent", "(so)");
   const char* ignored = nullptr;
   const char* read = nullptr;
-  if (!reply || sd_bus_message_read(reply.get(), "v", "(so)", &ignored, &read) < 0) return {};
-  return read;
-}
-
-std::string nameOf(sd_bus* bus, const ScreenReader::Thing& thing) {
-  const auto reply = call(bus, thing.bus, thing.path, "org.freedesktop.DBus.Properties", "Get",
-                          "ss", kNode, "Name");
-  const char* read = nullptr;
-  if (!reply || sd_bus_message_read(reply.get(), "v", "s", &read) < 0) return {};
+  if (!reply || sd_bus_message_read(reply.get(), "(so)", &ignored, &read) < 0) return {};
   return read;
 }
 
 void readPlace(sd_bus* bus, ScreenReader::Thing& thing) {
-  const auto reply = call(bus, thing.bus, thing.path, "org.a11y.atspi.Component", "GetExtents", "u",
-                          std::uint32_t{0});
+  const auto reply =
+      call(bus, thing.at, "org.a11y.atspi.Component", "GetExtents", "u", std::uint32_t{0});
   if (reply)
     sd_bus_message_read(reply.get(), "(iiii)", &thing.x, &thing.y, &thing.width, &thing.height);
 }
 
 void readStates(sd_bus* bus, ScreenReader::Thing& thing) {
-  const auto reply = call(bus, thing.bus, thing.path, kNode, "GetState", "");
+  const auto reply = call(bus, thing.at, kNode, "GetState", "");
   std::uint32_t low = 0;
   std::uint32_t high = 0;
   if (!reply || sd_bus_message_enter_container(reply.get(), 'a', "u") < 0 ||
@@ -85,15 +72,14 @@ void readStates(sd_bus* bus, ScreenReader::Thing& thing) {
   thing.isShowing = (low >> kShowingState & 1U) != 0;
 }
 
-std::vector<std::pair<std::string, std::string>> childrenOf(sd_bus* bus, const std::string& to,
-                                                            const std::string& path) {
-  std::vector<std::pair<std::string, std::string>> children;
-  const auto reply = call(bus, to, path, kNode, "GetChildren", "");
+std::vector<ScreenReader::Place> childrenOf(sd_bus* bus, const ScreenReader::Place& place) {
+  std::vector<ScreenReader::Place> children;
+  const auto reply = call(bus, place, kNode, "GetChildren", "");
   if (!reply || sd_bus_message_enter_container(reply.get(), 'a', "(so)") < 0) return children;
   const char* child = nullptr;
-  const char* childPath = nullptr;
-  while (sd_bus_message_read(reply.get(), "(so)", &child, &childPath) > 0)
-    children.emplace_back(child, childPath);
+  const char* path = nullptr;
+  while (sd_bus_message_read(reply.get(), "(so)", &child, &path) > 0)
+    children.emplace_back(child, path);
   return children;
 }
 
@@ -112,96 +98,69 @@ pid_t startLauncher(const std::string& sessionBus) {
   return made;
 }
 
-sd_bus* opened(const std::string& address) {
-  sd_bus* bus = nullptr;
-  if (sd_bus_new(&bus) < 0) return nullptr;
-  sd_bus_set_address(bus, address.c_str());
-  sd_bus_set_bus_client(bus, 1);
-  if (sd_bus_start(bus) >= 0) return bus;
-  return sd_bus_unref(bus);
-}
-
 }  // namespace
 
-ScreenReader::ScreenReader(std::string sessionBus)
-    : sessionBus_(std::move(sessionBus)), launcher_(startLauncher(sessionBus_)) {
-  connect();
+ScreenReader::ScreenReader(const std::string& sessionBus) : launcher_(startLauncher(sessionBus)) {
+  connect(sessionBus);
 }
 
 ScreenReader::~ScreenReader() {
-  sd_bus_flush_close_unref(bus_);
   if (launcher_ <= 0) return;
   kill(-launcher_, SIGTERM);
   waitpid(launcher_, nullptr, 0);
 }
 
-// The launcher owns its name some time after its start.
-void ScreenReader::connect() {
-  sd_bus* session = opened(sessionBus_);
-  ASSERT_NE(session, nullptr);
+// The launcher owns its name some time after its start. Programs send what somebody registered for.
+void ScreenReader::connect(const std::string& sessionBus) {
+  constexpr auto kAnybody = platform::BusOwner::Anybody;
+  platform::BusConnection session;
+  ASSERT_EQ(platform::openBus(sessionBus, kAnybody, session), 0);
   const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   std::string address;
   while (address.empty() && std::chrono::steady_clock::now() < limit)
-    address =
-        text(call(session, "org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress", ""));
-  sd_bus_flush_close_unref(session);
-  ASSERT_FALSE(address.empty()) << "no accessibility bus";
-  bus_ = opened(address);
-  ASSERT_NE(bus_, nullptr) << address;
-  listen();
-}
-
-// Programs send what somebody registered for.
-void ScreenReader::listen() {
-  ASSERT_GE(sd_bus_add_match(
-                bus_, nullptr, "type='signal',interface='org.a11y.atspi.Event.Object'",
-                [](sd_bus_message* message, void* self, sd_bus_error*) {
-                  static_cast<ScreenReader*>(self)->heard_.emplace(
-                      sd_bus_message_get_sender(message), sd_bus_message_get_path(message));
-                  return 0;
-                },
-                this),
-            0);
+    address = text(
+        call(session.get(), {"org.a11y.Bus", "/org/a11y/bus"}, "org.a11y.Bus", "GetAddress", ""));
+  ASSERT_EQ(platform::openBus(address, kAnybody, bus_), 0) << "no accessibility bus";
+  ASSERT_TRUE(platform::listenTo(
+      bus_.get(), {nullptr, nullptr, "org.a11y.atspi.Event.Object", nullptr, nullptr}, listener_));
   for (const char* event : {"object:state-changed:focused", "object:state-changed:showing"})
-    ASSERT_TRUE(
-        call(bus_, kRegistry, "/org/a11y/atspi/registry", kRegistry, "RegisterEvent", "s", event));
+    ASSERT_TRUE(call(bus_.get(), {kRegistry, "/org/a11y/atspi/registry"}, kRegistry,
+                     "RegisterEvent", "s", event));
 }
 
-void ScreenReader::hear() {
-  while (sd_bus_process(bus_, nullptr) > 0) continue;
+void ScreenReader::hear(sd_bus_message* message) {
+  heard_.emplace(sd_bus_message_get_sender(message), sd_bus_message_get_path(message));
 }
 
 std::set<ScreenReader::Place> ScreenReader::menus() const {
   std::set<Place> found;
-  for (auto [bus, path] : heard_) {
-    if (roleOf(bus_, bus, path) == "menu item") path = parentOf(bus_, bus, path);
-    if (roleOf(bus_, bus, path) == "popup menu") found.emplace(bus, path);
+  for (auto place : heard_) {
+    if (roleOf(bus_.get(), place) == "menu item") place.second = parentOf(bus_.get(), place);
+    if (roleOf(bus_.get(), place) == "popup menu") found.insert(place);
   }
   return found;
 }
 
 std::vector<ScreenReader::Thing> ScreenReader::things() {
-  hear();
+  while (sd_bus_process(bus_.get(), nullptr) > 0) continue;
   std::vector<Thing> found;
-  for (const auto& [bus, path] : childrenOf(bus_, kRegistry, "/org/a11y/atspi/accessible/root"))
-    collect(bus, path, 0, found);
-  for (const auto& [bus, path] : menus()) collect(bus, path, 1, found);
+  for (const auto& place : childrenOf(bus_.get(), {kRegistry, "/org/a11y/atspi/accessible/root"}))
+    collect(place, 0, found);
+  for (const auto& place : menus()) collect(place, 1, found);
   return found;
 }
 
 // Applications show through their windows only.
-void ScreenReader::collect(const std::string& bus, const std::string& path, int depth,
-                           std::vector<Thing>& into) const {
+void ScreenReader::collect(const Place& place, int depth, std::vector<Thing>& into) const {
   if (depth > kDeepest) return;
-  Thing thing{bus, path};
-  readStates(bus_, thing);
+  Thing thing{place};
+  readStates(bus_.get(), thing);
   if (depth > 0 && !thing.isShowing) return;
-  thing.name = nameOf(bus_, thing);
-  thing.role = roleOf(bus_, bus, path);
-  readPlace(bus_, thing);
+  thing.name = text(property(bus_.get(), place, "Name", "s"));
+  thing.role = roleOf(bus_.get(), place);
+  readPlace(bus_.get(), thing);
   if (thing.isShowing) into.push_back(thing);
-  for (const auto& [child, childPath] : childrenOf(bus_, bus, path))
-    collect(child, childPath, depth + 1, into);
+  for (const auto& child : childrenOf(bus_.get(), place)) collect(child, depth + 1, into);
 }
 
 std::optional<ScreenReader::Thing> ScreenReader::find(const std::string& name) {

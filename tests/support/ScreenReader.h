@@ -2,25 +2,23 @@
 
 #include <sys/types.h>
 
-#include <cstdint>
-#include <functional>
 #include <optional>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
-struct sd_bus;
-struct sd_bus_message;
+#include "platform/linux/Bus.h"
 
 // What a screen reader finds of the programs on a session bus: names, roles and places, by the
 // desktop's accessibility interface. Programs must be started with QT_LINUX_ACCESSIBILITY_ALWAYS_ON
 // and on the same bus.
 class ScreenReader {
  public:
+  using Place = std::pair<std::string, std::string>;  // a connection and a path
+
   struct Thing {
-    std::string bus;
-    std::string path;
+    Place at;
     std::string name{};
     std::string role{};
     int x = 0;  // on the screen, from its top left
@@ -33,7 +31,7 @@ class ScreenReader {
     int middleY() const { return y + height / 2; }
   };
 
-  explicit ScreenReader(std::string sessionBus);
+  explicit ScreenReader(const std::string& sessionBus);
   ~ScreenReader();
   ScreenReader(const ScreenReader&) = delete;
   ScreenReader& operator=(const ScreenReader&) = delete;
@@ -45,18 +43,14 @@ class ScreenReader {
   std::optional<Thing> find(const std::string& name);
 
  private:
-  using Place = std::pair<std::string, std::string>;  // a connection and a path
-
-  void connect();
-  void listen();
-  void hear();
+  void connect(const std::string& sessionBus);
+  void hear(sd_bus_message* message);
   // Menus are nobody's children: one hears of their items, and asks those.
   std::set<Place> menus() const;
-  void collect(const std::string& bus, const std::string& path, int depth,
-               std::vector<Thing>& into) const;
+  void collect(const Place& place, int depth, std::vector<Thing>& into) const;
 
-  std::string sessionBus_;
   pid_t launcher_ = 0;
-  sd_bus* bus_ = nullptr;
   std::set<Place> heard_;
+  const platform::BusListener listener_ = [this](sd_bus_message* message) { hear(message); };
+  platform::BusConnection bus_;
 };
