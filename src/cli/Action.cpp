@@ -30,9 +30,12 @@ constexpr auto kLookForInterruption = 100ms;
 
 std::string namesOf(const std::vector<platform::VolumeUser>& users) {
   std::string names;
-  for (std::size_t i = 0; i < users.size() && i < kMostNamed; ++i)
-    names +=
-        fmt::format("{}{} ({})", i == 0 ? "" : ", ", users[i].name, users[i].processIdentifier);
+  for (std::size_t i = 0; i < users.size() && i < kMostNamed; ++i) {
+    names += i == 0 ? "" : ", ";
+    names += users[i].processIdentifier == 0
+                 ? "what is mounted at " + users[i].name
+                 : fmt::format("{} ({})", users[i].name, users[i].processIdentifier);
+  }
   if (users.size() > kMostNamed) names += fmt::format(" and {} more", users.size() - kMostNamed);
   return names;
 }

@@ -19,6 +19,7 @@
 #include "settings/Edits.h"
 #include "settings/TypedText.h"
 #include "settings/Validation.h"
+#include "system/RealPath.h"
 
 namespace cli {
 namespace {
@@ -58,7 +59,7 @@ Allowed usePath(const std::string& given, DiskOptions& disk) {
   if (disk.name || disk.directory)
     return Refusal{kWrongUsage, "a path stands for both --name and --directory",
                    "leave these or the path out"};
-  const std::string path = settings::absolutePath(given);
+  const std::string path = realPath(given);
   const FileKind kind = platform::services().files->kind(path);
   if (kind == FileKind::Missing)
     return Refusal{kRefused, "there is no directory " + path, "make it first or choose another"};
@@ -80,7 +81,7 @@ Allowed configure(QVRamDisk& disk, const DiskOptions& options,
     return refusalOf(applied.error());
   if (const auto placed = settings::checkPlace(disk, all); !placed)
     return refusalOf(placed.error());
-  return allowedBy(settings::checkBackup(disk));
+  return allowedBy(settings::checkBackup(disk, all));
 }
 
 std::string addedText(const QVRamDisk& disk) {

@@ -28,6 +28,9 @@ enum class Trouble : std::uint8_t {
   DirectoryOfVolumes,
   DirectoryInLibrary,
   DirectoryReadOnly,
+  PlaceOverMount,  // path: where something is mounted in the directory
+  PlaceOfOther,    // text: the other disk's name; path: what of it lies within or around
+  PlaceOverOwn,    // path: the folder that it would cover
 
   // Settings that cannot be had or changed.
   KindNotInstalled,         // text: the kind
@@ -38,6 +41,7 @@ enum class Trouble : std::uint8_t {
   BackupDirectoryMissing,   // path
   BackupDirectoryReadOnly,  // path
   BackupDirectoryOnDisk,    // path
+  BackupDirectoryOnOther,   // path; text: the other disk's name
   BackupDirectoryUnspecified,
   NoBase,         // contents are to be written back where nothing is covered
   PostCommand,    // subject: the command; text: why it cannot be run, localised

@@ -22,11 +22,11 @@ struct FileSystemAttributes {
   bool readOnly = false;   // where it is mounted, nobody may write
 };
 
-// A program that a volume is used by.
+// A program that a volume is used by, or another volume that is mounted in it.
 struct VolumeUser {
-  std::int64_t processIdentifier = 0;
-  std::string name;
-  bool writing = false;  // has a file of it open for writing, or mapped so
+  std::int64_t processIdentifier = 0;  // 0 for a volume
+  std::string name;                    // of a volume the path where it is mounted
+  bool writing = false;                // has a file of it open for writing, or mapped so
 
   bool operator==(const VolumeUser&) const = default;
 };
@@ -62,7 +62,8 @@ class Volumes {
   // A lasting identifier of the volume as an upper-case UUID text, where it has one.
   virtual std::optional<std::string> volumeIdentifier(std::int32_t deviceNumber) const = 0;
 
-  // Who has files of the volume open, mapped, or works in it, as far as the caller may see.
+  // Who has files of the volume open, mapped, or works in it, and what is mounted in it, as far as
+  // the caller may see.
   virtual VolumeUse use(const std::string& mountPoint) const = 0;
 
   // Extended attributes of the item itself: links are not followed. Names are given without the

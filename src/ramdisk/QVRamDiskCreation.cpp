@@ -4,11 +4,11 @@
 #include "extensions/PathExtension.h"
 #include "extensions/PropertyList.h"
 #include "extensions/Text.h"
-#include "kinds/QVRamDiskManager.h"
 #include "platform/Services.h"
 #include "ramdisk/Generation.h"
 #include "ramdisk/QVRamDisk.h"
 #include "ramdisk/Recovery.h"
+#include "ramdisk/Surroundings.h"
 #include "system/DiskPlaces.h"
 #include "system/QVDirectoryStatistics.h"
 #include "system/QVFunctions.h"
@@ -142,11 +142,10 @@ bool QVRamDiskCreation::run() {
 }
 
 bool QVRamDiskCreation::checkPermission() {
-  Text message;
-  if (QVRamDiskManager::canCreateWithName(settings_.name, settings_.size, settings_.type,
-                                          settings_.mountDirectory, message))
-    return true;
-  return fail(QVLocalized(kUnable), "canStatus==NO");
+  const auto can = checkCreationOf(*disk_);
+  if (can) return true;
+  const auto& [trouble, facts] = can.error();
+  return fail(QVLocalized(kUnable), "canStatus==NO", QVCauseFromText(whatHappened(trouble, facts)));
 }
 
 bool QVRamDiskCreation::handlesBase() const {

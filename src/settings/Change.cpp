@@ -4,6 +4,7 @@
 #include "device/QVRamDiskDevice.h"
 #include "kinds/QVRamDiskManager.h"
 #include "settings/TypedText.h"
+#include "system/RealPath.h"
 
 namespace settings {
 namespace {
@@ -65,7 +66,7 @@ void assignPlace(QVRamDisk& disk, const Change& change) {
   if (change.directory->empty()) {
     disk.setMountDirectory(std::nullopt);
   } else {
-    disk.setMountDirectory(absolutePath(expandedPath(*change.directory)));
+    disk.setMountDirectory(realPath(expandedPath(*change.directory)));
   }
 }
 
@@ -73,7 +74,7 @@ void assignBackup(QVRamDisk& disk, const Change& change) {
   if (change.backup) disk.setBackupMode(*change.backup);
   if (!change.backupDir) return;
   disk.setBackupMode(QVRamDiskBackupMode_Directory);
-  disk.setBackupDir(absolutePath(expandedPath(*change.backupDir)));
+  disk.setBackupDir(realPath(expandedPath(*change.backupDir)));
 }
 
 void assignPostCommand(QVRamDisk& disk, const Change& change) {

@@ -37,15 +37,6 @@ std::optional<std::uint64_t> bytesOfParts(std::string_view number, std::string_v
 // "~" resolved: it stays where a shell did not replace it, as in --directory=~/x.
 std::string expandedPath(const std::string& path);
 
-// The path made absolute, and where the last component is a link, what that leads to.
-std::string absolutePath(const std::string& path);
-
-// The path as it is compared: links in it are followed as far as it exists.
-std::string resolvedPath(const std::string& path);
-
-// Whether a path is a folder or lies below it.
-bool isWithin(const std::string& path, const std::string& folder);
-
 // A command and its arguments as one text, quoted as in a shell: '…' takes all as it stands, in
 // "…" and outside of quotes a backslash takes the next character as it stands (in "…" only a
 // quote or another backslash). A quote that is never closed reaches to the end.

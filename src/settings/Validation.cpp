@@ -1,11 +1,9 @@
 #include "settings/Validation.h"
 
-#include <algorithm>
-
 #include "kinds/QVRamDiskManager.h"
 #include "platform/Services.h"
 #include "ramdisk/ActionLock.h"
-#include "settings/TypedText.h"
+#include "ramdisk/Surroundings.h"
 
 namespace settings {
 namespace {
@@ -16,7 +14,7 @@ using platform::services;
 Outcome at(Field field, const Checked& check, const std::optional<std::string>& subject = {}) {
   if (check) return {};
   Problem problem{.trouble = check.error().trouble, .field = field, .facts = check.error().facts};
-  problem.facts.subject = subject.value_or("");
+  if (problem.facts.subject.empty()) problem.facts.subject = subject.value_or("");
   return problem;
 }
 
@@ -36,32 +34,23 @@ Outcome checkDirectory(const QVRamDisk& disk) {
             disk.mountDirectory());
 }
 
-Outcome checkSharing(const QVRamDisk& disk, const Disks& all) {
-  const std::string place = resolvedPath(disk.mountPath());
-  const auto other = std::find_if(all.begin(), all.end(), [&](const auto& candidate) {
-    return candidate.get() != &disk && candidate->identifier() != disk.identifier() &&
-           resolvedPath(candidate->mountPath()) == place;
-  });
-  if (other == all.end()) return {};
-  return Problem{.trouble = Trouble::SharedPlace,
-                 .field = disk.mountDirectory() ? Field::Directory : Field::Name,
-                 .facts = {.subject = (*other)->name().value_or(""), .path = place}};
+Outcome checkSurroundings(const QVRamDisk& disk, const Disks& all) {
+  return at(disk.mountDirectory() ? Field::Directory : Field::Name, checkPlaceAmong(disk, all),
+            disk.mountPath());
 }
 
 Problem atBackupDirectory(Trouble trouble, const std::string& path = {}) {
   return {.trouble = trouble, .field = Field::BackupDirectory, .facts = {.path = path}};
 }
 
-Outcome checkBackupDirectory(const QVRamDisk& disk) {
+Outcome checkBackupDirectory(const QVRamDisk& disk, const Disks& all) {
   const auto path = disk.backupDir();
   if (!path) return atBackupDirectory(Trouble::BackupDirectoryUnspecified);
   if (services().files->kind(*path) != FileKind::Directory)
     return atBackupDirectory(Trouble::BackupDirectoryMissing, *path);
   if (!services().files->isWritable(*path))
     return atBackupDirectory(Trouble::BackupDirectoryReadOnly, *path);
-  if (isWithin(resolvedPath(*path), resolvedPath(disk.mountPath())))
-    return atBackupDirectory(Trouble::BackupDirectoryOnDisk, *path);
-  return {};
+  return at(Field::BackupDirectory, checkBackupAmong(disk, all));
 }
 
 bool entersOrLeavesBase(const QVRamDisk& disk, const Change& change) {
@@ -88,26 +77,23 @@ void add(std::vector<Problem>& problems, const Outcome& check) {
 Outcome checkPlace(const QVRamDisk& disk, const Disks& all) {
   for (const auto check : {checkName, checkSize, checkDirectory})
     if (auto passed = check(disk); !passed) return passed;
-  return checkSharing(disk, all);
+  return checkSurroundings(disk, all);
 }
 
-Outcome checkBackup(const QVRamDisk& disk) {
+Outcome checkBackup(const QVRamDisk& disk, const Disks& all) {
   switch (disk.backupMode()) {
     case QVRamDiskBackupMode_Base:
       if (disk.mountDirectory()) return {};
       return Problem{.trouble = Trouble::NoBase, .field = Field::Backup};
     case QVRamDiskBackupMode_Directory:
-      return checkBackupDirectory(disk);
+      return checkBackupDirectory(disk, all);
     default:
       return {};
   }
 }
 
 Outcome checkCreation(const QVRamDisk& disk) {
-  return at(
-      Field::Disk,
-      QVRamDiskManager::checkCreation(disk.name(), disk.size(), disk.type(), disk.mountDirectory()),
-      disk.name());
+  return at(Field::Disk, checkCreationOf(disk), disk.name());
 }
 
 std::vector<Problem> problemsOfDraft(const QVRamDisk& draft, const Change& change,
@@ -115,9 +101,9 @@ std::vector<Problem> problemsOfDraft(const QVRamDisk& draft, const Change& chang
   std::vector<Problem> problems;
   if (change.changesVolume()) {
     for (const auto check : {checkName, checkSize, checkDirectory}) add(problems, check(draft));
-    if (problems.empty()) add(problems, checkSharing(draft, all));
+    if (problems.empty()) add(problems, checkSurroundings(draft, all));
   }
-  if (change.changesBackup() || change.changesPlace()) add(problems, checkBackup(draft));
+  if (change.changesBackup() || change.changesPlace()) add(problems, checkBackup(draft, all));
   Change unplaced = change;  // that a preset has its own place is no problem of a form
   unplaced.name = unplaced.directory = std::nullopt;
   add(problems, checkApplying(draft, unplaced));
@@ -149,7 +135,7 @@ Outcome change(QVRamDisk& disk, const Change& change, const Disks& all) {
   if (auto applied = apply(disk, change); !applied) return applied;
   if (change.changesVolume())
     if (auto placed = checkPlace(disk, all); !placed) return placed;
-  if (change.changesBackup() || change.changesPlace()) return checkBackup(disk);
+  if (change.changesBackup() || change.changesPlace()) return checkBackup(disk, all);
   return {};
 }
 

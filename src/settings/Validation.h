@@ -12,11 +12,11 @@ namespace settings {
 
 using Disks = std::vector<QVRamDiskPtr>;
 
-// Name, size and place of a disk as for its creation, but for a running application, and that no
-// other of `all` has its place.
+// Name, size and place of a disk as for its creation, but for a running application, among the
+// disks of `all`.
 Outcome checkPlace(const QVRamDisk& disk, const Disks& all);
 // Whether the contents can be kept where the backup mode says.
-Outcome checkBackup(const QVRamDisk& disk);
+Outcome checkBackup(const QVRamDisk& disk, const Disks& all);
 // All that the creation will check.
 Outcome checkCreation(const QVRamDisk& disk);
 

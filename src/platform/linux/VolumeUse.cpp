@@ -16,6 +16,8 @@
 //                 told by inode as well: writing through it leaves no trace in a file's times, and
 //                 a save must compare its contents.
 //
+// What is mounted in the volume needs no process: the mount table of this one shows it.
+//
 // Nothing is opened and no file system but the volume is asked, because a server that is gone would
 // hold up the answer about a disk it has no part in.
 #include "platform/linux/VolumeUse.h"
@@ -109,17 +111,23 @@ const MountsOfDevice& NamespaceMounts::of(const ProcessFolder& process) {
   return found->second;
 }
 
-// The "major:minor" of the file system that is mounted at the path, empty where none is.
-std::string deviceMountedAt(const std::string& path) {
+// The line of the mount whose root the path shows, nullopt where it is none.
+std::optional<MountLine> mountAt(const std::string& path, const std::vector<MountLine>& table) {
   struct statx info {};
   const int flags = AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC;
-  if (statx(AT_FDCWD, path.c_str(), flags, STATX_MNT_ID, &info) != 0) return {};
-  if ((info.stx_attributes & STATX_ATTR_MOUNT_ROOT) == 0) return {};
-  const auto table = readMountTable();
-  if (!table) return {};
-  for (const MountLine& line : parseMountTable(*table))
-    if (line.identifier == info.stx_mnt_id) return std::string(line.device);
-  return {};
+  if (statx(AT_FDCWD, path.c_str(), flags, STATX_MNT_ID, &info) != 0) return std::nullopt;
+  if ((info.stx_attributes & STATX_ATTR_MOUNT_ROOT) == 0) return std::nullopt;
+  const auto found = std::find_if(table.begin(), table.end(), [&](const MountLine& line) {
+    return line.identifier == info.stx_mnt_id;
+  });
+  return found == table.end() ? std::nullopt : std::optional(*found);
+}
+
+void addMountsIn(const MountLine& volume, const std::vector<MountLine>& table,
+                 std::vector<VolumeUser>& users) {
+  for (const MountLine& line : table)
+    if (line.parent == volume.identifier && line.mountedOn != volume.mountedOn)
+      users.push_back({0, withoutMountEscapes(line.mountedOn), false});
 }
 
 // --- What a process does with them
@@ -207,6 +215,8 @@ class Search {
       found_.users.push_back({number, programName(process), open.writing || mapped.writing});
   }
 
+  std::vector<VolumeUser>& users() { return found_.users; }
+
   VolumeUse found() && {
     auto& inodes = found_.mappedInodes;
     std::sort(inodes.begin(), inodes.end());
@@ -223,9 +233,12 @@ class Search {
 }  // namespace
 
 VolumeUse volumeUse(const std::string& mountPoint) {
-  const std::string device = deviceMountedAt(mountPoint);
-  if (device.empty()) return {};
-  Search search(device);
+  const auto text = readMountTable();
+  const auto table = parseMountTable(text ? *text : std::string_view());
+  const auto volume = mountAt(mountPoint, table);
+  if (!volume) return {};
+  Search search{std::string(volume->device)};
+  addMountsIn(*volume, table, search.users());
   for (const std::int64_t number : processNumbers()) search.lookAt(number);
   return std::move(search).found();
 }

@@ -14,6 +14,8 @@ namespace platform {
 // may lie on the volume is looked at further. A sandboxed program, which sees mounts of its own,
 // counts by those.
 //
+// What is mounted in the volume, other than over it, is named once by where that is.
+//
 // Not to be seen: processes of other users, unless by root; a file that only the kernel holds, as
 // one on its way through a socket or behind a loop device; a listening socket's name; what only a
 // thread has that shares no descriptors or directories with its process.

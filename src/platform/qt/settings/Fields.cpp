@@ -11,6 +11,7 @@
 #include "extensions/PathExtension.h"
 #include "platform/Services.h"
 #include "settings/TypedText.h"
+#include "system/RealPath.h"
 
 namespace platform::qt {
 namespace {
@@ -156,8 +157,8 @@ std::optional<std::string> PathField::path() const {
   const std::string text = plainText(edit_->text());
   if (text.empty()) return std::nullopt;
   const std::string whole = settings::expandedPath(text);
-  return settings::absolutePath(
-      whole.starts_with('/') ? whole : extensions::appendingPathComponent(home(), whole));
+  return realPath(whole.starts_with('/') ? whole
+                                         : extensions::appendingPathComponent(home(), whole));
 }
 
 void PathField::setPath(const std::optional<std::string>& shown) {
