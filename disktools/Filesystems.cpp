@@ -65,8 +65,8 @@ Result<Device> deviceAt(const State& state, const Caller& caller, const MountPoi
   if (!devices) return devices.error();
   for (Device& device : *devices) {
     if (device.home.device != point.entry.device) continue;
-    if (caller.mayUse(device.record.uid)) return std::move(device);
-    return Problem{point.entry.path + " belongs to another user", EPERM, {}};
+    if (auto may = checkAccess(device, caller, point.entry.path); !may) return may.error();
+    return std::move(device);
   }
   return Problem{"no device is mounted at " + point.entry.path, EINVAL,
                  "hdiutil info lists your devices"};

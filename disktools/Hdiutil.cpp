@@ -81,27 +81,30 @@ Result<Backing> backingOf(const Arguments& arguments) {
   return Problem{fmt::format("there is no backing {}", name), EINVAL, "tmpfs and block are"};
 }
 
-// Devices come by ascending number.
-unsigned freeNumber(const std::vector<Device>& devices) {
+// What is left of others, which cannot be told to be gone, keeps its number too. They come
+// ascending.
+unsigned freeNumber(const State& state) {
   unsigned number = kFirstNumber;
-  for (const Device& device : devices)
-    if (device.record.number == number) ++number;
+  for (const unsigned taken : state.numbers())
+    if (taken == number) ++number;
   return number;
 }
 
-Result<Record> recordFor(const Request& request, const std::vector<Device>& devices) {
+Result<Record> recordFor(const State& state, const Request& request,
+                         const std::vector<Device>& devices) {
   auto sectors = sectorsOf(request.arguments.operands[0]);
   if (!sectors) return sectors.error();
   if (auto done = checkSize(request.caller, *sectors, devices); !done) return done.error();
   auto backing = backingOf(request.arguments);
   if (!backing) return backing.error();
   Record record;
-  record.number = freeNumber(devices);
+  record.number = freeNumber(state);
   record.uid = request.caller.uid;
   record.gid = request.caller.gid;
   record.sectors = *sectors;
   record.backing = *backing;
   record.wired = request.arguments.has("-kernel");
+  record.mountNamespace = ownMountNamespace();
   return record;
 }
 
@@ -269,7 +272,7 @@ Outcome attach(const Request& request) {
   if (!state) return state.error();
   auto devices = liveDevices(*state);
   if (!devices) return devices.error();
-  auto record = recordFor(request, *devices);
+  auto record = recordFor(*state, request, *devices);
   if (!record) return record.error();
   if (auto done = create(*state, *record); !done) return done;
   request.out << (request.arguments.has("-plist") ? propertyList(*record) : record->node() + "\n");

@@ -128,10 +128,11 @@ std::optional<unsigned> deviceNumber(std::string_view node) {
 
 std::string recordText(const Record& record) {
   return fmt::format(
-      "uid={}\ngid={}\nsectors={}\nbacking={}\nwired={}\nformat={}\nlabel={}\nmedia={}\n",
+      "uid={}\ngid={}\nsectors={}\nbacking={}\nwired={}\nformat={}\nlabel={}\nmedia={}\n"
+      "namespace={}\n",
       record.uid, record.gid, record.sectors, backingName(record.backing),
       record.wired ? "yes" : "no", record.caseSensitive ? "case-sensitive" : "plain", record.label,
-      record.mediaDirectory);
+      record.mediaDirectory, record.mountNamespace);
 }
 
 std::optional<Record> parseRecord(std::string_view text) {
@@ -151,6 +152,7 @@ std::optional<Record> parseRecord(std::string_view text) {
   record.caseSensitive = field(fields, "format") == "case-sensitive";
   record.label = field(fields, "label");
   record.mediaDirectory = field(fields, "media");
+  record.mountNamespace = field(fields, "namespace");
   return record;
 }
 
@@ -205,10 +207,14 @@ Result<Descriptor> State::makeHome(const Record& record) const {
   return home;
 }
 
+bool State::hasHome(const Record& record) const {
+  return faccessat(directory_.get(), record.name().c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
 void State::forget(const Record& record) const {
-  unlinkat(directory_.get(), recordFile(record).c_str(), 0);
-  unlinkat(directory_.get(), (record.name() + ".new").c_str(), 0);
   unlinkat(directory_.get(), record.name().c_str(), AT_REMOVEDIR);
+  unlinkat(directory_.get(), (record.name() + ".new").c_str(), 0);
+  unlinkat(directory_.get(), recordFile(record).c_str(), 0);
 }
 
 }  // namespace disktools

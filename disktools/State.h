@@ -13,15 +13,22 @@
 // device. The record only says what the kernel does not: whose it is and how it was asked for. In
 // its folder nobody meets the private mount; what users see are copies of it, which come and go.
 //
+// The folder is one, and mount tables are many: a container, a unit with a table of its own and a
+// shell below `unshare -m` read the same records and do not see the mounts. Removing a folder takes
+// away what is mounted over it in every other namespace, with all it holds. So the record says in
+// which namespace the device was attached; only there it is acted on, and only there, or where all
+// the machine's processes can be asked, is it cleared away (`liveDevices`).
+//
 // Every verb opens the state, which waits for the lock, and looks at records and mount table anew.
 // The lock is the kernel's, on an open file: it ends with the program, however that ends. What a
 // killed program leaves is therefore one of these, and each needs no repair but the first look of
 // the next verb (`liveDevices`):
 //
-//   a record or a folder without a private mount    attach, detach or newfs_hfs was cut off:
+//   a record, and maybe a folder, without a mount   attach, detach or newfs_hfs was cut off:
 //   cleared
 //                                                   away. The record is written before the mount is
-//                                                   attached: a mount without one would be nobody's
+//                                                   attached, and goes after its folder: a mount or
+//                                                   a folder without one would be nobody's
 //   a .new                                          goes when its device does, or is written over
 //   a volume under the record of the former one     newfs_hfs was cut off: an old label
 //   some of a device's mounts are gone              detach was cut off: it is said again
@@ -57,6 +64,7 @@ struct Record {
   bool caseSensitive = false;
   std::string label;
   std::string mediaDirectory;  // made for its mount and removed after it; empty for none
+  std::string mountNamespace;  // where it was attached, as the kernel names it; empty: unknown
 
   std::string name() const { return "disk" + std::to_string(number); }
   std::string node() const { return "/dev/" + name(); }
@@ -95,7 +103,10 @@ class State {
   // Makes the directory for the private mount and opens it by path only.
   Result<Descriptor> makeHome(const Record& record) const;
 
-  // Removes record and mount directory; what is not there is no failure.
+  // Whether there is a directory for a private mount, here or in another namespace.
+  bool hasHome(const Record& record) const;
+
+  // Removes mount directory and record; what is not there is no failure.
   void forget(const Record& record) const;
 
  private:

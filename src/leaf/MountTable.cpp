@@ -74,8 +74,8 @@ std::vector<std::size_t> heights(const std::vector<MountLine>& lines) {
 }  // namespace
 
 // The kernel gives some lines at each call, however large the buffer.
-std::optional<std::string> readMountTable() {
-  const Descriptor file(open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC));
+std::optional<std::string> readMountTable(const std::string& process) {
+  const Descriptor file(open((process + "/mountinfo").c_str(), O_RDONLY | O_CLOEXEC));
   if (!file) return std::nullopt;
   std::string text(kUsualSize, '\0');
   std::size_t length = 0;

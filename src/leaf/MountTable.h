@@ -20,9 +20,10 @@ struct MountLine {
   std::string_view source;
 };
 
-// The table of this process's mount namespace, as text; nullopt with errno set. Asked for often: it
-// costs a few system calls and one buffer.
-std::optional<std::string> readMountTable();
+// The table of a process's mount namespace, as text; nullopt with errno set. The process is a
+// folder of proc(5), this one when none is given. Asked for often: it costs a few system calls and
+// one buffer.
+std::optional<std::string> readMountTable(const std::string& process = "/proc/self");
 
 // The lines in the order of the table, without those that do not have its form.
 std::vector<MountLine> parseMountTable(std::string_view text);

@@ -11,6 +11,7 @@ using namespace std::chrono_literals;
 
 bool matches(const QVRamDisk& ramDisk, const QVDeviceListEntry& entry) {
   if (!entry.mountPoint) return false;
+  if (QVRamDiskDevice::isVolumeOf(ramDisk.identifier(), entry.mountPoint)) return true;
   if (ramDisk.uuid() && ramDisk.uuid() == entry.uuid) return true;
   return ramDisk.devUUID() && entry.st_dev && *ramDisk.devUUID() == *entry.st_dev;
 }
@@ -28,7 +29,8 @@ Devices presentDevices() {
   return devices.value_or(Devices());
 }
 
-// A record of an older version knows its volume by the volume's own identity only.
+// A record that was saved where the volume could not be seen lost the way to it; the volume knows
+// whose it is. One of an older version knows its volume by the volume's own identity only.
 void findVolume(const QVRamDiskPtr& ramDisk, const Devices& devices) {
   const auto found = std::find_if(devices.begin(), devices.end(),
                                   [&](const auto& entry) { return matches(*ramDisk, entry); });

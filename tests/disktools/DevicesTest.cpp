@@ -11,6 +11,7 @@
 #include "disktools/State.h"
 #include "leaf/Descriptor.h"
 #include "tests/disktools/Bench.h"
+#include "tests/support/OtherProgram.h"
 
 namespace fs = std::filesystem;
 
@@ -102,10 +103,51 @@ TEST_F(Disks, ADamagedRecordLeavesTheDeviceToRoot) {
   }
 }
 
+bool unshareMounts() {
+  return unshare(CLONE_NEWNS) == 0 && mount("", "/", "", MS_REC | MS_PRIVATE, "") == 0;
+}
+
+bool isOfAnotherNamespace(const Outcome& outcome) {
+  return isRefused(outcome, "another mount namespace");
+}
+
+TEST_F(Disks, WhatAnotherNamespaceHasIsSeenAndLeftAlone) {
+  int gate[2];
+  ASSERT_EQ(pipe2(gate, O_CLOEXEC), 0);
+  const std::string path = scratch.directory("x");
+  OtherProgram before([&](OtherProgram& program) {
+    char go = 0;
+    close(gate[1]);
+    if (!unshareMounts()) return false;
+    program.tell();
+    return read(gate[0], &go, 1) == 0 && images().at(0).node == "/dev/disk4" &&
+           isOfAnotherNamespace(mount("/dev/disk4", path)) && disk() == "/dev/disk5";
+  });
+  ASSERT_TRUE(before.waitUntilTold());
+  const std::string node = disk();
+  ASSERT_EQ(mount(node, path).status, 0);
+  scratch.file("x/file", "kept");
+  close(gate[1]);
+  EXPECT_TRUE(before.ended());
+  close(gate[0]);
+  OtherProgram after([&](OtherProgram&) {
+    return unshareMounts() && isOfAnotherNamespace(tool("umount", {path})) &&
+           isOfAnotherNamespace(tool("hdiutil", {"detach", node})) &&
+           readFile(path + "/file") == "kept";
+  });
+  EXPECT_TRUE(after.ended());
+  EXPECT_EQ(images().at(0).mountPoint, path);
+  EXPECT_EQ(readFile(path + "/file"), "kept");
+  EXPECT_EQ(tool("hdiutil", {"detach", node}).status, 0);
+  const bool seesAllProcesses =
+      isRealRoot() && fs::read_symlink("/proc/self/ns/pid") == "pid:[4026531836]";
+  EXPECT_EQ(images().size(), seesAllProcesses ? 0U : 1U) << "it went with its namespace";
+  fs::remove("/run/tarnvale/disk5.info");
+}
+
 TEST_F(Disks, WhatALostDeviceLeftIsClearedAway) {
   const std::string node = disk();
   ASSERT_EQ(umount2("/run/tarnvale/disk4", 0), 0);
-  fs::create_directory("/run/tarnvale/disk7");
   std::ofstream("/run/tarnvale/disk8.new") << "uid=";
   EXPECT_EQ(images(), std::vector<Image>{});
   for (const auto& entry : fs::directory_iterator("/run/tarnvale"))
@@ -123,7 +165,7 @@ TEST(StateDirectory, OneThatOthersMayWriteIsNotBelieved) {
 TEST(Record, OnlyWhatCanBeTrueIsRead) {
   const std::string good =
       "uid=1000\ngid=100\nsectors=262144\nbacking=block\nwired=no\nformat=plain\nlabel=a=b\n"
-      "media=/run/media/u/a b\n";
+      "media=/run/media/u/a b\nnamespace=mnt:[1]\n";
   const auto read = disktools::parseRecord(good);
   ASSERT_TRUE(read);
   EXPECT_EQ(disktools::recordText(*read), good);

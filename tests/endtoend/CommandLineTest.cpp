@@ -132,6 +132,40 @@ TEST_F(CommandLineTest, AnActionPutsRightWhatAnotherLeft) {
   done("sync cache");
 }
 
+// In a shell below "unshare -m", or in a container, that was there before the disk, and in one that
+// came after it and has copies of its mounts.
+TEST_F(CommandLineTest, AnotherMountNamespaceTakesNothingAway) {
+  const std::string told = scratch.path("told");
+  const std::string goesOn = scratch.path("goes on");
+  ASSERT_EQ(mkfifo(goesOn.c_str(), 0600), 0);
+  scratch.file("home/desk/cache/old", "old");
+  done("add '" + folder + "' --size 200M");
+  const std::string program(TARNVALE_PROGRAM);
+  const std::string script = scratch.executable(
+      "script", "#!/bin/sh\necho > '" + goesOn + "'\nread line < '" + goesOn + "'\n" + program +
+                    " list\n" + program + " recover cache\n! " + program + " create cache\n");
+  OtherProgram before([&](OtherProgram&) {
+    return std::system(("timeout 60 unshare -m '" + script + "' >'" + told + "' 2>&1").c_str()) ==
+           0;
+  });
+  EXPECT_EQ(readFile(goesOn), "\n") << "it has its namespace";
+  done("create cache");
+  scratch.file("home/desk/cache/new", "new");
+  std::ofstream(goesOn) << "go\n";
+  EXPECT_TRUE(before.ended());
+  EXPECT_TRUE(holds(readFile(told), "another mount namespace")) << readFile(told);
+  ASSERT_TRUE(isMounted(folder));
+  EXPECT_TRUE(holds(done("list --json"), "\"status\": \"mounted\"")) << "whatever was saved there";
+  for (const char* verb : {" eject", " eject --force", " rebuild"})
+    EXPECT_NE(std::system(("unshare -m " + program + verb + " cache 2>/dev/null").c_str()), 0)
+        << verb;
+  ASSERT_TRUE(isMounted(folder));
+  scratch.file("home/desk/cache/newer", "newer");
+  done("eject cache");
+  EXPECT_EQ(readFile(folder + "/old") + readFile(folder + "/new") + readFile(folder + "/newer"),
+            "oldnewnewer");
+}
+
 // The program that acts on the disk knows its state, who is refused does not. A disk that waits to
 // be mounted is left to the action, which is where the other is met.
 TEST_F(CommandLineTest, WhoIsRefusedSavesNothingOfTheDisk) {
