@@ -14,6 +14,7 @@
 #include "system/QVFunctions.h"
 #include "system/QVMacInfo.h"
 #include "system/QVRamDiskFunctions.h"
+#include "system/RealPath.h"
 
 namespace {
 
@@ -32,6 +33,7 @@ constexpr std::uint64_t kReserve = 1'024'000'000;
 
 struct Rules {
   std::vector<std::string> system;
+  std::vector<std::string> own;  // the user's, where links lead them into one of the system's
   std::vector<std::string> library;
   std::vector<std::string> allowedInLibrary;
 };
@@ -42,11 +44,32 @@ Kept<RulesPtr>& keptRules() {
   return kept;
 }
 
+bool contains(const std::vector<std::string>& all, const std::string& one) {
+  return std::find(all.begin(), all.end(), one) != all.end();
+}
+
+// As they are named, and where links lead.
+std::vector<std::string> withReal(std::vector<std::string> paths) {
+  const auto given = paths;
+  for (const auto& path : given)
+    if (auto real = realPath(path); !contains(paths, real)) paths.push_back(std::move(real));
+  return paths;
+}
+
+std::vector<std::string> ownFolders(const platform::Places& places) {
+  std::vector<std::string> folders = places.cachesDirectories();
+  if (const auto home = places.home()) folders.push_back(*home);
+  for (auto& folder : folders) folder = realPath(folder);
+  return folders;
+}
+
 RulesPtr rules() {
   const auto& places = platform::services().places;
   return keptRules().get(places, [&] {
-    Rules made{places->protectedDirectories(), {}, places->allowedLibraryPrefixes()};
-    if (places->home()) made.library = places->libraryPrefixes();
+    Rules made{places->protectedDirectories(), {}, {}, withReal(places->allowedLibraryPrefixes())};
+    for (auto& folder : ownFolders(*places))
+      if (!contains(made.system, folder)) made.own.push_back(std::move(folder));
+    if (places->home()) made.library = withReal(places->libraryPrefixes());
     return std::make_shared<const Rules>(std::move(made));
   });
 }
@@ -56,12 +79,17 @@ bool beginsWithAny(std::string_view path, const std::vector<std::string>& prefix
                      [&](const std::string& prefix) { return path.starts_with(prefix); });
 }
 
-// Whether the path is one of the system's own directories or below one.
-bool isSystemDirectory(std::string_view path) {
-  const RulesPtr kept = rules();
-  return std::any_of(kept->system.begin(), kept->system.end(), [&](const std::string& one) {
+bool isOneOrBelow(std::string_view path, const std::vector<std::string>& folders) {
+  return std::any_of(folders.begin(), folders.end(), [&](const std::string& one) {
     return path == one || path.starts_with(one + "/");
   });
+}
+
+// Whether the path is one of the system's own directories or below one, and not the user's all the
+// same: some systems have their homes in "/var".
+bool isSystemDirectory(std::string_view path) {
+  const RulesPtr kept = rules();
+  return isOneOrBelow(path, kept->system) && !isOneOrBelow(path, kept->own);
 }
 
 // Whether the path is one of the user's settings and data that must stay on the disk. Compared as
@@ -100,8 +128,9 @@ Checked checkPlace(const std::string& directory, const std::string& name) {
   const std::string mountPath = extensions::appendingPathComponent(directory, name);
   const auto& places = platform::services().places;
   if (isSystemDirectory(mountPath)) return Hindrance{Trouble::DirectoryOfSystem};
-  if (directory == places->usersDirectory()) return Hindrance{Trouble::DirectoryOfUsers};
-  if (directory == places->volumesDirectory()) return Hindrance{Trouble::DirectoryOfVolumes};
+  if (directory == realPath(places->usersDirectory())) return Hindrance{Trouble::DirectoryOfUsers};
+  if (directory == realPath(places->volumesDirectory()))
+    return Hindrance{Trouble::DirectoryOfVolumes};
   if (isKeptLibraryDirectory(mountPath)) return Hindrance{Trouble::DirectoryInLibrary};
   return {};
 }

@@ -1,15 +1,31 @@
 #include "ramdisk/DiskSettings.h"
 
+#include "extensions/PathExtension.h"
 #include "kinds/QVRamDiskManager.h"
 #include "system/DiskPlaces.h"
+#include "system/RealPath.h"
 
 namespace {
 
 using Text = DiskSettings::Text;
 
+bool isNameOfEntry(std::string_view name) {
+  return !name.empty() && name != "." && name != ".." && name.find('/') == std::string_view::npos;
+}
+
 }  // namespace
 
 std::string DiskSettings::mountPath() const { return disk_places::mountPath(mountDirectory, name); }
+
+// What is no name, or no whole path, is left for the checks to find.
+void DiskSettings::useRealPlace() {
+  if (!mountDirectory || !mountDirectory->starts_with('/') || !isNameOfEntry(name.value_or("")))
+    return;
+  const std::string real = realPath(mountPath());
+  if (real == "/") return;
+  mountDirectory = extensions::deletingLastPathComponent(real);
+  name = extensions::lastPathComponent(real);
+}
 
 Text DiskSettings::savedBase() const {
   if (!mountDirectory || !name) return std::nullopt;

@@ -37,6 +37,10 @@ struct DiskSettings {
   Text backupDir;
 
   std::string mountPath() const;
+  // Makes name and mount directory say where the mount path really leads. A disk is never mounted
+  // over a link, nor is a link set aside in place of the directory behind it; a link that is turned
+  // elsewhere while the disk is mounted takes nothing of it along.
+  void useRealPlace();
   // nullopt without a directory that could be set aside.
   Text savedBase() const;
   // nullopt where the mode has no backup folder.

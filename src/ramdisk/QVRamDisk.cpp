@@ -11,6 +11,7 @@
 #include "platform/Services.h"
 #include "system/QVFunctions.h"
 #include "system/QVMacInfo.h"
+#include "system/RealPath.h"
 
 namespace {
 
@@ -46,9 +47,12 @@ const char* kindKey(QVRamDiskType type) {
 
 std::string home() { return platform::services().places->home().value_or(""); }
 
-// Directories below the home folder are kept so that they follow it when it moves.
+// Directories below the home folder are kept so that they follow it when it moves, which it may
+// have done by a link.
 Text abbreviated(const Text& path) {
-  return path ? Text(extensions::abbreviatingWithTilde(*path, home())) : std::nullopt;
+  if (!path) return std::nullopt;
+  const std::string given = extensions::abbreviatingWithTilde(*path, home());
+  return given == *path ? extensions::abbreviatingWithTilde(*path, realPath(home())) : given;
 }
 
 Text expanded(const Text& path) {
@@ -137,6 +141,7 @@ void QVRamDisk::changeToType(QVRamDiskType type, std::uint64_t options) {
       settings.type = takesOn ? type : QVRamDiskType_Default;
       settings.name = takesOn ? infos->name : kDefaultName;
       settings.mountDirectory = takesOn ? infos->mountDirectory : std::nullopt;
+      settings.useRealPlace();
       settings.preferWired = false;
       if (keepSettings) return;
       settings.size = takesOn ? infos->size.value_or(0) : defaultCapSize();
@@ -199,6 +204,7 @@ void QVRamDisk::readFrom(const extensions::KeyedUnarchiver& coder) {
     observed.path = coder.decodeString("path");
     observed.uuid = coder.decodeString("uuid");
     observed.devUUID = coder.decodeNumber("devUUID");
+    settings.useRealPlace();
   });
 }
 

@@ -268,6 +268,7 @@ class QVRamDisk : public extensions::KeyedArchivable,
   void cleanUpHere(const QVRamDiskDelegatePtr& delegate, Lock lock);
   std::shared_ptr<const ActionLock> lockForAction(Lock given, QVErrorPtr& error);
 
+  void useRealPlace(const ActionLock& lock);
   QVErrorPtr create(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
   bool createVolume(const QVRamDiskDelegatePtr& delegate, QVErrorPtr& error,
                     const ActionLock& lock);

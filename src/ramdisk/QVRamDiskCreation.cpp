@@ -379,8 +379,19 @@ bool QVRamDiskCreation::failAndDetach(std::string message, const char* reason, Q
 
 }  // namespace
 
+// A link that an earlier action set aside in place of the directory goes back first.
+void QVRamDisk::useRealPlace(const ActionLock& lock) {
+  auto real = settings();
+  const std::string given = real.mountPath();
+  real.useRealPlace();
+  if (real.mountPath() == given) return;
+  putGenerationsBack(shared_from_this(), lock);
+  change([](DiskSettings& settings, DiskObservation&) { settings.useRealPlace(); });
+}
+
 bool QVRamDisk::createVolume(const QVRamDiskDelegatePtr& delegate, QVErrorPtr& error,
                              const ActionLock& lock) {
+  useRealPlace(lock);
   QVRamDiskCreation creation(shared_from_this(), delegate, lock);
   const bool created = creation.run();
   error = creation.error();

@@ -61,13 +61,13 @@ void assignKind(QVRamDisk& disk, const Change& change) {
 }
 
 void assignPlace(QVRamDisk& disk, const Change& change) {
-  if (change.name) disk.setName(change.name);
-  if (!change.directory) return;
-  if (change.directory->empty()) {
-    disk.setMountDirectory(std::nullopt);
-  } else {
-    disk.setMountDirectory(realPath(expandedPath(*change.directory)));
-  }
+  disk.change([&](DiskSettings& settings, DiskObservation&) {
+    if (change.name) settings.name = change.name;
+    if (change.directory && change.directory->empty()) settings.mountDirectory = std::nullopt;
+    if (change.directory && !change.directory->empty())
+      settings.mountDirectory = realPath(expandedPath(*change.directory));
+    settings.useRealPlace();
+  });
 }
 
 void assignBackup(QVRamDisk& disk, const Change& change) {

@@ -83,4 +83,65 @@ TEST_F(PlacesTest, APlaceIsLookedAtAgainWhenTheDiskIsMadeByWhomever) {
   EXPECT_EQ(readFile(folder + "/file"), "file");
 }
 
+// Home, a folder of it, or the directory itself may be on another disk by a link.
+TEST_F(PlacesTest, ADiskBehindLinksIsOneOverTheDirectoryItself) {
+  const std::string far = scratch.directory("far");
+  fs::rename(home + "/desk", far + "/desk");
+  fs::create_directory_symlink(far + "/desk", home + "/desk");
+  scratch.file("far/shelf/files/old", "old");
+  fs::create_directory_symlink("../shelf/files", far + "/desk/link");
+  fs::create_directory_symlink("link", far + "/desk/again");
+  scratch.file("far/desk/cache/old", "old");
+  scratch.file("far/desk/named/old", "old");
+  done("add '" + folder + "' --size 200M");
+  done("add '" + home + "/desk/again' --size 200M");
+  done("add --name named --directory '" + home + "/desk' --backup base --size 200M");
+  // What was configured while there was no link.
+  scratch.file("home/desk/late/old", "old");
+  done("add '" + home + "/desk/late' --size 200M");
+  fs::rename(far + "/desk/late", far + "/shelf/moved");
+  fs::create_directory_symlink("../shelf/moved", far + "/desk/late");
+
+  const std::string given[] = {"desk/cache", "desk/again", "desk/named", "desk/late"};
+  const std::string places[] = {"desk/cache", "shelf/files", "desk/named", "shelf/moved"};
+  for (int round = 0; round < 2; ++round) {
+    done("create --all");
+    for (int i = 0; i < 4; ++i) {
+      EXPECT_TRUE(isMounted(far + "/" + places[i])) << given[i];
+      EXPECT_EQ(readFile(home + "/" + given[i] + "/old"), "old") << given[i];
+      scratch.file("home/" + given[i] + "/new" + std::to_string(round), "new");
+    }
+    done(round == 0 ? "sync --all" : "rebuild --all");
+    done("eject --all");
+    for (int i = 0; i < 4; ++i) {
+      EXPECT_EQ(readFile(far + "/" + places[i] + "/old"), "old") << given[i];
+      EXPECT_EQ(readFile(home + "/" + given[i] + "/new" + std::to_string(round)), "new");
+      EXPECT_FALSE(fs::exists(far + "/" + places[i] + " (Tarnvale Backup Base)")) << given[i];
+    }
+  }
+  for (const char* link : {"again", "link", "late"})
+    EXPECT_TRUE(fs::is_symlink(far + "/desk/" + link)) << link;
+}
+
+// A browser's caches on another disk.
+TEST_F(PlacesTest, APresetBehindLinksIsOneOverItsDirectory) {
+  const std::string program = scratch.executable("firefox", "#!/bin/sh\necho Firefox 115.0\n");
+  scratch.file("home/.local/share/applications/firefox.desktop",
+               "[Desktop Entry]\nType=Application\nName=Firefox\nExec=" + program + "\n");
+  scratch.directory("far/caches/mozilla");
+  scratch.file("far/caches/fox/old", "old");
+  fs::create_directory_symlink("../far/caches", home + "/.cache");
+  fs::create_directory_symlink("../fox", scratch.path("far/caches/mozilla/firefox"));
+  done("add --kind firefox --backup base --size 200M");
+  for (const char* file : {"one", "two"}) {
+    done("create --all");
+    EXPECT_TRUE(isMounted(scratch.path("far/caches/fox")));
+    scratch.file(std::string("home/.cache/mozilla/firefox/") + file, "new");
+    done("eject --all");
+    EXPECT_EQ(readFile(scratch.path(std::string("far/caches/fox/") + file)), "new");
+  }
+  EXPECT_EQ(readFile(scratch.path("far/caches/fox/old")), "old");
+  EXPECT_TRUE(fs::is_symlink(scratch.path("far/caches/mozilla/firefox")));
+}
+
 }  // namespace
