@@ -1,18 +1,19 @@
 #include "tests/disktools/Bench.h"
 
 #include <fcntl.h>
-#include <plist/plist.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <memory>
 #include <sstream>
+
+#include "extensions/PropertyList.h"
 
 namespace fs = std::filesystem;
 using disktools::Caller;
+using extensions::PropertyList;
 
 namespace {
 
@@ -40,27 +41,23 @@ std::string contents(int file) {
   _exit(126);
 }
 
-using Plist = std::unique_ptr<void, decltype(&plist_free)>;
-
-Plist plistOf(const std::string& text) {
-  plist_t root = nullptr;
-  plist_from_xml(text.data(), static_cast<std::uint32_t>(text.size()), &root);
-  return {root, plist_free};
+PropertyList plistOf(const std::string& text) {
+  auto list = extensions::parsePropertyList(text);
+  EXPECT_TRUE(list) << text;
+  return list.value().value_or(PropertyList());
 }
 
-std::string textOf(plist_t dictionary, const char* key) {
-  char* text = nullptr;
-  plist_get_string_val(plist_dict_get_item(dictionary, key), &text);
-  const std::unique_ptr<char, decltype(&free)> owner(text, free);
-  return text ? text : "";
+std::string textOf(const PropertyList* text) {
+  return text && text->string() ? *text->string() : "";
 }
 
-Image imageOf(plist_t image) {
-  plist_t entities = plist_dict_get_item(image, "system-entities");
-  EXPECT_EQ(plist_array_get_size(entities), 1U);
-  plist_t entity = plist_array_get_item(entities, 0);
-  Image found{textOf(image, "image-path"), textOf(entity, "dev-entry"), std::nullopt};
-  if (plist_dict_get_item(entity, "mount-point")) found.mountPoint = textOf(entity, "mount-point");
+Image imageOf(const PropertyList& image) {
+  const auto* entities = image.find("system-entities");
+  const auto* all = entities ? entities->array() : nullptr;
+  if (!all || all->size() != 1) return {"not of one entity", "", std::nullopt};
+  const PropertyList& entity = all->front();
+  Image found{textOf(image.find("image-path")), textOf(entity.find("dev-entry")), std::nullopt};
+  if (const auto* point = entity.find("mount-point")) found.mountPoint = textOf(point);
   return found;
 }
 
@@ -89,17 +86,17 @@ bool isRefused(const Outcome& outcome, const std::string& told) {
 
 bool isRealRoot() { return disktools::AsCaller(kUser).holds(); }
 
-Image attachedIn(const std::string& text) { return imageOf(plistOf(text).get()); }
+Image attachedIn(const std::string& text) { return imageOf(plistOf(text)); }
 
 std::vector<Image> images(Caller caller) {
   const Outcome outcome = tool("hdiutil", {"info", "-plist"}, caller);
   EXPECT_EQ(outcome.status, 0) << outcome.err;
-  const Plist root = plistOf(outcome.out);
-  plist_t list = plist_dict_get_item(root.get(), "images");
-  EXPECT_EQ(plist_get_node_type(list), PLIST_ARRAY) << outcome.out;
+  const auto root = plistOf(outcome.out);
+  const auto* list = root.find("images");
+  const auto* all = list ? list->array() : nullptr;
   std::vector<Image> found;
-  for (std::uint32_t i = 0; i < plist_array_get_size(list); ++i)
-    found.push_back(imageOf(plist_array_get_item(list, i)));
+  EXPECT_NE(all, nullptr) << outcome.out;
+  for (const auto& image : all ? *all : PropertyList::Array()) found.push_back(imageOf(image));
   return found;
 }
 

@@ -2,13 +2,13 @@
 
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 
 #include "disktools/Target.h"
 #include "tests/disktools/Bench.h"
+#include "tests/support/OtherProgram.h"
 
 namespace fs = std::filesystem;
 
@@ -106,16 +106,12 @@ TEST_F(SetUserId, AUserMountsOverOwnDirectoriesOnly) {
 
 // In a process that may not become the caller.
 TEST(AsCaller, NothingIsReachedWithRootsRightsInstead) {
-  const pid_t child = fork();
-  if (child == 0) {
+  OtherProgram stranger([](const OtherProgram&) {
     static_cast<void>(setresuid(kStranger.uid, kStranger.uid, kStranger.uid));
     const auto pinned = disktools::pinDirectory(kUser, "/");
-    const bool told = !pinned && text(pinned.error()).find("caller's rights") != std::string::npos;
-    _exit(told ? 0 : 1);
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
+    return !pinned && text(pinned.error()).find("caller's rights") != std::string::npos;
+  });
+  EXPECT_TRUE(stranger.ended());
 }
 
 TEST_F(SetUserId, AUserMountsOverNothingThatKeepsNoFiles) {
@@ -123,7 +119,6 @@ TEST_F(SetUserId, AUserMountsOverNothingThatKeepsNoFiles) {
   ASSERT_EQ(::mount("queues", path.c_str(), "mqueue", 0, nullptr), 0);
   EXPECT_EQ(factsOf(directoryOf(kUser, "queues")).st_uid, kUser.uid);
   EXPECT_TRUE(isRefused(mount(disk(4, kUser), path, kUser), "takes no mounts"));
-  EXPECT_EQ(umount2(path.c_str(), 0), 0);
 }
 
 TEST_F(SetUserId, ADeviceIsItsUsersAndRoots) {

@@ -30,9 +30,6 @@ class DictatedVolumes : public platform::LinuxVolumes {
 class World : public DoubleServices {
  public:
   World() : World(std::make_unique<Scratch>()) {}
-  ~World() {
-    for (const auto& path : readOnly_) umount2(path.c_str(), MNT_DETACH);
-  }
   World(const World&) = delete;
   World& operator=(const World&) = delete;
 
@@ -52,9 +49,8 @@ class World : public DoubleServices {
   }
 
   // Nobody, root included, writes there for as long as this world lasts.
-  void makeReadOnly(const std::string& path) {
+  static void makeReadOnly(const std::string& path) {
     ASSERT_EQ(mount("none", path.c_str(), "tmpfs", MS_RDONLY, nullptr), 0);
-    readOnly_.push_back(path);
   }
 
  private:
@@ -65,7 +61,6 @@ class World : public DoubleServices {
   }
 
   std::unique_ptr<Scratch> scratch_;
-  std::vector<std::string> readOnly_;
 
  public:
   Scratch& scratch = *scratch_;

@@ -185,7 +185,6 @@ TEST_F(LinuxLoginItemsTest, SaysWhichFolderCannotBeWritten) {
     EXPECT_NE(refused.error().text.find(folder), std::string::npos) << refused.error().text;
   }
   EXPECT_EQ(readFile(file), before);
-  umount(folder.c_str());
 
   LinuxLoginItems none({"", {}, {}});
   EXPECT_FALSE(none.insertHiddenAtEnd(program));

@@ -5,16 +5,14 @@
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <csignal>
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <tuple>
@@ -22,40 +20,25 @@
 #include "leaf/Descriptor.h"
 #include "platform/linux/LinuxVolumes.h"
 #include "platform/linux/VolumeUse.h"
+#include "tests/support/Companion.h"
+#include "tests/support/OtherProgram.h"
 #include "tests/support/Scratch.h"
 
 using namespace platform;
 
 namespace {
 
-// A process that did something and holds on to it until it is ended.
-class Child {
+// A program that did something and holds on to it until it is ended.
+class Child : public OtherProgram {
  public:
-  explicit Child(const std::function<bool()>& act) {
-    std::array<int, 2> ready{};
-    EXPECT_EQ(pipe2(ready.data(), O_CLOEXEC), 0);
-    number_ = fork();
-    if (number_ == 0) {
-      prctl(PR_SET_PDEATHSIG, SIGKILL);
-      if (act() && write(ready[1], "", 1) == 1) pause();
-      _exit(1);
-    }
-    const Descriptor reading(ready[0]);
-    close(ready[1]);
-    char byte = 0;
-    EXPECT_EQ(read(reading.get(), &byte, 1), 1) << "the child could not do its part";
+  explicit Child(const std::function<bool()>& act)
+      : OtherProgram([&](const OtherProgram& self) {
+          if (!act()) return false;
+          self.tell();
+          return hang();
+        }) {
+    EXPECT_TRUE(waitUntilTold()) << "the child could not do its part";
   }
-  ~Child() {
-    kill(number_, SIGKILL);
-    waitpid(number_, nullptr, 0);
-  }
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
-
-  std::int64_t number() const { return number_; }
-
- private:
-  pid_t number_ = 0;
 };
 
 bool holds(const std::string& path, int flags) { return open(path.c_str(), flags, 0600) >= 0; }
@@ -78,7 +61,6 @@ class LinuxVolumeUse : public testing::Test {
     EXPECT_EQ(mount("/dev/disk7", volume.c_str(), "tmpfs", 0, nullptr), 0);
     file = scratch.file("volume (deleted) x/a file", std::string(4096, 'x'));
   }
-  ~LinuxVolumeUse() override { umount2(volume.c_str(), MNT_DETACH); }
 
   Scratch scratch;
   // Blanks and the words that the kernel puts behind the name of a deleted file.
@@ -140,7 +122,6 @@ TEST_F(LinuxVolumeUse, TellsHowEachProgramUsesTheVolume) {
                                             : std::vector<std::uint64_t>());
   }
   EXPECT_TRUE(volumeUse(volume).users.empty()) << "all have ended";
-  umount2(bound.c_str(), MNT_DETACH);
 }
 
 TEST_F(LinuxVolumeUse, PassesOverWhatIsNotOnTheVolume) {
@@ -157,8 +138,6 @@ TEST_F(LinuxVolumeUse, PassesOverWhatIsNotOnTheVolume) {
   EXPECT_TRUE(volumeUse(volume).mappedInodes.empty());
   EXPECT_EQ(volumeUse(inside).users.size(), 1U);
   EXPECT_EQ(volumeUse(other).users.size(), 1U);
-  umount2(inside.c_str(), MNT_DETACH);
-  umount2(other.c_str(), MNT_DETACH);
 }
 
 // What a volume covers is not on it, though the kernel tells the same paths.
@@ -169,7 +148,6 @@ TEST_F(LinuxVolumeUse, PassesOverWhatTheVolumeCovers) {
   const Child above([&] { return chdir(volume.c_str()) == 0; });
   ASSERT_EQ(volumeUse(volume).users.size(), 1U);
   EXPECT_EQ(volumeUse(volume).users[0].processIdentifier, above.number());
-  umount2(volume.c_str(), MNT_DETACH);
 }
 
 TEST_F(LinuxVolumeUse, CountsItsOwnMappingsAndNotItself) {
@@ -188,30 +166,21 @@ TEST_F(LinuxVolumeUse, CountsItsOwnMappingsAndNotItself) {
 }
 
 TEST_F(LinuxVolumeUse, ShowsANameInFull) {
+  ASSERT_EQ(mkfifo(scratch.path("never").c_str(), 0600), 0);
   const std::string program = scratch.path("a-program-with-a-long-name");
   std::filesystem::copy_file("/bin/sleep", program);
-  const std::string script =
-      scratch.executable("a-script-with-a-long-name", "#!/bin/sh\nread -r line\n");
+  const std::string script = scratch.executable(
+      "a-script-with-a-long-name", "#!/bin/sh\nread -r line <'" + scratch.path("never") + "'\n");
   for (const std::string& path : {program, script}) {
-    std::array<int, 2> ends{};
-    ASSERT_EQ(pipe2(ends.data(), 0), 0);
-    const pid_t child = fork();
-    if (child == 0) {
-      dup2(ends[0], STDIN_FILENO);
-      if (chdir(volume.c_str()) == 0) execl(path.c_str(), path.c_str(), "1000", nullptr);
-      _exit(1);
-    }
+    const Companion user({"env", "--chdir=" + volume, path, "1000"});
     const std::string name = path.substr(path.rfind('/') + 1);
     std::string found;
-    while (found != name && waitpid(child, nullptr, WNOHANG) == 0) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (found != name && std::chrono::steady_clock::now() < end) {
       const auto users = volumeUse(volume).users;
       found = users.empty() ? "" : users[0].name;
     }
     EXPECT_EQ(found, name);
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    close(ends[0]);
-    close(ends[1]);
   }
 }
 
@@ -233,14 +202,8 @@ TEST_F(LinuxVolumeUse, SaysNothingWhereNoVolumeIsMounted) {
 
 class LinuxVolumesTest : public testing::Test {
  protected:
-  ~LinuxVolumesTest() override {
-    for (auto path = mounted_.rbegin(); path != mounted_.rend(); ++path)
-      umount2(path->c_str(), MNT_DETACH);
-  }
-
   void mountMemory(const std::string& path, const std::string& source, const char* options = "") {
     ASSERT_EQ(mount(source.c_str(), path.c_str(), "tmpfs", 0, options), 0) << path;
-    mounted_.push_back(path);
   }
 
   // The sources of what is mounted at a path, in the order of the answer.
@@ -255,9 +218,6 @@ class LinuxVolumesTest : public testing::Test {
 
   Scratch scratch;
   LinuxVolumes volumes;
-
- private:
-  std::vector<std::string> mounted_;
 };
 
 TEST_F(LinuxVolumesTest, ShowsAllButThePrivateMounts) {
@@ -272,7 +232,8 @@ TEST_F(LinuxVolumesTest, ShowsAllButThePrivateMounts) {
   mountMemory("/run/tarnvale-not", "above");
   EXPECT_EQ(sourcesAt("/run/tarnvale-not"), "above shown ");
   EXPECT_EQ(volumes.mounts(1)->size(), 1U);
-  umount2("/run/tarnvale/disk9", MNT_DETACH);
+  for (const char* each : {"tarnvale/disk9", "tarnvale", "tarnvale-not", "tarnvale-not"})
+    umount2((std::string("/run/") + each).c_str(), MNT_DETACH);
 }
 
 TEST_F(LinuxVolumesTest, TellsVolumesApartAndTheirRoom) {

@@ -2,11 +2,11 @@
 
 #include <linux/fs.h>
 #include <sys/ioctl.h>
-#include <sys/wait.h>
 
 #include <tuple>
 
 #include "platform/posix/TreeRemoval.h"
+#include "tests/support/OtherProgram.h"
 #include "tests/support/TreeRemovalCases.h"
 
 namespace removal {
@@ -31,15 +31,10 @@ constexpr uid_t kNobody = 65534;
 
 // The answer of another user, asked in a process of that user's.
 bool isDeletableFor(uid_t user, const std::string& path) {
-  const pid_t child = fork();
-  if (child == 0) {
-    if (setgid(user) != 0 || setuid(user) != 0) _exit(2);
-    _exit(platform::PosixFiles().isDeletable(path) ? 1 : 0);
-  }
-  int status = 0;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_LT(WEXITSTATUS(status), 2);
-  return WEXITSTATUS(status) == 1;
+  OtherProgram asked([&](const OtherProgram&) {
+    return setgid(user) == 0 && setuid(user) == 0 && platform::PosixFiles().isDeletable(path);
+  });
+  return asked.ended();
 }
 
 bool setFlags(const std::string& path, int flags) {
@@ -138,7 +133,6 @@ TEST_P(PosixMove, LeavesEverythingWhereItFails) {
   EXPECT_EQ(codeOf(GetParam()(scratch.path("directory"), scratch.path("directory/in"))), EINVAL);
   EXPECT_TRUE(fs::exists(scratch.path("directory/file")));
   EXPECT_FALSE(fs::exists(scratch.path("directory/in")));
-  umount2(volume.c_str(), MNT_DETACH);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -189,7 +183,6 @@ TEST_F(PosixFilesTest, KeepsTheFormerContentsWhenReplacingFails) {
   EXPECT_EQ(codeOf(files.replaceContents(scratch.directory("volume/folder"), "x")), EISDIR);
   EXPECT_EQ(codeOf(files.replaceContents(scratch.path("volume/none/file"), "x")), ENOENT);
   EXPECT_EQ(itemsIn(volume), 2U);
-  umount2(volume.c_str(), MNT_DETACH);
 }
 
 TEST_F(PosixFilesTest, AreDeletableByTheirFolderAndNotByThemselves) {
@@ -211,7 +204,6 @@ TEST_F(PosixFilesTest, AreDeletableByTheirFolderAndNotByThemselves) {
   ASSERT_EQ(umount(volume.c_str()), 0);
   ASSERT_EQ(mount(file.c_str(), file.c_str(), nullptr, MS_BIND, nullptr), 0);
   EXPECT_FALSE(files.isDeletable(file)) << "mounted on by a file of the same file system";
-  ASSERT_EQ(umount(file.c_str()), 0);
 }
 
 TEST_F(PosixFilesTest, AreDeletableByTheRulesOfSharedFolders) {

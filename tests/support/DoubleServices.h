@@ -5,6 +5,13 @@
 
 #include "tests/support/Doubles.h"
 
+// A double that is there from the beginning, and may be replaced.
+template <class Double>
+struct Made : std::shared_ptr<Double> {
+  using std::shared_ptr<Double>::operator=;
+  Made() : std::shared_ptr<Double>(std::make_shared<Double>()) {}
+};
+
 // A whole platform of doubles, laid out below one folder. Members are there to be dictated to;
 // files and volumes are left for the test to set.
 struct DoubleServices {
@@ -29,19 +36,17 @@ struct DoubleServices {
     return all;
   }
 
-  std::shared_ptr<doubles::RecordingLog> log = std::make_shared<doubles::RecordingLog>();
-  std::shared_ptr<doubles::DirectMainLoop> loop = std::make_shared<doubles::DirectMainLoop>();
-  std::shared_ptr<doubles::RecordingAlerts> alerts = std::make_shared<doubles::RecordingAlerts>();
-  std::shared_ptr<doubles::FakeBundle> bundle = std::make_shared<doubles::FakeBundle>();
-  std::shared_ptr<doubles::FakeDefaults> defaults = std::make_shared<doubles::FakeDefaults>();
-  std::shared_ptr<doubles::FakeApplications> applications =
-      std::make_shared<doubles::FakeApplications>();
-  std::shared_ptr<doubles::FakeWorkspace> workspace = std::make_shared<doubles::FakeWorkspace>();
-  std::shared_ptr<doubles::FakeNotifications> notifications =
-      std::make_shared<doubles::FakeNotifications>();
-  std::shared_ptr<doubles::FakeLoginItems> loginItems = std::make_shared<doubles::FakeLoginItems>();
-  std::shared_ptr<doubles::FakeSessionEnd> sessionEnd = std::make_shared<doubles::FakeSessionEnd>();
-  std::shared_ptr<doubles::FakeMachine> machine = std::make_shared<doubles::FakeMachine>();
+  Made<doubles::RecordingLog> log;
+  Made<doubles::DirectMainLoop> loop;
+  Made<doubles::RecordingAlerts> alerts;
+  Made<doubles::FakeBundle> bundle;
+  Made<doubles::FakeDefaults> defaults;
+  Made<doubles::FakeApplications> applications;
+  Made<doubles::FakeWorkspace> workspace;
+  Made<doubles::FakeNotifications> notifications;
+  Made<doubles::FakeLoginItems> loginItems;
+  Made<doubles::FakeSessionEnd> sessionEnd;
+  Made<doubles::FakeMachine> machine;
   std::shared_ptr<doubles::FakePlaces> places;
-  std::shared_ptr<platform::Graphics> graphics = std::make_shared<platform::Graphics>();
+  Made<platform::Graphics> graphics;
 };

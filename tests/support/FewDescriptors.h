@@ -2,6 +2,9 @@
 
 #include <sys/resource.h>
 
+#include <filesystem>
+#include <iterator>
+
 // A descriptor table as small as a program of macOS starts with.
 class FewDescriptors {
  public:
@@ -18,3 +21,8 @@ class FewDescriptors {
  private:
   rlimit before_{};
 };
+
+inline std::size_t openDescriptors() {
+  const std::filesystem::directory_iterator listing("/proc/self/fd");
+  return static_cast<std::size_t>(std::distance(begin(listing), end(listing)));
+}

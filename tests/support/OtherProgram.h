@@ -40,6 +40,8 @@ class OtherProgram {
     return read(told_[0], &byte, 1) == 1;
   }
 
+  pid_t number() const { return process_; }
+
   // Whether the work went well.
   bool ended() {
     int status = -1;

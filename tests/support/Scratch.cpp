@@ -1,6 +1,10 @@
 #include "tests/support/Scratch.h"
 
+#include <sys/mount.h>
+
 #include <cstdlib>
+
+#include "leaf/MountTable.h"
 
 namespace fs = std::filesystem;
 
@@ -12,11 +16,20 @@ std::string made() {
   return pattern;
 }
 
+void unmountIn(const std::string& folder) {
+  const auto text = readMountTable();
+  for (const auto& line : visibleFirst(parseMountTable(text.value_or(""))))
+    if (const auto path = withoutMountEscapes(line.mountedOn);
+        (path + "/").starts_with(folder + "/"))
+      umount2(path.c_str(), MNT_DETACH);
+}
+
 }  // namespace
 
 Scratch::Scratch() : path_(made()) {}
 
 Scratch::~Scratch() {
+  unmountIn(path_);
   std::error_code ignored;
   fs::remove_all(path_, ignored);
 }

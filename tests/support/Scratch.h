@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-// A folder of its own for one test, removed with it.
+// A folder of its own for one test, removed with it, and with what was mounted there.
 class Scratch {
  public:
   Scratch();

@@ -6,6 +6,7 @@
 
 #include "system/Command.h"
 #include "system/QVFunctions.h"
+#include "tests/support/FewDescriptors.h"
 #include "tests/system/SystemTest.h"
 
 namespace {
@@ -35,11 +36,6 @@ Ran run(const Text& command, const QVFunctions::Arguments& args = {}) {
 }
 
 Ran shell(const std::string& script) { return run("/bin/sh", {"-c", script}); }
-
-std::size_t openDescriptors() {
-  using Listing = std::filesystem::directory_iterator;
-  return static_cast<std::size_t>(std::distance(Listing("/dev/fd"), Listing()));
-}
 
 class CommandTest : public SystemTest {};
 

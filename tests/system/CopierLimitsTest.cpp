@@ -23,7 +23,6 @@ class CopierLimitsTest : public EarlierCopyTest {
  protected:
   // A disk of its own, so that a tree too deep for most programs goes away with it.
   CopierLimitsTest() { mount("none", scratch.path().c_str(), "tmpfs", 0, nullptr); }
-  ~CopierLimitsTest() override { umount2(scratch.path().c_str(), MNT_DETACH); }
 
   static void touch(int directory, const char* name) {
     Descriptor(openat(directory, name, O_WRONLY | O_CREAT | O_CLOEXEC, 0640));

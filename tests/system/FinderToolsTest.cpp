@@ -32,7 +32,6 @@ class FinderToolsTest : public SystemTest {
     all.files = std::make_shared<FaultyFiles>(faults);
     platform::install(all);
   }
-  ~FinderToolsTest() override { umount2(mounted.c_str(), MNT_DETACH); }
 
   std::string home(const std::string& below) const { return scratch.path("home" + below); }
 
