@@ -1,4 +1,3 @@
-#include <sys/mount.h>
 
 #include "device/QVRamDiskDevice.h"
 #include "tests/support/EngineTest.h"

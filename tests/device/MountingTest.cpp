@@ -1,15 +1,10 @@
-#include <sys/mount.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
 
 #include "device/QVRamDiskDevice.h"
 #include "tests/support/EngineTest.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using platform::Tool;
 using Text = std::optional<std::string>;
 

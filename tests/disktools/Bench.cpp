@@ -1,17 +1,9 @@
 #include "tests/disktools/Bench.h"
 
-#include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/mount.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <sstream>
 
 #include "extensions/PropertyList.h"
 
-namespace fs = std::filesystem;
 using disktools::Caller;
 using extensions::PropertyList;
 

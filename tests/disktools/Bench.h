@@ -1,13 +1,7 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <optional>
-#include <string>
-#include <vector>
-
 #include "disktools/Commands.h"
-#include "tests/support/Scratch.h"
+#include "tests/support/Test.h"
 
 struct Outcome {
   int status = 0;

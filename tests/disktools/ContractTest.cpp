@@ -1,17 +1,11 @@
 // What the engine sends and what it reads in return, for both ways of keeping a device.
 
-#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/statvfs.h>
 #include <sys/xattr.h>
-#include <unistd.h>
-
-#include <filesystem>
 
 #include "leaf/MountTable.h"
 #include "tests/disktools/Bench.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 

@@ -1,19 +1,9 @@
 // Devices next to each other, in use, under odd names, and what is left of broken ones.
 
-#include <fcntl.h>
-#include <sys/mount.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <set>
-
 #include "disktools/State.h"
 #include "leaf/Descriptor.h"
 #include "tests/disktools/Bench.h"
 #include "tests/support/OtherProgram.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 

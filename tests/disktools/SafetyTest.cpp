@@ -1,16 +1,8 @@
 // What the program must not do although it has root's rights.
 
-#include <sys/mount.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <filesystem>
-
 #include "disktools/Target.h"
 #include "tests/disktools/Bench.h"
 #include "tests/support/OtherProgram.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 

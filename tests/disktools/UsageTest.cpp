@@ -1,4 +1,3 @@
-#include <sys/mount.h>
 
 #include "disktools/Commands.h"
 #include "disktools/Mounting.h"

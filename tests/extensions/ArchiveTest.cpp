@@ -1,12 +1,11 @@
 #include <fmt/format.h>
-#include <gtest/gtest.h>
 
-#include <array>
 #include <limits>
 
 #include "extensions/KeyedArchiver.h"
 #include "extensions/KeyedUnarchiver.h"
 #include "tests/extensions/HandMadeList.h"
+#include "tests/support/Test.h"
 
 namespace extensions {
 namespace {

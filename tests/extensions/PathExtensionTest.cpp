@@ -1,6 +1,6 @@
 #include "extensions/PathExtension.h"
 
-#include <gtest/gtest.h>
+#include "tests/support/Test.h"
 
 namespace extensions {
 namespace {

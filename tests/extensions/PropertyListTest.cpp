@@ -1,11 +1,10 @@
 #include "extensions/PropertyList.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <limits>
 
 #include "tests/extensions/HandMadeList.h"
+#include "tests/support/Test.h"
 
 namespace extensions {
 namespace {

@@ -1,8 +1,7 @@
 #include "extensions/StringsFile.h"
 
-#include <gtest/gtest.h>
-
 #include "tests/extensions/HandMadeList.h"
+#include "tests/support/Test.h"
 
 namespace extensions {
 namespace {

@@ -1,8 +1,6 @@
 #include "extensions/Text.h"
 
-#include <gtest/gtest.h>
-
-#include <vector>
+#include "tests/support/Test.h"
 
 namespace extensions {
 namespace {

@@ -1,10 +1,5 @@
 #include <fmt/format.h>
 
-#include <array>
-#include <atomic>
-#include <set>
-#include <thread>
-
 #include "platform/linux/LinuxPlaces.h"
 #include "platform/mac/MacPlaces.h"
 #include "tests/kinds/World.h"

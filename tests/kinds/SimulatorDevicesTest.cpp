@@ -1,9 +1,4 @@
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
-
-#include <array>
-#include <filesystem>
 
 #include "extensions/PropertyList.h"
 #include "kinds/QVSimDevice.h"
@@ -11,7 +6,6 @@
 
 namespace {
 
-namespace fs = std::filesystem;
 using extensions::PropertyList;
 
 constexpr char kType[] = "com.apple.CoreSimulator.SimDeviceType.";

@@ -2,16 +2,13 @@
 // A machine made up for one test: real files below a scratch folder and the texts that are shipped,
 // with a system, applications, volumes and places as the test says.
 
-#include <gtest/gtest.h>
-#include <sys/mount.h>
-
 #include "extensions/StringsFile.h"
 #include "kinds/QVRamDiskManager.h"
 #include "platform/linux/LinuxVolumes.h"
 #include "platform/posix/PosixBundle.h"
 #include "platform/posix/PosixFiles.h"
 #include "tests/support/DoubleServices.h"
-#include "tests/support/Scratch.h"
+#include "tests/support/Test.h"
 
 inline const std::filesystem::path kSourceTree = TARNVALE_SOURCE;
 

@@ -2,8 +2,6 @@
 
 #include <utime.h>
 
-#include <filesystem>
-
 #include "ramdisk/QVRamDisk.h"
 #include "system/QVFinderTools.h"
 #include "system/QVFunctions.h"

@@ -1,10 +1,7 @@
 // Pictures as Qt gives them: the program's own, an icon theme's, and what stands in for it.
 
-#include <sys/mount.h>
-
 #include <QIcon>
 #include <QPainter>
-#include <thread>
 
 #include "platform/qt/drawing/QtCanvas.h"
 #include "platform/qt/drawing/QtGraphics.h"

@@ -1,24 +1,15 @@
 #include "tests/pictures/Reference.h"
 
-#include <gtest/gtest.h>
-
 #include <QApplication>
 #include <QFontInfo>
 #include <QIcon>
 #include <QPainter>
 #include <QPalette>
-#include <algorithm>
-#include <array>
-#include <cstdlib>
-#include <filesystem>
-#include <memory>
-#include <optional>
 
 #include "platform/qt/drawing/QtCanvas.h"
+#include "tests/support/Test.h"
 
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr int kShade = 48;               // of 255, in a channel
 constexpr double kMostOutliers = 0.003;  // of a band's pixels

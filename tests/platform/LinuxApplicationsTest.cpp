@@ -1,22 +1,12 @@
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <array>
-#include <chrono>
-#include <csignal>
-#include <filesystem>
 
 #include "leaf/Descriptor.h"
 #include "platform/linux/InstalledApplications.h"
 #include "platform/linux/LinuxApplications.h"
 #include "platform/linux/Processes.h"
 #include "tests/support/Companion.h"
-#include "tests/support/Scratch.h"
+#include "tests/support/Test.h"
 
 using namespace platform;
 

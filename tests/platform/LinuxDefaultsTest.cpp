@@ -1,15 +1,9 @@
 #include "platform/linux/LinuxDefaults.h"
 
-#include <gtest/gtest.h>
 #include <systemd/sd-bus.h>
 
-#include <atomic>
-#include <thread>
-#include <tuple>
-#include <vector>
-
 #include "tests/support/PrivateBus.h"
-#include "tests/support/Scratch.h"
+#include "tests/support/Test.h"
 
 using namespace platform;
 

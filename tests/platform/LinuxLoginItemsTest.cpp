@@ -1,17 +1,9 @@
 #include "platform/linux/LinuxLoginItems.h"
 
-#include <gtest/gtest.h>
-#include <sys/mount.h>
-#include <sys/stat.h>
-
-#include <filesystem>
-
 #include "platform/linux/DesktopEntry.h"
-#include "tests/support/Scratch.h"
+#include "tests/support/Test.h"
 
 using namespace platform;
-namespace fs = std::filesystem;
-
 namespace {
 
 class LinuxLoginItemsTest : public testing::Test {

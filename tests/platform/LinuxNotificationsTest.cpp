@@ -1,17 +1,12 @@
 #include "platform/linux/LinuxNotifications.h"
 
-#include <gtest/gtest.h>
 #include <malloc.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <systemd/sd-bus.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <cstdlib>
 #include <ctime>
-#include <filesystem>
 
 #include "leaf/Descriptor.h"
 #include "tests/support/Doubles.h"

@@ -1,21 +1,12 @@
 #include "platform/linux/LinuxServices.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <pwd.h>
-#include <unistd.h>
-
-#include <array>
-#include <cerrno>
-#include <thread>
-#include <utility>
-#include <vector>
 
 #include "leaf/Descriptor.h"
 #include "platform/linux/LinuxLog.h"
 #include "platform/linux/LinuxMachine.h"
 #include "platform/linux/LinuxPlaces.h"
-#include "tests/support/Scratch.h"
+#include "tests/support/Test.h"
 #include "tests/support/Variables.h"
 
 using namespace platform;

@@ -1,28 +1,15 @@
 // Real volumes, and real processes that use them.
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mman.h>
-#include <sys/mount.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <sys/xattr.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <chrono>
-#include <filesystem>
-#include <functional>
-#include <tuple>
 
 #include "leaf/Descriptor.h"
 #include "platform/linux/LinuxVolumes.h"
 #include "platform/linux/VolumeUse.h"
 #include "tests/support/Companion.h"
 #include "tests/support/OtherProgram.h"
-#include "tests/support/Scratch.h"
+#include "tests/support/Test.h"
 
 using namespace platform;
 

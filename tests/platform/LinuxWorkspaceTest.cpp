@@ -1,27 +1,16 @@
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/mount.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <systemd/sd-bus.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <filesystem>
 
 #include "extensions/PathExtension.h"
 #include "leaf/Descriptor.h"
 #include "platform/linux/LinuxApplications.h"
 #include "platform/linux/LinuxWorkspace.h"
 #include "tests/support/PrivateBus.h"
-#include "tests/support/Scratch.h"
+#include "tests/support/Test.h"
 
 using namespace platform;
 
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr char kActivityMonitor[] = "com.apple.ActivityMonitor";
 

@@ -1,6 +1,5 @@
 #include "platform/linux/LogindSessionEnd.h"
 
-#include <gtest/gtest.h>
 #include <systemd/sd-bus.h>
 
 #include "tests/support/Doubles.h"

@@ -3,8 +3,6 @@
 #include <linux/fs.h>
 #include <sys/ioctl.h>
 
-#include <tuple>
-
 #include "platform/posix/TreeRemoval.h"
 #include "tests/support/OtherProgram.h"
 #include "tests/support/TreeRemovalCases.h"

@@ -1,16 +1,9 @@
 #include "platform/posix/PosixBundle.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
-#include <thread>
-#include <vector>
-
 #include "platform/posix/FileDefaults.h"
 #include "platform/posix/LocalNotifications.h"
 #include "platform/posix/PosixMainLoop.h"
 #include "tests/support/MainLoopCases.h"
-#include "tests/support/Scratch.h"
 #include "tests/support/Variables.h"
 
 using extensions::PropertyList;

@@ -2,8 +2,6 @@
 
 #include <QEventLoop>
 #include <QTimer>
-#include <array>
-#include <cstdlib>
 
 namespace {
 

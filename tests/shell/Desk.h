@@ -1,18 +1,13 @@
 #pragma once
 // The real shell on a display and a session bus of the tests' own, used as its user would.
 
-#include <gtest/gtest.h>
-
 #include <QApplication>
 #include <QPoint>
-#include <functional>
-#include <memory>
-#include <optional>
-#include <string>
 
 #include "tests/support/Desktop.h"
 #include "tests/support/DoubleServices.h"
 #include "tests/support/PrivateBus.h"
+#include "tests/support/Test.h"
 
 // One for all cases: the display and the application object, which can be made once only.
 class Desk {

@@ -1,7 +1,5 @@
 // The item in trays that come and go, and what it tells the desktop that draws its menu.
 
-#include <algorithm>
-#include <chrono>
 #include <future>
 
 #include "menu/StatusItemView.h"

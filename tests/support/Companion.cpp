@@ -1,13 +1,8 @@
 #include "tests/support/Companion.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <csignal>
-#include <utility>
+#include "tests/support/Test.h"
 
 namespace {
 

@@ -1,15 +1,9 @@
 #include "tests/support/Desktop.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <QtEndian>
-#include <array>
-#include <cstdlib>
-#include <filesystem>
 
 #include "leaf/Descriptor.h"
+#include "tests/support/Test.h"
 
 namespace {
 

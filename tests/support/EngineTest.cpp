@@ -1,8 +1,5 @@
 #include "tests/support/EngineTest.h"
 
-#include <cstdlib>
-#include <filesystem>
-
 #include "device/QVRamDiskDevice.h"
 #include "kinds/QVRamDiskManager.h"
 #include "platform/linux/LinuxServices.h"

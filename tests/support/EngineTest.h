@@ -2,18 +2,12 @@
 // The engine on the real Linux port and the real disk tools, in a scratch home, with a log that can
 // be read and calls that can be made to fail.
 
-#include <gtest/gtest.h>
-
 #include <condition_variable>
-#include <memory>
-#include <mutex>
-#include <string>
-#include <vector>
 
 #include "ramdisk/QVRamDisk.h"
 #include "tests/support/Doubles.h"
 #include "tests/support/Faults.h"
-#include "tests/support/Scratch.h"
+#include "tests/support/Test.h"
 
 // Keeps every report of an action and lets the test wait for its end.
 class ActionRecorder : public QVRamDiskDelegate {

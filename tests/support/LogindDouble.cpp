@@ -1,13 +1,9 @@
 #include "tests/support/LogindDouble.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <systemd/sd-bus.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <array>
+#include "tests/support/Test.h"
 
 namespace {
 

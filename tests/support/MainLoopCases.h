@@ -1,14 +1,8 @@
 #pragma once
 // What each main loop must do. The parameter of the cases makes one.
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <memory>
-#include <thread>
-#include <vector>
-
 #include "platform/MainLoop.h"
+#include "tests/support/Test.h"
 
 namespace loops {
 

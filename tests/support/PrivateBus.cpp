@@ -1,15 +1,9 @@
 #include "tests/support/PrivateBus.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <systemd/sd-bus.h>
-#include <unistd.h>
-
-#include <array>
-#include <csignal>
 
 #include "leaf/Descriptor.h"
+#include "tests/support/Test.h"
 
 namespace {
 

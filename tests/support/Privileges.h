@@ -1,11 +1,8 @@
 #pragma once
 
-#include <gtest/gtest.h>
 #include <linux/capability.h>
 #include <sys/syscall.h>
-#include <unistd.h>
-
-#include <thread>
+#include "tests/support/Test.h"
 
 // Runs on a thread that has lost root's right to pass over modes; the process keeps it.
 template <class Body>

@@ -1,14 +1,9 @@
 #include "tests/support/ScreenReader.h"
 
-#include <gtest/gtest.h>
 #include <spawn.h>
-#include <sys/wait.h>
 #include <systemd/sd-bus.h>
 
-#include <array>
-#include <chrono>
-#include <csignal>
-#include <utility>
+#include "tests/support/Test.h"
 
 using platform::BusMessage;
 

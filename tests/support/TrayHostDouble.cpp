@@ -1,11 +1,8 @@
 #include "tests/support/TrayHostDouble.h"
 
-#include <gtest/gtest.h>
 #include <systemd/sd-bus.h>
 
-#include <chrono>
-#include <memory>
-#include <utility>
+#include "tests/support/Test.h"
 
 using namespace platform;
 

@@ -1,27 +1,14 @@
 #pragma once
 // What each remover of trees must do, given as the parameter of the cases.
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/mount.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <cerrno>
 #include <cstdio>
-#include <iterator>
-#include <thread>
 
 #include "leaf/Descriptor.h"
 #include "platform/Result.h"
 #include "tests/support/FewDescriptors.h"
 #include "tests/support/Privileges.h"
-#include "tests/support/Scratch.h"
 
 namespace removal {
-
-namespace fs = std::filesystem;
 
 inline std::int64_t codeOf(const platform::Outcome& done) { return done ? 0 : done.error().code; }
 

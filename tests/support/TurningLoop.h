@@ -1,15 +1,10 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <condition_variable>
 #include <deque>
-#include <functional>
-#include <mutex>
-#include <thread>
 
 #include "platform/MainLoop.h"
+#include "tests/support/Test.h"
 
 // A main loop that runs only while the test waits for something, any number of times. No timers.
 class TurningLoop : public platform::MainLoop {

@@ -1,9 +1,5 @@
 #include <signal.h>
 
-#include <array>
-#include <filesystem>
-#include <thread>
-
 #include "system/Command.h"
 #include "system/QVFunctions.h"
 #include "tests/support/FewDescriptors.h"

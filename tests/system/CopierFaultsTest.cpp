@@ -1,19 +1,10 @@
 // What the copier meets when something is in its way, made real where the kernel can be brought to
 // it; what only another program's timing could bring about comes through a decorator of the seam.
 
-#include <sys/mount.h>
 #include <sys/syscall.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <filesystem>
-#include <functional>
-#include <thread>
 
 #include "tests/support/Privileges.h"
 #include "tests/system/CopierTest.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 

@@ -1,19 +1,10 @@
 // Trees beyond what stack, paths, descriptors and memory would bear if they were taken lightly, and
 // the order of the work of many threads.
 
-#include <sys/mount.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <chrono>
-#include <string>
-
 #include "leaf/Descriptor.h"
 #include "system/TreeRemover.h"
 #include "tests/support/FewDescriptors.h"
 #include "tests/system/CopierTest.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 

@@ -2,16 +2,8 @@
 // under a second name where that could ever show. It stands in for entries that cannot be read, and
 // for those that never came in.
 
-#include <sys/mount.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <functional>
-
 #include "tests/support/Privileges.h"
 #include "tests/system/CopierTest.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 

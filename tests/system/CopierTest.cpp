@@ -1,15 +1,8 @@
 #include "tests/system/CopierTest.h"
 
-#include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/sysmacros.h>
 #include <sys/un.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <filesystem>
-
-namespace fs = std::filesystem;
 
 namespace {
 

@@ -1,11 +1,6 @@
 #pragma once
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/xattr.h>
-
-#include <filesystem>
-#include <fstream>
 
 #include "platform/posix/PosixFileCopying.h"
 #include "system/TreeCopier.h"

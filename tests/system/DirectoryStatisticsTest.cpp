@@ -1,12 +1,8 @@
-#include <sys/stat.h>
 
-#include <filesystem>
 
 #include "system/QVDirectoryStatistics.h"
 #include "tests/support/Privileges.h"
 #include "tests/system/SystemTest.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 

@@ -1,14 +1,9 @@
-#include <sys/mount.h>
-#include <sys/stat.h>
 
-#include <filesystem>
 
 #include "system/DiskPlaces.h"
 #include "system/ExtendedAttributes.h"
 #include "system/QVFunctions.h"
 #include "tests/system/SystemTest.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 

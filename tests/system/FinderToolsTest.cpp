@@ -1,6 +1,4 @@
-#include <sys/mount.h>
 
-#include <filesystem>
 
 #include "extensions/PathExtension.h"
 #include "platform/linux/LinuxWorkspace.h"
@@ -9,8 +7,6 @@
 #include "tests/system/SystemTest.h"
 
 namespace {
-
-namespace fs = std::filesystem;
 
 // The real desktop port, with labels and a file manager that the test dictates.
 class Desktop : public platform::LinuxWorkspace {

@@ -1,8 +1,4 @@
-#include <sys/stat.h>
 
-#include <chrono>
-#include <csignal>
-#include <thread>
 
 #include "system/QVMacInfo.h"
 #include "system/QVRamDiskUtils.h"

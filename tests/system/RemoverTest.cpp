@@ -1,7 +1,5 @@
 #include "system/TreeRemover.h"
 
-#include <unistd.h>
-
 #include <future>
 
 #include "leaf/Descriptor.h"

@@ -1,11 +1,9 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include "platform/linux/LinuxVolumes.h"
 #include "platform/posix/PosixFiles.h"
 #include "tests/support/DoubleServices.h"
-#include "tests/support/Scratch.h"
+#include "tests/support/Test.h"
 
 struct ScratchFirst {
   Scratch scratch;

@@ -1,5 +1,4 @@
 #include <cctype>
-#include <cstdlib>
 #include <ctime>
 #include <limits>
 
