@@ -84,7 +84,8 @@ std::optional<ActionLock> AppDelegate::lockOf(const QVRamDisk& disk) const {
     if (pass > 0) services().mainLoop->sleep(kPass);
     if (auto lock = ActionLock::takeIfFree(disk.identifier())) return lock;
     if (pass == 0 || pass == kOthersPasses)
-      QVLogWarning("AppDelegate", "{}: another program is working on it", QVText(disk.name()));
+      QVLogWarning("AppDelegate", "{}: another program is working on it ({})", QVText(disk.name()),
+                   ActionLock::holderOf(disk.identifier()));
   }
   return std::nullopt;
 }

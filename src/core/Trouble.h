@@ -49,7 +49,7 @@ enum class Trouble : std::uint8_t {
   BaseAside,      // subject: the disk's name; path: where the base lies
   Created,        // subject: the disk's name; it is to be removed
   CreatedAsItIs,  // the same; it is to be changed
-  Acting,         // another program acts on the disk; subject: its name
+  Acting,         // another program acts on the disk; subject: its name; text: who it is
   Full,           // there are as many disks as there can be
   Gone,           // the disk is in the list no more
 

@@ -21,7 +21,6 @@
 #include <chrono>
 
 #include "core/QVError.h"
-#include "core/QVLocalized.h"
 #include "core/QVLog.h"
 #include "kinds/QVRamDiskManager.h"
 #include "menu/StatusMenuController.h"
@@ -35,19 +34,8 @@ using platform::services;
 
 namespace {
 
-// The action before gives its lock back a moment after its last report, and a program that is just
-// being started holds a copy of it for another.
-constexpr std::chrono::milliseconds kLockPass(5);
-constexpr int kLockPasses = 20;
-
-std::optional<ActionLock> lockOf(const QVRamDisk& disk) {
-  auto lock = ActionLock::takeIfFree(disk.identifier());
-  for (int pass = 0; !lock && pass < kLockPasses; ++pass) {
-    services().mainLoop->sleep(kLockPass);
-    lock = ActionLock::takeIfFree(disk.identifier());
-  }
-  return lock;
-}
+// The menu stands still meanwhile.
+constexpr std::chrono::milliseconds kLockPatience(300);
 
 bool allows(QVRamDiskStatus status, QVRamDiskAction action) {
   switch (action) {
@@ -109,13 +97,10 @@ std::optional<ActionLock> StatusMenuController::lockForActing(const QVRamDiskPtr
     QVLogWarning("StatusMenuController", "{} is busy; nothing is done", QVText(ramDisk->name()));
     return std::nullopt;
   }
-  auto lock = lockOf(*ramDisk);
-  if (!lock)
-    tellFailure(*ramDisk,
-                QVError::errorWithMessage(QVLocalized("Another program is working on this RamDisk"),
-                                          "lock", QVErrorCode::Locked),
-                QVRamDiskActionNone);
-  return lock;
+  const auto lock = ActionLock::take(ramDisk->identifier(), kLockPatience);
+  if (lock) return *lock;
+  tellFailure(*ramDisk, lock.error(), QVRamDiskActionNone);
+  return std::nullopt;
 }
 
 // The list need not know yet what another program did to the disk: what the menu offered may make

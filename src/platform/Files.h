@@ -17,6 +17,16 @@ struct FileTimes {
   std::int64_t modified = 0;
 };
 
+// A file that is held locked, until the object goes or the program ends.
+class FileLock {
+ public:
+  virtual ~FileLock() = default;
+
+  // Makes this the file's contents, for who finds it locked; they go with the lock, but stay where
+  // the program is killed. What cannot be written is dropped.
+  virtual void note(std::string_view text) = 0;
+};
+
 // Whole items of the file system, by absolute path. Errors name the path. Any thread.
 class Files {
  public:
@@ -55,10 +65,9 @@ class Files {
   // flushed, the new ones; never a part of either.
   virtual Outcome replaceContents(const std::string& path, std::string_view bytes) = 0;
 
-  // Keeps others, in this program and in others, from holding the same file locked, until the
-  // object goes or the program ends. Makes the file and leaves it. EWOULDBLOCK while somebody holds
-  // it.
-  virtual Result<std::shared_ptr<void>> lock(const std::string& path) = 0;
+  // Keeps others, in this program and in others, from holding the same file locked. Makes the file
+  // and leaves it. EWOULDBLOCK while somebody holds it.
+  virtual Result<std::shared_ptr<FileLock>> lock(const std::string& path) = 0;
 
   // Waits until all that was written to the file system that holds the folder is on its device.
   virtual Outcome flush(const std::string& folder) = 0;

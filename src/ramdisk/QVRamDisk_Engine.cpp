@@ -96,6 +96,7 @@ void QVRamDisk::run(const Operation& operation, const QVRamDiskDelegatePtr& dele
   auto info = QVRamDiskActionInfo_none;
   if (const auto held = lockForAction(std::move(lock), error)) {
     info = operation.info;
+    held->tell(operation.action, operation.info);
     setAction(operation.action);
     if (operation.tellsStart) inform(delegate, info, nullptr);
     error = (this->*operation.work)(delegate, *held);

@@ -65,7 +65,8 @@ Outcome checkUse(const QVRamDisk& disk, DiskState& state, Trouble whenCreated) {
   if (state.status(disk) != QVRamDiskStatus_notCreated)
     return Problem{.trouble = whenCreated, .facts = {.subject = name}};
   if (!ActionLock::isTaken(disk.identifier())) return {};
-  return Problem{.trouble = Trouble::Acting, .facts = {.subject = name}};
+  return Problem{.trouble = Trouble::Acting,
+                 .facts = {.subject = name, .text = ActionLock::holderOf(disk.identifier())}};
 }
 
 void add(std::vector<Problem>& problems, const Outcome& check) {

@@ -360,9 +360,15 @@ TEST_F(ActionsTest, TwoRecordsOfADiskDoNotActAtOnce) {
   };
   EXPECT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
   recorder->onReport = nullptr;
-  const auto mine = lockOf(disk);
+  std::optional<ActionLock> theirs = lockOf(disk);
+  loop->slept = loop->slept * 0;
   EXPECT_EQ(perform(QVRamDiskActionEject, disk)->code(), QVErrorCode::Locked);
+  EXPECT_EQ(loop->slept, ActionLock::kPatience);
   EXPECT_TRUE(isMounted(folder("cache")));
+  loop->onSleep = [&] { theirs.reset(); };
+  EXPECT_EQ(perform(QVRamDiskActionEject, disk), nullptr) << "it waits for the end of the other";
+  EXPECT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
+  const auto mine = lockOf(disk);
   disk->performAction(QVRamDiskActionEject, recorder, 1, mine);
   recorder->waitForEnd();
   EXPECT_EQ(disk->lastError(), nullptr) << "who holds the lock hands it on";

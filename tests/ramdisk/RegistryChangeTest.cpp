@@ -234,7 +234,7 @@ TEST_F(RegistryChangeTest, WhatCannotBeWrittenIsNamed) {
 
 struct FilesWithoutLocks : FaultyFiles {
   using FaultyFiles::FaultyFiles;
-  platform::Result<std::shared_ptr<void>> lock(const std::string& path) override {
+  platform::Result<std::shared_ptr<platform::FileLock>> lock(const std::string& path) override {
     return platform::SystemError{"POSIX", ENOLCK, path + ": No locks available"};
   }
 };

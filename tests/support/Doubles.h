@@ -93,8 +93,12 @@ class DirectMainLoop : public platform::MainLoop {
   void cancel(TimerId timer) override { timers_.erase(timer); }
   void run() override {}
   void stop() override {}
-  void sleep(std::chrono::milliseconds time) override { slept += time; }
+  void sleep(std::chrono::milliseconds time) override {
+    slept += time;
+    if (onSleep) onSleep();
+  }
   std::chrono::milliseconds slept{0};
+  std::function<void()> onSleep;
 
   // Lets every timer fire once.
   void fire() {

@@ -93,7 +93,7 @@ class FaultyFiles : public platform::PosixFiles {
     return plan_->answer("replaceContents",
                          [&] { return PosixFiles::replaceContents(path, bytes); });
   }
-  platform::Result<std::shared_ptr<void>> lock(const std::string& path) override {
+  platform::Result<std::shared_ptr<platform::FileLock>> lock(const std::string& path) override {
     return plan_->answer("lock", [&] { return PosixFiles::lock(path); });
   }
   platform::Outcome flush(const std::string& folder) override {

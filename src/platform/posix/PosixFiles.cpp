@@ -247,23 +247,33 @@ Descriptor openedForLocking(const std::string& path) {
 
 // Closing alone would leave the lock to a program that is just being started, until that has become
 // what it is to be.
-class LockedFile {
+class LockedFile : public FileLock {
  public:
   explicit LockedFile(Descriptor file) : file_(std::move(file)) {}
-  ~LockedFile() { flock(file_.get(), LOCK_UN); }
+  ~LockedFile() override {
+    if (isNoted_) note({});
+    flock(file_.get(), LOCK_UN);
+  }
   LockedFile(const LockedFile&) = delete;
   LockedFile& operator=(const LockedFile&) = delete;
 
+  void note(std::string_view text) override {
+    isNoted_ = true;
+    if (ftruncate(file_.get(), 0) == 0)
+      static_cast<void>(pwrite(file_.get(), text.data(), text.size(), 0) >= 0);
+  }
+
  private:
   Descriptor file_;
+  bool isNoted_ = false;
 };
 
 }  // namespace
 
-Result<std::shared_ptr<void>> PosixFiles::lock(const std::string& path) {
+Result<std::shared_ptr<FileLock>> PosixFiles::lock(const std::string& path) {
   Descriptor file(openedForLocking(path));
   if (!file || flock(file.get(), LOCK_EX | LOCK_NB) != 0) return lastPosixError(path);
-  return std::shared_ptr<void>(std::make_shared<LockedFile>(std::move(file)));
+  return std::shared_ptr<FileLock>(std::make_shared<LockedFile>(std::move(file)));
 }
 
 }  // namespace platform

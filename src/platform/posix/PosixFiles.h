@@ -24,7 +24,7 @@ class PosixFiles : public Files {
   Outcome createDirectories(const std::string& path) override;
   Result<std::string> contents(const std::string& path) const override;
   Outcome replaceContents(const std::string& path, std::string_view bytes) override;
-  Result<std::shared_ptr<void>> lock(const std::string& path) override;
+  Result<std::shared_ptr<FileLock>> lock(const std::string& path) override;
   Outcome flush(const std::string& folder) override;
   Outcome flushNames(const std::string& folder) override;
 };
