@@ -311,7 +311,7 @@ int runAction(Context& context, const ActionVerb& verb, const ActionRequest& req
 }
 
 std::string mountedText(const QVRamDisk& disk) {
-  return fmt::format("mounted at {} ({}, {} % used)", disk.path().value_or(""),
+  return fmt::format("mounted at {} ({}, {} % used)", shownMountPoint(disk),
                      settings::sizeText(disk.volSize()), settings::usedPercent(disk));
 }
 

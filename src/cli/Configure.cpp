@@ -59,13 +59,13 @@ Allowed usePath(const std::string& given, DiskOptions& disk) {
   if (disk.name || disk.directory)
     return Refusal{kWrongUsage, "a path stands for both --name and --directory",
                    "leave these or the path out"};
-  const std::string path = realPath(given);
+  const std::string path = settings::absolutePath(given);
   const FileKind kind = platform::services().files->kind(path);
   if (kind == FileKind::Missing)
     return Refusal{kRefused, "there is no directory " + path, "make it first or choose another"};
   if (kind != FileKind::Directory)
     return Refusal{kRefused, path + " is not a directory", "choose a directory"};
-  if (path == "/")
+  if (realPath(path) == "/")
     return Refusal{kRefused, "a disk cannot replace the root directory", "choose a directory"};
   disk.name = extensions::lastPathComponent(path);
   disk.directory = extensions::deletingLastPathComponent(path);
@@ -86,7 +86,7 @@ Allowed configure(QVRamDisk& disk, const DiskOptions& options,
 
 std::string addedText(const QVRamDisk& disk) {
   return printable(nameOf(disk)) + ": added, " + settings::sizeText(disk.size()) +
-         ", to be mounted at " + printable(disk.mountPath());
+         ", to be mounted at " + printable(disk.shownPath());
 }
 
 Allowed changeDisk(QVRamDisk& disk, const DiskOptions& options,

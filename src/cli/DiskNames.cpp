@@ -58,6 +58,12 @@ Refusal unknown(const std::string& text) {
 
 std::string nameOf(const QVRamDisk& disk) { return disk.name().value_or(""); }
 
+std::string shownMountPoint(const QVRamDisk& disk) {
+  const std::string path = disk.path().value_or("");
+  const auto known = disk.settings();
+  return path == known.mountPath() ? known.shownPath() : path;
+}
+
 Selection selectDisks(const Disks& all, const std::vector<std::string>& names) {
   Disks known;
   for (const auto& name : names) {

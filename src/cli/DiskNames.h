@@ -18,4 +18,7 @@ Selection selectDisks(const std::vector<QVRamDiskPtr>& all, const std::vector<st
 // The name, for messages.
 std::string nameOf(const QVRamDisk& disk);
 
+// Where its volume is mounted, as the user knows the place.
+std::string shownMountPoint(const QVRamDisk& disk);
+
 }  // namespace cli

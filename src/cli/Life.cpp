@@ -11,8 +11,7 @@ namespace {
 
 Allowed mayCreate(const QVRamDisk& disk, QVRamDiskStatus status) {
   if (status == QVRamDiskStatus_mounted)
-    return Refusal{kActionFailed,
-                   nameOf(disk) + " is already mounted at " + disk.path().value_or(""),
+    return Refusal{kActionFailed, nameOf(disk) + " is already mounted at " + shownMountPoint(disk),
                    "'tarnvale rebuild' makes it anew"};
   if (status == QVRamDiskStatus_created)
     return Refusal{kActionFailed, nameOf(disk) + " is created already and only not mounted",
@@ -47,8 +46,7 @@ Allowed staysWhole(const QVRamDisk& disk) {
 Allowed mayRemount(const QVRamDisk& disk, QVRamDiskStatus status) {
   if (status == QVRamDiskStatus_created) return staysWhole(disk);
   if (status == QVRamDiskStatus_mounted)
-    return Refusal{kActionFailed,
-                   nameOf(disk) + " is already mounted at " + disk.path().value_or(""),
+    return Refusal{kActionFailed, nameOf(disk) + " is already mounted at " + shownMountPoint(disk),
                    "there is nothing to do"};
   return Refusal{kActionFailed, nameOf(disk) + " is not created", "'tarnvale create' makes it"};
 }

@@ -84,7 +84,7 @@ std::string tableOf(const std::vector<QVRamDiskPtr>& disks, settings::DiskState&
     table.add({nameOf(*disk), kindWords().of(disk->type()), settings::sizeText(disk->size()),
                statusText(status),
                mounted ? fmt::format("{} %", settings::usedPercent(*disk)) : "-",
-               mountPointOf(*disk, status).value_or("-")});
+               mounted ? shownMountPoint(*disk) : "-"});
   }
   return table.text();
 }
@@ -109,7 +109,7 @@ std::string factsOf(const QVRamDisk& disk, settings::DiskState& state) {
   if (status == QVRamDiskStatus_mounted)
     fact("Free", fmt::format("{} of {}, {} % used", settings::sizeText(disk.volFree()),
                              settings::sizeText(disk.volSize()), settings::usedPercent(disk)));
-  fact("Place", disk.mountPath());
+  fact("Place", disk.shownPath());
   fact("Backup", backupText(disk));
   fact("At login", disk.createAtLogin() ? "created" : "not created");
   fact("Format", formatWords().of(disk.format()));

@@ -17,6 +17,7 @@ enum class Trouble : std::uint8_t {
   ApplicationRunning,  // text: the application's name
   NameMissing,
   NameIllegal,
+  NameTooLong,  // text: how many bytes it may have
   SizeWrong,
   MemoryShort,  // text: the size of the machine's memory
   DirectoryUnspecified,

@@ -57,6 +57,9 @@ class QVRamDiskManager {
   static Checked checkSize(std::uint64_t size);
   static Checked checkMountDirectory(const std::optional<std::string>& directory,
                                      const std::optional<std::string>& name, QVRamDiskType type);
+  // Whether the file system takes the names that the disk's contents go by beside the directory.
+  static Checked checkNameFits(const std::optional<std::string>& directory,
+                               const std::optional<std::string>& name);
   static Checked checkMemory(std::uint64_t size);
 
   // The same with the localised message of what was found.

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <climits>
 #include <memory>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "kinds/Presets.h"
 #include "kinds/QVRamDiskManager.h"
 #include "platform/Services.h"
+#include "system/DiskPlaces.h"
 #include "system/Kept.h"
 #include "system/QVFunctions.h"
 #include "system/QVMacInfo.h"
@@ -212,6 +214,18 @@ Checked QVRamDiskManager::checkMountDirectory(const OptionalText& directory,
   return {};
 }
 
+Checked QVRamDiskManager::checkNameFits(const OptionalText& directory, const OptionalText& name) {
+  if (!directory || !name) return {};
+  const auto attributes = platform::services().volumes->attributes(*directory);
+  const auto longest = attributes.value().value_or(platform::FileSystemAttributes()).longestName;
+  const auto room = std::min<std::size_t>(
+      longest, PATH_MAX - std::min<std::size_t>(PATH_MAX, directory->size() + 2));
+  const auto needed = disk_places::longestNameBeside(*name).size();
+  if (needed <= room) return {};
+  const auto added = needed - name->size();
+  return Hindrance{Trouble::NameTooLong, {.text = std::to_string(room > added ? room - added : 0)}};
+}
+
 Checked QVRamDiskManager::checkMemory(std::uint64_t size) {
   const auto memory = QVMacInfo::physicalMemory();
   if (size + memoryReserve() <= memory) return {};
@@ -227,6 +241,7 @@ Checked QVRamDiskManager::checkCreation(const OptionalText& name, std::uint64_t 
   if (auto sized = checkSize(size); !sized) return sized;
   if (mountDirectory)
     if (auto placed = checkMountDirectory(mountDirectory, name, type); !placed) return placed;
+  if (auto fits = checkNameFits(mountDirectory, name); !fits) return fits;
   return checkMemory(size);
 }
 

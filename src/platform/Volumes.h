@@ -17,9 +17,10 @@ struct Mount {
 };
 
 struct FileSystemAttributes {
-  std::uint64_t size = 0;  // bytes
-  std::uint64_t free = 0;  // bytes that the caller may still write
-  bool readOnly = false;   // where it is mounted, nobody may write
+  std::uint64_t size = 0;         // bytes
+  std::uint64_t free = 0;         // bytes that the caller may still write
+  bool readOnly = false;          // where it is mounted, nobody may write
+  std::size_t longestName = 255;  // bytes
 };
 
 // A program that a volume is used by, or another volume that is mounted in it.

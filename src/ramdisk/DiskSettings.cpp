@@ -21,10 +21,17 @@ std::string DiskSettings::mountPath() const { return disk_places::mountPath(moun
 void DiskSettings::useRealPlace() {
   if (!mountDirectory || !mountDirectory->starts_with('/') || !isNameOfEntry(name.value_or("")))
     return;
-  const std::string real = realPath(mountPath());
-  if (real == "/") return;
+  const std::string given = mountPath();
+  const std::string real = realPath(given);
+  if (real == given || real == "/") return;
+  givenPath = given;
   mountDirectory = extensions::deletingLastPathComponent(real);
   name = extensions::lastPathComponent(real);
+}
+
+std::string DiskSettings::shownPath() const {
+  const std::string real = mountPath();
+  return givenPath && realPath(*givenPath) == real ? *givenPath : real;
 }
 
 Text DiskSettings::savedBase() const {

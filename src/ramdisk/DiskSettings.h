@@ -26,6 +26,7 @@ struct DiskSettings {
   // The volume is mounted over this directory's sub-directory `name`; absent: where the platform
   // shows volumes.
   Text mountDirectory;
+  Text givenPath;  // the mount path as it was given, where links lead it elsewhere; only shown
   Text simId;
   bool preferWired = false;
   bool createAtLogin = false;
@@ -41,6 +42,8 @@ struct DiskSettings {
   // over a link, nor is a link set aside in place of the directory behind it; a link that is turned
   // elsewhere while the disk is mounted takes nothing of it along.
   void useRealPlace();
+  // The mount path as its user knows it.
+  std::string shownPath() const;
   // nullopt without a directory that could be set aside.
   Text savedBase() const;
   // nullopt where the mode has no backup folder.

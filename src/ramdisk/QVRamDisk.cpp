@@ -141,6 +141,7 @@ void QVRamDisk::changeToType(QVRamDiskType type, std::uint64_t options) {
       settings.type = takesOn ? type : QVRamDiskType_Default;
       settings.name = takesOn ? infos->name : kDefaultName;
       settings.mountDirectory = takesOn ? infos->mountDirectory : std::nullopt;
+      settings.givenPath = std::nullopt;
       settings.useRealPlace();
       settings.preferWired = false;
       if (keepSettings) return;
@@ -168,6 +169,7 @@ void QVRamDisk::encodeWithCoder(extensions::KeyedArchiver& coder) const {
   coder.encodeString("name", known.name);
   coder.encodeUnsigned("size", known.size);
   coder.encodeString("mountDirectory", abbreviated(known.mountDirectory));
+  if (known.givenPath) coder.encodeString("givenPath", abbreviated(known.givenPath));
   coder.encodeString("simId", known.simId);
   coder.encodeBool("preferWired", known.preferWired);
   coder.encodeBool("createAtLogin", known.createAtLogin);
@@ -190,6 +192,7 @@ void QVRamDisk::readFrom(const extensions::KeyedUnarchiver& coder) {
     settings.name = coder.decodeString("name");
     settings.size = coder.decodeUnsigned("size").value_or(0);
     settings.mountDirectory = expanded(coder.decodeString("mountDirectory"));
+    settings.givenPath = expanded(coder.decodeString("givenPath"));
     settings.simId = coder.decodeString("simId");
     settings.preferWired = coder.decodeBool("preferWired");
     settings.createAtLogin = coder.decodeBool("createAtLogin");

@@ -215,6 +215,7 @@ class QVRamDisk : public extensions::KeyedArchivable,
   // --- What is kept where, see DiskSettings.h
 
   std::string mountPath() const { return settings().mountPath(); }
+  std::string shownPath() const { return settings().shownPath(); }
   Text backupDirPath() const { return settings().backupFolder(identifier_); }
   Text savedBasePath() const { return settings().savedBase(); }
   bool isSavedIntoBase() const { return settings().isKeptInBase(); }

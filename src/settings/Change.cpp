@@ -62,10 +62,11 @@ void assignKind(QVRamDisk& disk, const Change& change) {
 
 void assignPlace(QVRamDisk& disk, const Change& change) {
   disk.change([&](DiskSettings& settings, DiskObservation&) {
+    if (change.name || change.directory) settings.givenPath = std::nullopt;
     if (change.name) settings.name = change.name;
     if (change.directory && change.directory->empty()) settings.mountDirectory = std::nullopt;
     if (change.directory && !change.directory->empty())
-      settings.mountDirectory = realPath(expandedPath(*change.directory));
+      settings.mountDirectory = absolutePath(expandedPath(*change.directory));
     settings.useRealPlace();
   });
 }

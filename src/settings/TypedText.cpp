@@ -1,6 +1,7 @@
 #include "settings/TypedText.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <limits>
 #include <optional>
 
@@ -9,6 +10,7 @@
 #include "extensions/Text.h"
 #include "platform/Services.h"
 #include "system/QVRamDiskFunctions.h"
+#include "system/RealPath.h"
 
 namespace settings {
 namespace {
@@ -187,6 +189,14 @@ std::optional<std::uint64_t> bytesOfParts(std::string_view number, std::string_v
 
 std::string expandedPath(const std::string& path) {
   return extensions::expandingTilde(path, platform::services().places->home().value_or(""));
+}
+
+std::string absolutePath(const std::string& path) {
+  std::error_code error;
+  std::string written = std::filesystem::absolute(path, error).lexically_normal();
+  if (written.size() > 1 && written.ends_with('/')) written.pop_back();
+  std::string real = realPath(path);
+  return realPath(written) == real ? written : real;
 }
 
 std::vector<std::string> wordsOfCommand(std::string_view text) {

@@ -34,6 +34,10 @@ SizeParts sizeParts(std::uint64_t bytes);
 // around.
 std::optional<std::uint64_t> bytesOfParts(std::string_view number, std::string_view unit);
 
+// The path made absolute: as it is written, where that leads to the same place, for "link/.." may
+// not.
+std::string absolutePath(const std::string& path);
+
 // "~" resolved: it stays where a shell did not replace it, as in --directory=~/x.
 std::string expandedPath(const std::string& path);
 

@@ -22,6 +22,10 @@ Outcome checkName(const QVRamDisk& disk) {
   return at(Field::Name, QVRamDiskManager::checkName(disk.name()));
 }
 
+Outcome checkNameFits(const QVRamDisk& disk) {
+  return at(Field::Name, QVRamDiskManager::checkNameFits(disk.mountDirectory(), disk.name()));
+}
+
 Outcome checkSize(const QVRamDisk& disk) {
   const auto sized = QVRamDiskManager::checkSize(disk.size());
   return at(Field::Size, sized ? QVRamDiskManager::checkMemory(disk.size()) : sized);
@@ -76,7 +80,7 @@ void add(std::vector<Problem>& problems, const Outcome& check) {
 }  // namespace
 
 Outcome checkPlace(const QVRamDisk& disk, const Disks& all) {
-  for (const auto check : {checkName, checkSize, checkDirectory})
+  for (const auto check : {checkName, checkSize, checkDirectory, checkNameFits})
     if (auto passed = check(disk); !passed) return passed;
   return checkSurroundings(disk, all);
 }
@@ -101,7 +105,8 @@ std::vector<Problem> problemsOfDraft(const QVRamDisk& draft, const Change& chang
                                      const Disks& all) {
   std::vector<Problem> problems;
   if (change.changesVolume()) {
-    for (const auto check : {checkName, checkSize, checkDirectory}) add(problems, check(draft));
+    for (const auto check : {checkName, checkSize, checkDirectory, checkNameFits})
+      add(problems, check(draft));
     if (problems.empty()) add(problems, checkSurroundings(draft, all));
   }
   if (change.changesBackup() || change.changesPlace()) add(problems, checkBackup(draft, all));

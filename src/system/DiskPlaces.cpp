@@ -42,6 +42,11 @@ std::string rescued(const std::string& path, int number) {
   return path + (number == 1 ? " rescued" : " rescued " + std::to_string(number));
 }
 
+std::string longestNameBeside(const std::string& name) {
+  constexpr int kManyRescued = 99;
+  return rescued(previousOf(name + std::string(kSavedBaseSuffix)), kManyRescued);
+}
+
 std::string backupFolder(const std::string& parent, const std::string& identifier) {
   return named(parent, identifier, "TarnvaleBackup");
 }

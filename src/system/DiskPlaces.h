@@ -38,6 +38,9 @@ std::string incompleteMarkOf(const std::string& folder);
 // The `number`th candidate, from 1 on.
 std::string rescued(const std::string& path, int number);
 
+// Of all the names that a disk may come to need beside its directory, the longest.
+std::string longestNameBeside(const std::string& name);
+
 // The folders are named after the disk, as many disks have theirs in one place.
 std::string backupFolder(const std::string& parent, const std::string& identifier);
 std::string deviceNote(const std::string& support, const std::string& identifier);

@@ -1,13 +1,20 @@
+// Both walkers go down by descriptors, from each folder to the next by its name, so that neither
+// the length of a path nor its depth has a limit: what may not be measured could not be kept in a
+// disk. A folder is listed to its end before any below it is opened; of what is listed only the
+// folders' names are kept. Of the folders on the way down the deepest stay open. One further up
+// that has more folders to go into is opened anew, from the root.
+
 #include "system/QVDirectoryStatistics.h"
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <memory>
 #include <new>
 #include <string_view>
+#include <utility>
 
 #include "core/QVLog.h"
 #include "leaf/Descriptor.h"
@@ -16,13 +23,14 @@
 
 namespace {
 
-constexpr std::size_t kPathBytes = 1024;  // of a buffer, the terminator included
+constexpr std::size_t kMostOpen = 64;
 
 constexpr std::int32_t kNoPath = -1;
 constexpr std::int32_t kCannotOpen = -2;
 constexpr std::int32_t kNoMemory = -3;
-constexpr std::int32_t kPathTooLong = -4;
 constexpr std::int32_t kFileFound = 1;
+
+constexpr int kFolder = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
 // A walker's name as its log lines show it, and what it calls an entry's path there.
 struct Wording {
@@ -33,39 +41,17 @@ struct Wording {
 constexpr Wording kStatistics = {"GetDirectoryStatistics", "entryPath"};
 constexpr Wording kAtLeastFile = {"DirectoryContainsAtLeastFile", "path"};
 
-// The path of one entry after another of a directory.
-class EntryPath {
- public:
-  // False when there is no memory for it.
-  bool start(std::string_view directory) {
-    directory_ = directory;
-    separator_ = directory.ends_with('/') ? 0 : 1;
-    try {
-      buffer_ = std::make_unique_for_overwrite<char[]>(kPathBytes);
-    } catch (const std::bad_alloc&) {
-      return false;
-    }
-    if (directory.size() + separator_ >= kPathBytes) return true;  // no entry will fit
-    directory.copy(buffer_.get(), directory.size());
-    buffer_[directory.size()] = '/';
-    return true;
-  }
-
-  std::size_t length(std::string_view name) const {
-    return directory_.size() + separator_ + name.size();
-  }
-
-  // Only for an entry whose length is within the limit.
-  std::string_view of(std::string_view name) {
-    name.copy(buffer_.get() + directory_.size() + separator_, name.size());
-    return {buffer_.get(), length(name)};
-  }
-
- private:
-  std::string_view directory_;
-  std::size_t separator_ = 0;
-  std::unique_ptr<char[]> buffer_;
+// A folder on the way from the root to where the walk is.
+struct Level {
+  std::string name;
+  Descriptor folder{};                    // none while it is closed
+  std::vector<std::string> subfolders{};  // that are still to be walked, the next one last
 };
+
+void append(std::string& path, const std::string& name) {
+  if (!path.empty() && !path.ends_with('/')) path += '/';
+  path += name;
+}
 
 bool isSelfOrParent(std::string_view name) { return name == "." || name == ".."; }
 
@@ -75,97 +61,142 @@ class Walk {
   Walk(const Wording& wording, QVDirectoryStatistics* counters)
       : wording_(wording), counters_(counters) {}
 
-  std::int32_t root(const char* path) {
-    return directory(AT_FDCWD, path, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  }
+  std::int32_t run(const std::string& root);
 
  private:
-  std::int32_t directory(int parent, const char* name, std::string_view path, int flags);
-  std::int32_t entries(DIR* listing, std::string_view path);
-  std::int32_t entry(const dirent& found, int listing, EntryPath& paths);
-  std::int32_t subdirectory(int parent, const char* name, std::string_view path);
-  std::int32_t regularFile(int parent, const char* name, std::string_view path);
+  std::int32_t enter(int parent, const std::string& name, int flags);
+  std::int32_t list(Level& level);
+  std::int32_t entry(const dirent& found, Level& level);
+  std::int32_t regularFile(const char* name, const Level& level);
+  int openDeepest();
+  void add(Level level);
+  std::string path(const std::string& name) const;
+  std::int32_t cannotOpen(const std::string& path) const;
 
   const Wording& wording_;
   QVDirectoryStatistics* counters_;
+  std::vector<Level> levels_;  // the root first
 };
 
-std::int32_t Walk::directory(int parent, const char* name, std::string_view path, int flags) {
-  Descriptor opened(openat(parent, name, flags));
-  DIR* listing = opened ? fdopendir(opened.get()) : nullptr;
-  if (!listing) {
-    const int code = errno;
-    QVLogFunctionError(wording_.function, "dir==NULL dirPath:{} errno:{} ({})", path, code,
-                       errnoText(code));
-    return kCannotOpen;
-  }
-  opened.release();
-  const std::int32_t result = entries(listing, path);
-  if (closedir(listing) != 0) {
-    QVLogFunctionError(wording_.function, "closeDir!=0 dirPath:{} errno:{}", path, errno);
+// A part of the tree that cannot be walked is passed over.
+std::int32_t Walk::run(const std::string& root) {
+  std::int32_t result = enter(AT_FDCWD, root, kFolder);
+  while (result != kFileFound && !levels_.empty()) {
+    auto& subfolders = levels_.back().subfolders;
+    if (subfolders.empty()) {
+      levels_.pop_back();
+      continue;
+    }
+    const std::string name = std::move(subfolders.back());
+    subfolders.pop_back();
+    const auto below = enter(openDeepest(), name, kFolder | O_NOFOLLOW);
+    if (below == kFileFound) result = below;
+    if (below < 0)
+      QVLogFunctionError(wording_.function, "{}:{} {}:{}", wording_.function, below, wording_.path,
+                         path(name));
   }
   return result;
 }
 
-std::int32_t Walk::entries(DIR* listing, std::string_view path) {
-  EntryPath paths;
-  if (!paths.start(path)) return kNoMemory;
-  while (const dirent* found = readdir(listing)) {
-    if (const std::int32_t end = entry(*found, dirfd(listing), paths)) return end;
-  }
-  return 0;
+std::int32_t Walk::enter(int parent, const std::string& name, int flags) {
+  Level level{name, Descriptor(openat(parent, name.c_str(), flags))};
+  if (!level.folder) return cannotOpen(path(name));
+  const auto result = list(level);
+  std::reverse(level.subfolders.begin(), level.subfolders.end());
+  if (result == 0) add(std::move(level));
+  return result;
+}
+
+std::int32_t Walk::list(Level& level) {
+  Descriptor own(fcntl(level.folder.get(), F_DUPFD_CLOEXEC, 0));
+  DIR* listing = own ? fdopendir(own.get()) : nullptr;
+  if (!listing) return cannotOpen(path(level.name));
+  own.release();
+  std::int32_t result = 0;
+  while (const dirent* found = result == 0 ? readdir(listing) : nullptr)
+    result = entry(*found, level);
+  if (closedir(listing) != 0)
+    QVLogFunctionError(wording_.function, "closeDir!=0 dirPath:{} errno:{}", path(level.name),
+                       errno);
+  return result;
 }
 
 // A result other than 0 ends the walk.
-std::int32_t Walk::entry(const dirent& found, int listing, EntryPath& paths) {
+std::int32_t Walk::entry(const dirent& found, Level& level) {
   const std::string_view name = found.d_name;
   if (name.empty() || isSelfOrParent(name)) return 0;
-  const std::size_t length = paths.length(name);
-  if (length >= kPathBytes - 1) {
-    QVLogFunctionError(wording_.function, "entryPathL>=MAXPATHLEN entryPathL:{}", length);
-    return kPathTooLong;
-  }
   switch (found.d_type) {
     case DT_DIR:
-      return subdirectory(listing, found.d_name, paths.of(name));
+      if (counters_) ++counters_->directoryCount;
+      level.subfolders.emplace_back(name);
+      return 0;
     case DT_REG:
-      return regularFile(listing, found.d_name, paths.of(name));
+      return regularFile(found.d_name, level);
     case DT_LNK:
       if (counters_) ++counters_->symlinkCount;
-      break;
+      return 0;
     default:
-      break;
+      return 0;
   }
-  return 0;
 }
 
-// A part of the tree that cannot be walked is passed over.
-std::int32_t Walk::subdirectory(int parent, const char* name, std::string_view path) {
-  if (counters_) ++counters_->directoryCount;
-  const std::int32_t result =
-      directory(parent, name, path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  if (result == 0 || result == kFileFound) return result;
-  QVLogFunctionError(wording_.function, "{}:{} {}:{}", wording_.function, result, wording_.path,
-                     path);
-  return result == kPathTooLong ? result : 0;
-}
-
-std::int32_t Walk::regularFile(int parent, const char* name, std::string_view path) {
+std::int32_t Walk::regularFile(const char* name, const Level& level) {
   if (!counters_) return kFileFound;
   ++counters_->fileCount;
   struct stat status {};
-  if (fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) == 0) {
+  if (fstatat(level.folder.get(), name, &status, AT_SYMLINK_NOFOLLOW) == 0) {
     counters_->totalSize += static_cast<std::uint64_t>(status.st_size);
     return 0;
   }
   const int code = errno;
-  QVLogFunctionError(wording_.function, "stat==-1 entryPath:{} errno:{} ({})", path, code,
+  std::string whole = path(level.name);
+  append(whole, name);
+  QVLogFunctionError(wording_.function, "stat==-1 entryPath:{} errno:{} ({})", whole, code,
                      errnoText(code));
   return 0;
 }
 
+// The folder where the walk is, -1 with errno set when it is there no more.
+int Walk::openDeepest() {
+  Level& deepest = levels_.back();
+  for (std::size_t i = 0; !deepest.folder && i < levels_.size(); ++i) {
+    const int above = i == 0 ? AT_FDCWD : deepest.folder.get();
+    Descriptor next(
+        openat(above, levels_[i].name.c_str(), i == 0 ? kFolder : kFolder | O_NOFOLLOW));
+    if (!next) return -1;
+    deepest.folder = std::move(next);
+  }
+  return deepest.folder.get();
+}
+
+void Walk::add(Level level) {
+  levels_.push_back(std::move(level));
+  if (levels_.size() > kMostOpen) levels_[levels_.size() - 1 - kMostOpen].folder = {};
+}
+
+// Of an entry of the folder where the walk is; before it began, of the root.
+std::string Walk::path(const std::string& name) const {
+  std::string whole;
+  for (const auto& level : levels_) append(whole, level.name);
+  append(whole, name);
+  return whole;
+}
+
+std::int32_t Walk::cannotOpen(const std::string& path) const {
+  const int code = errno;
+  QVLogFunctionError(wording_.function, "dir==NULL dirPath:{} errno:{} ({})", path, code,
+                     errnoText(code));
+  return kCannotOpen;
+}
+
 std::int32_t walk(const Wording& wording, const char* path, QVDirectoryStatistics* counters) {
-  if (path && *path != '\0') return Walk(wording, counters).root(path);
+  if (path && *path != '\0') {
+    try {
+      return Walk(wording, counters).run(path);
+    } catch (const std::bad_alloc&) {
+      return kNoMemory;
+    }
+  }
   QVLogFunctionError(wording.function, "dirPathL==0 dirPath:{}", path ? path : QVNilText);
   return kNoPath;
 }

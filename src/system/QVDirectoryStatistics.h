@@ -14,8 +14,8 @@ struct QVDirectoryStatistics {
   bool operator==(const QVDirectoryStatistics&) const = default;
 };
 
-// Both walkers: 0 done, -1 no path, -2 the directory cannot be opened, -3 no memory, -4 an entry's
-// path would reach 1023 bytes, which abandons the walk with the counters as they are. Any thread.
+// Both walkers: 0 done, -1 no path, -2 the directory cannot be opened, -3 no memory. Paths of any
+// depth and length. Any thread.
 std::int32_t GetDirectoryStatistics(const char* path, QVDirectoryStatistics* statistics);
 std::int32_t DirectoryContainsAtLeastFile(const char* path);  // 1 when the tree holds a file
 

@@ -102,10 +102,12 @@ TEST_F(PlacesTest, ADiskBehindLinksIsOneOverTheDirectoryItself) {
   fs::rename(far + "/desk/late", far + "/shelf/moved");
   fs::create_directory_symlink("../shelf/moved", far + "/desk/late");
 
+  EXPECT_TRUE(holds(done("show files"), "Place          " + home + "/desk/again\n"));
+
   const std::string given[] = {"desk/cache", "desk/again", "desk/named", "desk/late"};
   const std::string places[] = {"desk/cache", "shelf/files", "desk/named", "shelf/moved"};
   for (int round = 0; round < 2; ++round) {
-    done("create --all");
+    EXPECT_TRUE(holds(done("create --all"), "mounted at " + home + "/desk/cache"));
     for (int i = 0; i < 4; ++i) {
       EXPECT_TRUE(isMounted(far + "/" + places[i])) << given[i];
       EXPECT_EQ(readFile(home + "/" + given[i] + "/old"), "old") << given[i];
@@ -121,6 +123,27 @@ TEST_F(PlacesTest, ADiskBehindLinksIsOneOverTheDirectoryItself) {
   }
   for (const char* link : {"again", "link", "late"})
     EXPECT_TRUE(fs::is_symlink(far + "/desk/" + link)) << link;
+}
+
+// The saved base has a longer name than the directory, and what is kept of it may get a longer one.
+TEST_F(PlacesTest, ANameLeavesRoomForWhatLiesBesideTheDirectory) {
+  const std::string most(212, 'n');
+  const std::string deep = "home/desk/" + std::string(200, 'd');
+  std::string path = deep;
+  for (int level = 0; level < 5; ++level) path += "/" + std::string(200, 'd');
+  for (const std::string& name : {most, most + "n"}) scratch.directory("home/desk/" + name);
+  refused("add '" + home + "/desk/" + most + "n' --size 200M", "where it may have 212 bytes");
+  refused("add --name '" + most + "n' --directory '" + home + "/desk' --size 200M", "212");
+  done("add '" + home + "/desk/" + most + "' --size 200M");
+  scratch.file("home/desk/" + most + "/old", "old");
+  scratch.file(path + "/file", "deep");
+  done("add '" + scratch.path(deep) + "' --size 200M");
+  done("create --all");
+  EXPECT_EQ(readFile(scratch.path(path + "/file")), "deep") << "measured and brought in";
+  done("sync --all");
+  done("eject --all");
+  EXPECT_EQ(readFile(home + "/desk/" + most + "/old"), "old");
+  EXPECT_EQ(readFile(scratch.path(path + "/file")), "deep");
 }
 
 // A browser's caches on another disk.

@@ -40,11 +40,6 @@ class CreateFailures : public EngineTest {
 
 CreateFailures& own(EngineTest& test) { return static_cast<CreateFailures&>(test); }
 
-void tooDeepToMeasure(EngineTest& test, QVRamDisk&) {
-  fs::path path = own(test).folder("cache");
-  for (int level = 0; level < 5; ++level) fs::create_directory(path /= std::string(220, 'd'));
-}
-
 void tooLargeForTheDisk(EngineTest& test, QVRamDisk& disk) {
   const std::string path = own(test).folder("cache") + "/large";
   std::ofstream(path) << "x";
@@ -58,8 +53,6 @@ std::vector<CreateFailure> rows() {
   return {
       {"validation", [](EngineTest&, QVRamDisk& disk) { disk.setSize(1); }, "", 1, kBase,
        "canStatus==NO", "", false},
-      {"measuring", tooDeepToMeasure, "", 1, "Unable to calculate size of base directory.",
-       "executeCommand==NO", "", false},
       {"space", tooLargeForTheDisk, "", 1,
        "Insufficient space to create RamDisk (RamDisk: 122.1 MB, Base: 81.4 MB)",
        "directoryStatistics.totalSize", "", false},
@@ -174,7 +167,7 @@ TEST_F(CreateFailures, MissingAttributesAndARefusedIconAreOnlyLogged) {
   const auto disk = diskOver("cache", QVRamDiskBackupMode_Base);
   scratch.file("home/desk/cache/.VolumeIcon.icns", "picture");
   workspace->succeeds = false;
-  faults->fail("attributes");
+  faults->fail("attributes", 2);  // the first one asks how long a name may be
   EXPECT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
   EXPECT_EQ(faults->hits(), 1);
   EXPECT_EQ(disk->volSize(), 0U);

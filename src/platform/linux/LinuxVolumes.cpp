@@ -12,6 +12,7 @@
 #include <array>
 #include <cctype>
 #include <cerrno>
+#include <climits>
 #include <filesystem>
 
 #include "leaf/DeviceNames.h"
@@ -185,7 +186,8 @@ Result<FileSystemAttributes> LinuxVolumes::attributes(const std::string& path) c
   struct statvfs info {};
   if (statvfs(path.c_str(), &info) != 0) return lastPosixError(path);
   return FileSystemAttributes{info.f_blocks * info.f_frsize, info.f_bavail * info.f_frsize,
-                              (info.f_flag & ST_RDONLY) != 0};
+                              (info.f_flag & ST_RDONLY) != 0,
+                              std::clamp<std::size_t>(info.f_namemax, 1, NAME_MAX)};
 }
 
 Result<std::uint64_t> LinuxVolumes::fileSystemNumber(const std::string& path) const {

@@ -235,7 +235,7 @@ void DisksPage::showState() {
   const auto problems = settings::problemsOfDraft(draft.edited(), change, registry_.disks());
   title_->setText(nameOf(*disk));
   state_->setText(detailOf(*disk, state.status(*disk)) + QStringLiteral(" · ") +
-                  qtText(disk->mountPath()));
+                  qtText(disk->shownPath()));
   form_->setLocks(draft.edited(), locksOf(*disk, state));
   form_->setProblems(problems);
   form_->setMemoryNote(memoryNote(draft.edited(), state));
