@@ -116,11 +116,8 @@ void AppDelegate::mt_recoveredDidEnd() {
   saveStartUpRegistry();
   ramDiskEntries_ = nullptr;
   if (statusMenuController_) return keeper_.readAgain();
-  if (options_.service) {
-    stay();
-  } else {
-    terminate();
-  }
+  stay();
+  if (!options_.service && !keeper_.isNeeded()) terminate();
 }
 
 // What others changed in the file since it was read stays: making the disks may have taken long.
@@ -134,7 +131,7 @@ bool AppDelegate::applicationShouldTerminate() {
   stopRecovery_ = true;
   if (statusMenuController_) statusMenuController_->wantTerminate();
   waitForRecovery();
-  if (options_.service && keeper_.isStarted()) keeper_.saveAndWait();
+  if (keeper_.isStarted()) keeper_.saveAndWait();
   return true;
 }
 
@@ -146,7 +143,7 @@ void AppDelegate::waitForRecovery() {
   saveStartUpRegistry();
   if (isRecovering()) return;
   ramDiskEntries_ = nullptr;
-  if (options_.service) stay();
+  stay();
 }
 
 void AppDelegate::terminate() {

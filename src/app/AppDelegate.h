@@ -11,8 +11,9 @@
 //   a disk that is wanted and not there is created, under the same lock: what was found stays so.
 //
 // All that may take minutes. So at the end only the states of the disks that were touched go into
-// the file, and the registry is dropped; the menu's, or the session keeper's, is read anew. Without
-// a menu, and if it is no service, the helper ends then: the disks need nobody.
+// the file, and the registry is dropped; the menu's, or the session keeper's, is read anew. A
+// helper without a menu, if it is no service, ends then where the disks need nobody: no disk keeps
+// its contents, or the user does not want them saved at the session's end.
 //
 // Who asks the helper to end is heard at once. No further disk is begun, and the one at hand has
 // kBusyPasses. What is at work after that stays behind (hasLeftovers()): a thread cannot be ended,

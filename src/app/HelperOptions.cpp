@@ -7,11 +7,11 @@ namespace app {
 const char kHelperHelp[] =
     R"(Usage: tarnvale-helper [--no-menu] [--service] [FromApp]
 
-Mounts the RAM disks that are wanted at login. Without a menu-bar item it then ends.
+Mounts the RAM disks that are wanted at login. Then it stays for the menu-bar item, and to save
+what is mounted when the session or the machine ends; where nothing is to be saved it ends.
 
   --no-menu   never show the menu-bar item
-  --service   stay, without a menu: follow the list of disks, and save those that are mounted when
-              the session or the machine ends
+  --service   stay in any case, without a menu
   --verbose   show the log too
   FromApp     as the last argument: mount nothing
   --version   print the version and end

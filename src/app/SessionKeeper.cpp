@@ -162,6 +162,13 @@ void SessionKeeper::startWith(std::shared_ptr<QVRamDiskEntries> entries,
   decideHold();
 }
 
+bool SessionKeeper::isNeeded() const {
+  const auto& disks = entries_->ramDisks();
+  return entries_->saveAtSessionEnd() &&
+         std::any_of(disks.begin(), disks.end(),
+                     [](const auto& disk) { return disk->savesContents(); });
+}
+
 // Another's registry is read again by its owner, who may be told after this object.
 void SessionKeeper::n_ramDiskEntriesDidChangeToAllNotification(
     const platform::Notification& notification) {

@@ -13,8 +13,8 @@
 // log. A list that changed meanwhile is read after the save.
 //
 // The end need not come: a shutdown may be called off, and sleep is over some time. So a while
-// after the save the end is held anew. A service that is asked to end makes the same save and waits
-// for it (saveAndWait()).
+// after the save the end is held anew. A helper that is asked to end makes the same save and waits
+// for it (saveAndWait()): where nothing announces the end of a session, that is how it comes.
 
 #include <chrono>
 #include <functional>
@@ -49,6 +49,8 @@ class SessionKeeper {
   // with it.
   void startWith(std::shared_ptr<QVRamDiskEntries> entries, std::function<bool()> ownerIsBusy = {});
   bool isStarted() const { return entries_ != nullptr; }
+  // Whether there is a disk whose contents are to be saved at the end, mounted by now or not.
+  bool isNeeded() const;
 
   // Reads the registry anew; not while an action runs on one of its records.
   void readAgain();

@@ -1,8 +1,11 @@
 // What holds for the program as a whole. Without a state the switch is only told.
 
+#include <algorithm>
+
 #include "cli/Registry.h"
 #include "cli/Verbs.h"
 #include "settings/Edits.h"
+#include "system/QVRamDiskUtils.h"
 
 namespace cli {
 namespace {
@@ -10,6 +13,19 @@ namespace {
 std::string menuBarText(const QVRamDiskEntries& entries) {
   return std::string("menu bar ") + (entries.showInMenuBar() ? "on" : "off") + ", at login " +
          (entries.showInMenuBarAtLogin() ? "on" : "off");
+}
+
+// The switch is obeyed by a helper that runs; without one nothing happens at the session's end.
+std::string sessionSaveText(const QVRamDiskEntries& entries) {
+  const auto& disks = entries.ramDisks();
+  const std::string text = "saving at the session's end ";
+  if (!entries.saveAtSessionEnd()) return text + "off";
+  const bool isNeeded = std::any_of(disks.begin(), disks.end(),
+                                    [](const auto& disk) { return disk->savesContents(); });
+  if (!isNeeded || QVRamDiskUtils::helperIsRunning()) return text + "on";
+  return text +
+         "on, but tarnvale-helper, which would do it, is not running; it starts at login "
+         "when a disk is wanted there, or as a service ('man tarnvale-helper')";
 }
 
 }  // namespace
@@ -35,8 +51,7 @@ int verbs::sessionSave(Context& context, const SessionSaveRequest& request) {
     if (const auto set = settings::setSaveAtSessionEnd(registry->room(), request.state == "on");
         !set)
       return context.refuse(refusalOf(set.error()));
-  context.say(std::string("saving at the session's end ") +
-              (registry->entries().saveAtSessionEnd() ? "on" : "off"));
+  context.say(sessionSaveText(registry->entries()));
   return kDone;
 }
 

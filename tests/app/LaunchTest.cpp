@@ -12,12 +12,14 @@ namespace {
 
 using LaunchTest = AppTest;
 
-TEST_F(LaunchTest, WithoutAMenuItMakesTheDisksOnAThreadAndEnds) {
+TEST_F(LaunchTest, WithoutAMenuItMakesTheDisksOnAThreadAndStaysToSaveThem) {
   listOf({"first", "second"});
-  recover(launched());
-  EXPECT_EQ(steps(),
-            (Steps{"read the list", "look for copies", "read the list", "make a disk",
-                   "read the list", "make a disk", "read the list", "write the list", "stop"}));
+  const auto delegate = launched();
+  recover(delegate);
+  EXPECT_EQ(steps(), (Steps{"read the list", "look for copies", "read the list", "make a disk",
+                            "read the list", "make a disk", "read the list", "write the list",
+                            "read the list"}));
+  EXPECT_TRUE(sessionEnd->held.has_value());
   const auto list = reread();
   for (const auto& disk : list->ramDisks()) {
     EXPECT_EQ(disk->status(), QVRamDiskStatus_mounted);
@@ -90,6 +92,7 @@ TEST_F(LaunchTest, OtherCopiesAreAskedToEndAndForcedWhereTheyCannotBe) {
 
 TEST_F(LaunchTest, AnActionThatStillRunsAtTheEndHasThirtySeconds) {
   const auto list = listOf({"made", "busy"});
+  list->setSaveAtSessionEnd(false);
   list->ramDisks()[1]->setCreateAtLogin(false);
   list->writeRamDisksToDefaultLocation();
   const auto delegate = launched({"--no-menu"});

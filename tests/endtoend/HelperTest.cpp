@@ -9,7 +9,8 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-TEST_F(HelperTest, AtLoginTheDisksComeUpInOrderAndItEnds) {
+TEST_F(HelperTest, AtLoginTheDisksComeUpInOrderAndItEndsWhereNothingIsToBeSaved) {
+  ASSERT_EQ(run("session-save off"), 0);
   const auto first = add("first");
   const auto mounted = add("mounted");
   const auto large = add("large");
@@ -53,10 +54,17 @@ TEST_F(HelperTest, ASecondHelperTakesThePlaceOfTheFirst) {
   EXPECT_TRUE(second.isRunning());
 }
 
-TEST_F(HelperTest, AServiceSavesWhenItIsAskedToEnd) {
+TEST_F(HelperTest, AtLogoutWhatIsMountedIsSaved) {
   const auto folder = add("cache");
-  Helper helper({"--service"});
+  const auto told = [this] {
+    std::system(
+        (std::string(TARNVALE_PROGRAM) + " session-save >'" + scratch.path("told") + "'").c_str());
+    return readFile(scratch.path("told"));
+  };
+  EXPECT_NE(told().find("end on, but tarnvale-helper"), std::string::npos);
+  Helper helper;
   ASSERT_TRUE(comesTrue([&] { return show("cache").find("\"mounted\"") != std::string::npos; }));
+  EXPECT_EQ(told(), "saving at the session's end on\n");
   scratch.file("home/desk/cache/new", "new");
   helper.ask();
   EXPECT_EQ(helper.end(), 0);
