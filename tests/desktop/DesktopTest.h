@@ -2,15 +2,11 @@
 // The program as people use it on a desktop: real processes, a real screen with a panel, real
 // disks. What shows is found as a screen reader finds it, and reached with pointer and keyboard.
 
-#include <cstdlib>
-#include <memory>
-#include <optional>
-#include <string>
-
 #include "tests/endtoend/HelperTest.h"
 #include "tests/support/Desktop.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/ScreenReader.h"
+#include "tests/support/Test.h"
 
 class DesktopTest : public HelperTest {
  protected:

@@ -6,16 +6,11 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <cstdlib>
-#include <filesystem>
-#include <string>
 
 #include "tests/desktop/DesktopTest.h"
 #include "tests/support/TrayHostDouble.h"
 
 namespace {
-
-namespace fs = std::filesystem;
 
 class NotifierTest : public DesktopTest {
  protected:
@@ -27,8 +22,16 @@ class NotifierTest : public DesktopTest {
     return folder;
   }
 
-  void registers(std::size_t times = 1) {
-    ASSERT_TRUE(comesTrue([&] { return tray.registrations() >= times; }));
+  // A tray comes, and the helper's item with a disk to it. Gives the disk's folder.
+  std::string showBuild(const std::string& size = "200M", bool withHost = true) {
+    const std::string folder = addBuild(size);
+    tray.come(withHost);
+    helper.emplace(std::vector<std::string>{"FromApp"});
+    registers();
+    return folder;
+  }
+  void registers() {
+    ASSERT_TRUE(comesTrue([&] { return tray.registrations() > 0; }));
   }
 
   MenuLine disk() { return tray.opened(0).find("my__build"); }
@@ -41,6 +44,7 @@ class NotifierTest : public DesktopTest {
   }
 
   TrayHostDouble tray{bus.address()};
+  std::optional<Helper> helper;
 };
 
 constexpr char kMenuPath[] = "/MenuBar";
@@ -93,10 +97,7 @@ class ExportedMenuTest : public NotifierTest {
 };
 
 TEST_F(ExportedMenuTest, TheItemAndItsMenu) {
-  const std::string folder = addBuild();
-  tray.come();
-  Helper helper({"FromApp"});
-  registers();
+  const std::string folder = showBuild();
   const BusValue item = tray.properties();
   EXPECT_EQ(item.textOf("Title"), "Tarnvale");
   EXPECT_EQ(item.textOf("Id"), "tarnvale");
@@ -129,10 +130,7 @@ TEST_F(ExportedMenuTest, TheItemAndItsMenu) {
 
 // Some desktops do not make an open menu larger.
 TEST_F(ExportedMenuTest, IsUpToDateBeforeItIsOpened) {
-  addBuild();
-  tray.come();
-  Helper helper({"FromApp"});
-  registers();
+  showBuild();
   const auto says = [&](const std::string& state) {
     return tray.layout(0, 1).find("my__build").text("label").find(state) != std::string::npos;
   };
@@ -150,11 +148,8 @@ TEST_F(ExportedMenuTest, IsUpToDateBeforeItIsOpened) {
 }
 
 TEST_F(ExportedMenuTest, LongFoldersKeepThePicturesOfWhatIsSeenFirst) {
-  const std::string folder = addBuild();
   for (int i = 0; i < 600; ++i) scratch.file("home/desk/my_build/" + std::to_string(i));
-  tray.come();
-  Helper helper({"FromApp"});
-  registers();
+  showBuild();
   ASSERT_EQ(run("create my_build"), 0);
   ASSERT_TRUE(comesTrue([&] { return disk().text("label").find("Mounted") != std::string::npos; }));
   const MenuLine inside = inDisk();
@@ -164,10 +159,7 @@ TEST_F(ExportedMenuTest, LongFoldersKeepThePicturesOfWhatIsSeenFirst) {
 }
 
 TEST_F(ExportedMenuTest, ADayWithADisk) {
-  const std::string folder = addBuild();
-  tray.come();
-  Helper helper({"FromApp"});
-  registers();
+  const std::string folder = showBuild();
   click(inDisk().find("Create"));
   ASSERT_TRUE(isInState("my_build", "mounted"));
   ASSERT_TRUE(comesTrue([&] { return disk().text("label").find("Mounted") != std::string::npos; }));
@@ -191,15 +183,12 @@ TEST_F(ExportedMenuTest, ADayWithADisk) {
   EXPECT_FALSE(fs::exists(folder + "/letters"));
   EXPECT_TRUE(fs::exists(folder + "/objects/main.o"));
   EXPECT_EQ(tray.event(tray.opened(0).find("Quit").id, "clicked").error, "");
-  EXPECT_EQ(helper.end(), 0);
+  EXPECT_EQ(helper->end(), 0);
 }
 
 TEST_F(ExportedMenuTest, WhatIsDisabledSaysWhy) {
-  addBuild();
+  showBuild();
   fs::remove_all(scratch.path("home/desk"));
-  tray.come();
-  Helper helper({"FromApp"});
-  registers();
   const MenuLine create = inDisk().find("Create");
   EXPECT_EQ(create.text("enabled"), "false");
   EXPECT_NE(create.text("label").find("Create \u2013 The "), std::string::npos)
@@ -213,10 +202,7 @@ TEST_F(ExportedMenuTest, WhatIsDisabledSaysWhy) {
 
 // Desktops that ask for many at once, and for some properties only.
 TEST_F(NotifierTest, GroupsOfItems) {
-  addBuild();
-  tray.come();
-  Helper helper({"FromApp"});
-  registers();
+  showBuild();
   const int row = tray.layout().find("my__build").id;
   ASSERT_NE(row, 0) << "the root is there before it is opened";
   const auto shown = tray.menu("AboutToShowGroup", [&](sd_bus_message* message) {
@@ -248,10 +234,7 @@ TEST_F(NotifierTest, GroupsOfItems) {
 }
 
 TEST_F(NotifierTest, WhatMakesNoSense) {
-  addBuild();
-  tray.come();
-  Helper helper({"FromApp"});
-  registers();
+  showBuild();
   const int late = inDisk().find("Create").id;
   inDisk();
   const auto number = [](int id) {
@@ -262,40 +245,34 @@ TEST_F(NotifierTest, WhatMakesNoSense) {
   EXPECT_NE(tray.event(late, "clicked").error, "") << "it was replaced";
   EXPECT_NE(tray.event(-7, "clicked").error, "");
   EXPECT_NE(tray.menu("AboutToShow", number(99'999)).error, "");
-  EXPECT_NE(tray.menu("GetLayout",
-                      [](sd_bus_message* message) {
-                        sd_bus_message_append(message, "iias", 99'999, -1, 0);
-                      })
-                .error,
-            "");
+  const auto layout = [](sd_bus_message* message) {
+    sd_bus_message_append(message, "iias", 99'999, -1, 0);
+  };
+  EXPECT_NE(tray.menu("GetLayout", layout).error, "");
   for (const char* member : {"GetLayout", "GetGroupProperties", "GetProperty", "Event",
                              "EventGroup", "AboutToShow", "AboutToShowGroup"}) {
     EXPECT_NE(tray.menu(member, nothing).error, "") << member;
     EXPECT_NE(tray.menu(member, wrong).error, "") << member;
   }
   EXPECT_NE(tray.menu("Dance").error, "");
-  EXPECT_NE(tray.ask("/StatusNotifierItem", "org.kde.StatusNotifierItem", "Dance").error, "");
-  EXPECT_NE(tray.ask("/StatusNotifierItem", "org.kde.StatusNotifierItem", "Activate").error, "");
-  EXPECT_NE(tray.ask("/StatusNotifierItem", "org.freedesktop.DBus.Properties", "Set",
-                     [](sd_bus_message* message) {
-                       sd_bus_message_append(message, "ssv", "org.kde.StatusNotifierItem", "Title",
-                                             "s", "mine");
-                     })
-                .error,
-            "");
+  constexpr char kItem[] = "/StatusNotifierItem";
+  static constexpr char kInterface[] = "org.kde.StatusNotifierItem";
+  for (const char* member : {"Dance", "Activate"})
+    EXPECT_NE(tray.ask(kItem, kInterface, member).error, "") << member;
+  const auto title = [](sd_bus_message* message) {
+    sd_bus_message_append(message, "ssv", kInterface, "Title", "s", "mine");
+  };
+  EXPECT_NE(tray.ask(kItem, "org.freedesktop.DBus.Properties", "Set", title).error, "");
   EXPECT_TRUE(show("my_build").find("notCreated") != std::string::npos);
   EXPECT_EQ(tray.properties().textOf("Title"), "Tarnvale");
-  EXPECT_TRUE(helper.isRunning());
+  EXPECT_TRUE(helper->isRunning());
 }
 
 // --- Where it shows when trays come and go, and how
 
 TEST_F(NotifierTest, TheItemMovesAsTraysComeAndGo) {
   const auto corner = [&] { return desktop.picture().copy(0, 0, 24, 24); };
-  addBuild();
-  tray.come(false);  // such as left behind by another desktop's services
-  Helper helper({"FromApp"});
-  registers();
+  showBuild("200M", false);  // such as left behind by another desktop's services
   desktop.startPanel();
   openMenu();
   closeMenu();
@@ -313,14 +290,11 @@ TEST_F(NotifierTest, TheItemMovesAsTraysComeAndGo) {
   tray.come();
   registers();
   EXPECT_NE(disk().id, 0);
-  EXPECT_TRUE(helper.isRunning());
+  EXPECT_TRUE(helper->isRunning());
 }
 
 TEST_F(NotifierTest, ActivatedItShowsTheMenuAtThePlace) {
-  addBuild();
-  tray.come();
-  Helper helper({"FromApp"});
-  registers();
+  showBuild();
   tray.activate(300, 100);
   comesTrue([&] {  // what has the keyboard is told to a screen reader
     desktop.press("Down");
@@ -338,10 +312,7 @@ TEST_F(NotifierTest, ANearlyFullDiskIsSeenInTheTray) {
     const std::string& pixels = item.find(property)->parts.at(0).parts.at(2).text;
     return pixels.find("\xff\xff\0\0", 0, 4) != std::string::npos;
   };
-  const std::string folder = addBuild("128M");
-  tray.come();
-  Helper helper({"FromApp"});
-  registers();
+  const std::string folder = showBuild("128M");
   EXPECT_FALSE(isRed(tray.properties(), "IconPixmap"));
   scratch.file("home/desk/my_build/much", std::string(80'000'000, 'm'));
   click(inDisk().find("Create"));
@@ -403,7 +374,7 @@ class PanelTest : public NotifierTest {
 
 TEST_F(PanelTest, ADayWithADisk) {
   const std::string folder = addBuild();
-  Helper helper({"FromApp"});
+  helper.emplace(std::vector<std::string>{"FromApp"});
   openWith(kRightButton);
   EXPECT_NE(see("my_build").name.find("Not created"), std::string::npos) << see("my_build").name;
   walkInto("my_build", "Create");

@@ -1,12 +1,6 @@
-#include <sys/stat.h>
-
-#include <filesystem>
-
 #include "tests/desktop/DesktopTest.h"
 
 namespace {
-
-namespace fs = std::filesystem;
 
 class TrayTest : public DesktopTest {
  protected:

@@ -173,20 +173,6 @@ TEST_F(MountingTest, TheMountDirectoryGoesOnlyWhenNothingOfTheUsersIsInIt) {
   }
 }
 
-TEST_F(MountingTest, WritersAreHeldOffAndLetInAgain) {
-  const std::string node = olderDisk();
-  ASSERT_EQ(QVRamDiskDevice::setWritable(node, folder("vol"), false), nullptr);
-  EXPECT_FALSE(std::ofstream(folder("vol") + "/late").is_open());
-  ASSERT_EQ(QVRamDiskDevice::setWritable(node, folder("vol"), true), nullptr);
-  const std::ofstream writer(folder("vol") + "/late");
-  EXPECT_TRUE(writer.is_open());
-  const auto busy = QVRamDiskDevice::setWritable(node, folder("vol"), false);
-  EXPECT_EQ(messageOf(busy) + "|" + reasonOf(busy), "Unable to mount disk|setWritable");
-  EXPECT_NE(QVDescription(busy->depends()).find("Resource busy"), std::string::npos);
-  for (const Text& absent : {Text(), Text(node)})
-    EXPECT_EQ(reasonOf(QVRamDiskDevice::setWritable(absent, {}, true)), "setWritable");
-}
-
 TEST_F(MountingTest, ForceEjectingFindsTheDeviceByItself) {
   EXPECT_EQ(QVRamDiskDevice::forceEjectRamDiskAtPath(work), nullptr);
   EXPECT_EQ(reasonOf(QVRamDiskDevice::forceEjectRamDiskAtPath(std::nullopt)), "path==nil");

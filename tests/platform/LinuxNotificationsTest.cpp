@@ -29,6 +29,12 @@ class LinuxNotificationsTest : public testing::Test {
     return std::make_unique<LinuxNotifications>(loop, log, address);
   }
   std::unique_ptr<LinuxNotifications> program() { return program(bus.address()); }
+  std::unique_ptr<LinuxNotifications> listening(const std::string& address) {
+    auto made = program(address);
+    listen(*made);
+    return made;
+  }
+  std::unique_ptr<LinuxNotifications> listening() { return listening(bus.address()); }
 
   // Notes what the program hears as "object" and the user information.
   void listen(LinuxNotifications& to) {
@@ -95,8 +101,7 @@ std::size_t threadCount() {
 }
 
 TEST_F(LinuxNotificationsTest, ReachOthersAndThisProgramOnce) {
-  const auto here = program();
-  listen(*here);
+  const auto here = listening();
   here->post({kNotification, "own", {{"a", "1"}, {"b", "\u00e4\n"}}});
   const std::string invalid("\xff");
   here->post({kNotification, invalid, {}});  // goes no further than this program
@@ -113,8 +118,7 @@ TEST_F(LinuxNotificationsTest, ReachOthersAndThisProgramOnce) {
 
 TEST_F(LinuxNotificationsTest, MissNothingInABurstAndKeepNothingOfIt) {
   constexpr std::size_t kBurst = 10'000;
-  const auto here = program();
-  listen(*here);
+  const auto here = listening();
   RawSender sender(bus.address());
   RawSender other(bus.address());
   std::size_t inUse = 0;
@@ -137,8 +141,7 @@ TEST_F(LinuxNotificationsTest, MissNothingInABurstAndKeepNothingOfIt) {
 }
 
 TEST_F(LinuxNotificationsTest, ArriveWholeThoughTheirProgramEnds) {
-  const auto here = program();
-  listen(*here);
+  const auto here = listening();
   constexpr std::size_t kBurst = 10'000;
   {
     LinuxNotifications other(std::make_shared<TurningLoop>(), log, bus.address());
@@ -152,8 +155,7 @@ TEST_F(LinuxNotificationsTest, StayWithinTheProgramWhereThereIsNoBus) {
   for (const std::string address : {"", "unix:path=/nonexistent/bus", "autolaunch:", "nonsense"}) {
     heard.clear();
     log->clear();
-    const auto here = program(address);
-    listen(*here);
+    const auto here = listening(address);
     for (int i = 0; i < 50; ++i) here->post({kNotification, "own", {}});
     loop->runUntil([&] { return heard.size() == 50; });
     EXPECT_EQ(log->entries().size(), 1U) << address;
@@ -170,9 +172,8 @@ TEST_F(LinuxNotificationsTest, CostNothingUntilUsed) {
 }
 
 TEST_F(LinuxNotificationsTest, UseTheBusAgainWhenItIsBack) {
-  const auto here = program();
+  const auto here = listening();
   const auto other = program();
-  listen(*here);
   other->post({kNotification, "before", {}});
   runUntilHeard("before");
 
@@ -194,8 +195,7 @@ TEST_F(LinuxNotificationsTest, DoNotWaitForABusThatHangs) {
   const auto start = std::chrono::steady_clock::now();
   bus.hang();
   {
-    const auto here = program();
-    listen(*here);
+    const auto here = listening();
     here->post({kNotification, "own", {}});
     runUntilHeard("own");
   }
@@ -208,8 +208,7 @@ TEST_F(LinuxNotificationsTest, DoNotUseTheBusOfAnotherUser) {
     GTEST_SKIP() << "takes the superuser, to be another";
   PrivateBus foreign({"setpriv", "--reuid=1000", "--regid=1000", "--clear-groups"});
   RawSender reachable(foreign.address());
-  const auto here = program(foreign.address());
-  listen(*here);
+  const auto here = listening(foreign.address());
   EXPECT_EQ(log->count("not permitted"), 1U);
   here->post({kNotification, "own", {}});
   runUntilHeard("own");

@@ -27,6 +27,11 @@ class LogindSessionEndTest : public testing::Test {
       ours->release();
     });
   }
+  void holdUntilAnnounced() {
+    startLogind();
+    ASSERT_TRUE(ours->hold("saving"));
+    releaseWhenAnnounced();
+  }
   void announceUntilItGoesOn(const std::string& what) {
     logind->announce(what);
     loop->runUntil([&] { return logind->goesOn(); });
@@ -64,9 +69,7 @@ TEST_F(LogindSessionEndTest, HoldsAnnouncesAndReleases) {
 }
 
 TEST_F(LogindSessionEndTest, HoldsAgainAfterSleepWhatWasHeld) {
-  startLogind();
-  ASSERT_TRUE(ours->hold("saving"));
-  releaseWhenAnnounced();
+  holdUntilAnnounced();
   for (int night = 1; night <= 3; ++night) {
     announceUntilItGoesOn("Sleep");
     EXPECT_EQ(announced, night);
@@ -121,9 +124,7 @@ TEST_F(LogindSessionEndTest, HoldsNothingWithoutLogind) {
 }
 
 TEST_F(LogindSessionEndTest, OutlivesARestartOfLogindAndOfTheBus) {
-  startLogind();
-  ASSERT_TRUE(ours->hold("saving"));
-  releaseWhenAnnounced();
+  holdUntilAnnounced();
   logind.reset();
   startLogind();
   runUntilHeld(1);
@@ -144,9 +145,7 @@ TEST_F(LogindSessionEndTest, OutlivesARestartOfLogindAndOfTheBus) {
 
 // Anybody may send a signal to a connection whose name he knows.
 TEST_F(LogindSessionEndTest, BelievesNobodyButLogind) {
-  startLogind();
-  ASSERT_TRUE(ours->hold("saving"));
-  releaseWhenAnnounced();
+  holdUntilAnnounced();
   BusConnection other;
   ASSERT_EQ(openBus(bus.address(), BusOwner::Anybody, other), 0);
   for (int name = 0; name < 20; ++name) {  // one of them is ours
@@ -156,12 +155,12 @@ TEST_F(LogindSessionEndTest, BelievesNobodyButLogind) {
               0);
     const BusMessage signal(made);
     ASSERT_GE(sd_bus_message_append(made, "b", 1), 0);
-    ASSERT_GE(sd_bus_send_to(other.get(), made, (":1." + std::to_string(name)).c_str(), nullptr),
-              0);
+    const std::string to = ":1." + std::to_string(name);
+    ASSERT_GE(sd_bus_send_to(other.get(), made, to.c_str(), nullptr), 0);
   }
-  ASSERT_GE(sd_bus_call_method(other.get(), "org.freedesktop.DBus", "/", "org.freedesktop.DBus",
-                               "GetId", nullptr, nullptr, ""),
-            0);
+  ASSERT_GE(
+      sd_bus_call_method(other.get(), kBusDaemon, "/", kBusDaemon, "GetId", nullptr, nullptr, ""),
+      0);
   announceUntilItGoesOn("Sleep");
   logind->isOver("Sleep");
   runUntilHeld(1);

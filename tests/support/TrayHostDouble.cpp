@@ -14,12 +14,6 @@ constexpr char kItem[] = "org.kde.StatusNotifierItem";
 constexpr char kItemPath[] = "/StatusNotifierItem";
 constexpr char kMenu[] = "com.canonical.dbusmenu";
 constexpr char kProperties[] = "org.freedesktop.DBus.Properties";
-constexpr char kIntrospectable[] = "org.freedesktop.DBus.Introspectable";
-constexpr char kDescription[] = R"xml(<node><interface name="org.kde.StatusNotifierWatcher">
-<property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
-<method name="RegisterStatusNotifierItem"><arg type="s" direction="in"/></method>
-<signal name="StatusNotifierHostRegistered"/><signal name="StatusNotifierHostUnregistered"/>
-</interface></node>)xml";
 constexpr std::uint64_t kHostPatience = 20'000'000;  // microseconds
 constexpr auto kLimit = std::chrono::minutes(1);
 
@@ -131,12 +125,32 @@ TrayHostDouble::TrayHostDouble(const std::string& address)
 void TrayHostDouble::perform(const Bus::Work& work) { bus_.performAndWait(work, kLimit); }
 
 void TrayHostDouble::serve(sd_bus* bus) {
-  const auto handler = [](sd_bus_message* message, void* self, sd_bus_error*) {
-    return static_cast<TrayHostDouble*>(self)->answer(message);
+  constexpr auto add = [](sd_bus_message* message, void* self, sd_bus_error*) {
+    return static_cast<TrayHostDouble*>(self)->add(message);
   };
-  EXPECT_GE(sd_bus_add_object(bus, nullptr, kWatcherPath, handler, this), 0);
+  constexpr auto tellHost = [](sd_bus*, const char*, const char*, const char*,
+                               sd_bus_message* reply, void* self, sd_bus_error*) {
+    auto& tray = *static_cast<TrayHostDouble*>(self);
+    return sd_bus_message_append(reply, "b", tray.locked(tray.hasHost_));
+  };
+  static constexpr sd_bus_vtable kWhatItHas[] = {
+      SD_BUS_VTABLE_START(0),
+      SD_BUS_METHOD("RegisterStatusNotifierItem", "s", "", add, SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_PROPERTY("IsStatusNotifierHostRegistered", "b", tellHost, 0, 0),
+      SD_BUS_SIGNAL("StatusNotifierHostRegistered", "", 0),
+      SD_BUS_SIGNAL("StatusNotifierHostUnregistered", "", 0),
+      SD_BUS_VTABLE_END};
+  EXPECT_GE(sd_bus_add_object_vtable(bus, nullptr, kWatcherPath, kWatcher, kWhatItHas, this), 0);
   for (const char* interface : {kItem, kMenu})
     EXPECT_TRUE(listenTo(bus, {nullptr, nullptr, interface, nullptr, nullptr}, listener_));
+}
+
+int TrayHostDouble::add(sd_bus_message* message) {
+  const char* name = nullptr;
+  EXPECT_GE(sd_bus_message_read(message, "s", &name), 0);
+  const std::lock_guard lock(mutex_);
+  items_.emplace_back(name);
+  return sd_bus_reply_method_return(message, "");
 }
 
 void TrayHostDouble::come(bool withHost) {
@@ -167,28 +181,6 @@ void TrayHostDouble::announce(const char* signal) {
   perform([signal](sd_bus* bus) {
     EXPECT_GE(sd_bus_emit_signal(bus, kWatcherPath, kWatcher, signal, ""), 0);
   });
-}
-
-int TrayHostDouble::answer(sd_bus_message* message) {
-  if (sd_bus_message_is_method_call(message, kProperties, nullptr) > 0)
-    return answerProperties(message);
-  if (sd_bus_message_is_method_call(message, kIntrospectable, "Introspect") > 0)
-    return sd_bus_reply_method_return(message, "s", kDescription);
-  if (sd_bus_message_is_method_call(message, kWatcher, "RegisterStatusNotifierItem") <= 0) return 0;
-  const char* name = nullptr;
-  EXPECT_GE(sd_bus_message_read(message, "s", &name), 0);
-  const std::lock_guard lock(mutex_);
-  items_.emplace_back(name);
-  return sd_bus_reply_method_return(message, "");
-}
-
-int TrayHostDouble::answerProperties(sd_bus_message* message) {
-  const char* interface = nullptr;
-  const char* name = nullptr;
-  EXPECT_GE(sd_bus_message_read(message, "ss", &interface, &name), 0);
-  if (std::string(name) != "IsStatusNotifierHostRegistered") return 0;
-  const std::lock_guard lock(mutex_);
-  return sd_bus_reply_method_return(message, "v", "b", hasHost_ ? 1 : 0);
 }
 
 void TrayHostDouble::hear(sd_bus_message* message) {

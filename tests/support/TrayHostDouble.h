@@ -86,8 +86,7 @@ class TrayHostDouble {
   }
   void serve(sd_bus* bus);
   void perform(const platform::Bus::Work& work);
-  int answer(sd_bus_message* message);
-  int answerProperties(sd_bus_message* message);
+  int add(sd_bus_message* message);
   void hear(sd_bus_message* message);
   void announce(const char* signal);
 

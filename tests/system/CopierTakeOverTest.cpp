@@ -106,14 +106,12 @@ TEST_F(TakeOverTest, ComparesWhatIsDoubted) {
   rewriteEarlier("written");
   copyAgain();
   EXPECT_EQ(copied("written"), "TEXT");  // nothing speaks against it
-  fs::remove_all(to);
 
   // Strictly before: a change within the clock's same tick may have come after.
   const auto since = *options.earlier->unchangedBefore;
   options.earlier->unchangedBefore = *changeTime(inFrom("written"));
   copyAgain();
   EXPECT_EQ(copied("written"), "text");
-  fs::remove_all(to);
 
   options.earlier->unchangedBefore = since;
   options.earlier->doubted = {inodeOf(inFrom("same")), inodeOf(inFrom("written"))};
@@ -129,10 +127,8 @@ TEST_F(TakeOverTest, CopiesAllWhereNothingTellsWhatChanged) {
   options.earlier->unchangedBefore.reset();
   EXPECT_EQ(copyAgain().takenOver, 0U);
   EXPECT_FALSE(isShared("a/b"));
-  fs::remove_all(to);
   options.earlier->unchangedBefore = timespec{1, 0};  // later than no change: contents decide
   EXPECT_EQ(copyAgain().sharedInodes, 1U);
-  fs::remove_all(to);
   options.earlier->folder = scratch.path("nowhere");
   EXPECT_EQ(copyAgain().takenOver, 0U);
   EXPECT_EQ(differences(), Lines{});
@@ -244,7 +240,6 @@ TEST_F(TakeOverTest, TakesOverWhatTheOriginalLacks) {
       EXPECT_FALSE(isCopied(each)) << each;
     EXPECT_EQ(outcome.takenOver, tells ? 8U : 7U);  // with partly/in
 
-    fs::remove_all(to);
     options.earlier->lacking.clear();
     options.earlier->lacksUnlisted = true;
     options.earlier->leavesAlone = [](const std::string& name) { return name == "hidden"; };

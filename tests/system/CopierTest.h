@@ -18,7 +18,9 @@ class CopierTest : public SystemTest {
     platform::install(all);
   }
 
+  // Anew.
   CopyOutcome copy(unsigned threads = 2) const {
+    fs::remove_all(to);
     return copyItemAtPath(from, to, {.progress = {}, .threads = threads});
   }
 
@@ -50,14 +52,15 @@ class EarlierCopyTest : public CopierTest {
  protected:
   // Copies the tree as it is, and lets all that is in it count as unchanged so far.
   void makeEarlier() {
-    std::filesystem::create_directory(earlier);
+    fs::create_directory(earlier);
     EXPECT_TRUE(copyItems(names(), from, earlier).complete());
     options.earlier.emplace().folder = earlier;
     options.earlier->unchangedBefore = laterThanNow();
   }
 
   CopyOutcome copyAgain() const {
-    std::filesystem::create_directory(to);
+    fs::remove_all(to);
+    fs::create_directory(to);
     const auto outcome = copyItems(names(), from, to, options);
     copyDirectoryAttributes(from, to);
     return outcome;
@@ -87,14 +90,13 @@ class EarlierCopyTest : public CopierTest {
   }
 
   void clear() const {
-    for (const auto& path : {from, to, earlier}) std::filesystem::remove_all(path);
-    std::filesystem::create_directory(from);
+    for (const auto& path : {from, to, earlier}) fs::remove_all(path);
+    fs::create_directory(from);
   }
 
   std::vector<std::string> names() const {
     std::vector<std::string> found;
-    for (const auto& entry : std::filesystem::directory_iterator(from))
-      found.push_back(entry.path().filename());
+    for (const auto& entry : fs::directory_iterator(from)) found.push_back(entry.path().filename());
     return found;
   }
 
