@@ -134,9 +134,10 @@ TEST_F(DeviceListTest, AMountTableThatCannotBeReadIsAnError) {
     faults->fail(verb);
     EXPECT_EQ(QVRamDiskDevice::deviceNodeFromPath(work, error), std::nullopt);
     EXPECT_EQ(told(), std::string("Can not get device node|") + reason);
-    if (verb == std::string("mountCount"))
+    if (verb == std::string("mountCount")) {
       EXPECT_EQ(error->infos().at(0).key + error->infos()[0].info.value_or(""),
                 "getfsstat==-1 errno" + std::to_string(EIO));
+    }
     faults->fail(verb);
     EXPECT_EQ(QVRamDiskDevice::mountPointFromDeviceNode("/dev/disk4", error), std::nullopt);
     EXPECT_EQ(told(), std::string("Unable to get device list|") + reason);
