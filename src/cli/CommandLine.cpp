@@ -78,8 +78,9 @@ void addDiskOptions(CLI::App& verb, DiskOptions& options) {
   verb.add_option("--size", options.size, "Such as 512M, 1.5G or 2GiB; 128M to 128G")
       ->type_name("SIZE");
   addChoice(verb, "--backup", options.backup, backupWords(),
-            "Where the contents are kept: base is the directory that the disk replaces, support "
-            "the program's own folder, directory the one given with --backup-dir");
+            "Where the contents are kept: base is the directory that the disk replaces, and fills "
+            "the disk from it; support the program's own folder, directory the one given with "
+            "--backup-dir, none nowhere, and these leave out what the directory holds");
   verb.add_option("--backup-dir", options.backupDir, "Keep the contents below this directory")
       ->type_name("DIR");
   verb.add_option("--post-command", options.postCommand,
@@ -91,16 +92,17 @@ void addDiskOptions(CLI::App& verb, DiskOptions& options) {
   addSwitch(verb, "--at-login", options.atLogin, true, "Create the disk at login");
   addSwitch(verb, "--no-at-login", options.atLogin, false, "Do not create it at login");
   addSwitch(verb, "--no-measure", options.measure, false,
-            "Leave the directory's own contents out: neither measured nor copied in");
-  addSwitch(verb, "--measure", options.measure, true, "Measure and copy them");
+            "Leave the directory's own contents out: neither measured nor copied in; not with "
+            "--backup base over a directory that holds files");
+  addSwitch(verb, "--measure", options.measure, true, "Measure and copy them, with --backup base");
 }
 
 void describeConfiguring(CLI::App& app, Command& command) {
   auto* add = app.add_subcommand("add", "Configure a new disk");
   auto& added = requestOf<AddRequest>(*add, command, verbs::add);
   add->add_option("PATH", added.path,
-                  "Existing directory to put the disk over: the disk takes its name, is filled "
-                  "with its contents and, unless --backup says otherwise, writes them back when "
+                  "Existing directory to put the disk over: the disk takes its name and, unless "
+                  "--backup says otherwise, is filled with its contents and writes them back when "
                   "ejected (--backup base)")
       ->type_name("");
   addDiskOptions(*add, added.disk);

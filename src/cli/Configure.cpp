@@ -81,7 +81,15 @@ Allowed configure(QVRamDisk& disk, const DiskOptions& options,
     return refusalOf(applied.error());
   if (const auto placed = settings::checkPlace(disk, all); !placed)
     return refusalOf(placed.error());
-  return allowedBy(settings::checkBackup(disk, all));
+  if (const auto kept = settings::checkBackup(disk, all); !kept) return refusalOf(kept.error());
+  return allowedBy(settings::checkContents(disk));
+}
+
+void warnOfHiding(Context& context, const QVRamDisk& disk) {
+  const auto note = settings::noteOnContents(disk);
+  if (note) return;
+  const auto [what, todo] = commandSentence(note.error().trouble, note.error().facts);
+  context.warn(what + "; " + todo);
 }
 
 std::string addedText(const QVRamDisk& disk) {
@@ -155,6 +163,7 @@ int verbs::add(Context& context, const AddRequest& request) {
   if (!changed) return context.refuse(changed.error());
   if (disk->createAtLogin()) registry.entries().synchronizeHelper();
   context.say(addedText(*disk));
+  warnOfHiding(context, *disk);
   return kDone;
 }
 
@@ -170,6 +179,9 @@ int verbs::set(Context& context, const SetRequest& request) {
   if (!changed) return context.refuse(changed.error());
   if (request.changes.atLogin) registry.entries().synchronizeHelper();
   context.say(printable(nameOf(*disk)) + ": changed");
+  if (request.changes.backup || request.changes.backupDir || request.changes.directory ||
+      request.changes.name || request.changes.kind)
+    warnOfHiding(context, *disk);
   return kDone;
 }
 

@@ -154,6 +154,15 @@ constexpr Row kRows[] = {
      .what = says("The RamDisk %@ has its place at %@ already.", "sp"),
      .commandWhat = says("the disk %@ has its place at %@ already", "sp"),
      .commandHelps = says("choose another name or directory, or change that one")},
+    {.trouble = Trouble::ContentsReplaced,
+     .what = says("%@ holds files, which a RamDisk that begins empty would leave out and then "
+                  "replace.",
+                  "p"),
+     .commandHelps = says("bring them in with --measure, or choose another --backup")},
+    {.trouble = Trouble::ContentsHidden,
+     .what =
+         says("What %@ holds is not on the RamDisk, and out of sight while that is mounted.", "p"),
+     .commandHelps = says("--backup base brings it in and writes it back")},
     {.trouble = Trouble::BaseAside,
      .what = says("The directory's own contents still lie in %@. Create and eject the RamDisk to "
                   "put them back.",

@@ -44,15 +44,17 @@ enum class Trouble : std::uint8_t {
   BackupDirectoryOnDisk,    // path
   BackupDirectoryOnOther,   // path; text: the other disk's name
   BackupDirectoryUnspecified,
-  NoBase,         // contents are to be written back where nothing is covered
-  PostCommand,    // subject: the command; text: why it cannot be run, localised
-  SharedPlace,    // subject: the other disk's name; path: the place
-  BaseAside,      // subject: the disk's name; path: where the base lies
-  Created,        // subject: the disk's name; it is to be removed
-  CreatedAsItIs,  // the same; it is to be changed
-  Acting,         // another program acts on the disk; subject: its name; text: who it is
-  Full,           // there are as many disks as there can be
-  Gone,           // the disk is in the list no more
+  NoBase,            // contents are to be written back where nothing is covered
+  PostCommand,       // subject: the command; text: why it cannot be run, localised
+  SharedPlace,       // subject: the other disk's name; path: the place
+  ContentsReplaced,  // path: the directory, whose files would be left out and then put aside
+  ContentsHidden,    // no refusal; path: the directory, whose files are not on the disk
+  BaseAside,         // subject: the disk's name; path: where the base lies
+  Created,           // subject: the disk's name; it is to be removed
+  CreatedAsItIs,     // the same; it is to be changed
+  Acting,            // another program acts on the disk; subject: its name; text: who it is
+  Full,              // there are as many disks as there can be
+  Gone,              // the disk is in the list no more
 
   // The registry cannot be read or changed.
   RegistryWithoutFolder,  // its folder cannot be had

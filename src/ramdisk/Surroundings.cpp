@@ -7,6 +7,7 @@
 #include "kinds/QVRamDiskManager.h"
 #include "platform/Services.h"
 #include "ramdisk/RegistryFile.h"
+#include "ramdisk/Rescue.h"
 #include "system/DiskPlaces.h"
 #include "system/RealPath.h"
 
@@ -116,6 +117,10 @@ Text volumeHolding(const std::string& path) {
   return innermost && isOurs(*innermost) ? Text(innermost->mountedOn) : std::nullopt;
 }
 
+bool holdsAnything(const std::string& folder) {
+  return services().files->kind(folder) == platform::FileKind::Directory && holdsUserFiles(folder);
+}
+
 }  // namespace
 
 Checked checkPlaceAmong(const QVRamDisk& disk, const Disks& all) {
@@ -149,12 +154,30 @@ Checked checkBackupAmong(const QVRamDisk& disk, const Disks& all) {
   return volume ? Checked(onOther(lastPathComponent(*volume))) : Checked();
 }
 
+Checked checkNothingReplaced(const QVRamDisk& disk) {
+  const auto known = disk.settings();
+  if (!known.doNotCalculateBaseSize || !known.isKeptInBase()) return {};
+  for (const auto& folder : {known.mountPath(), known.savedBase().value_or("")})
+    if (holdsAnything(folder)) return Hindrance{Trouble::ContentsReplaced, {.path = folder}};
+  return {};
+}
+
+Checked checkNothingHidden(const QVRamDisk& disk) {
+  const auto known = disk.settings();
+  const std::string place = known.mountPath();
+  if (known.isKeptInBase() || !holdsAnything(place) ||
+      QVRamDiskDevice::hasMountedVolumeAtPath(place) == 1)
+    return {};
+  return Hindrance{Trouble::ContentsHidden, {.path = place}};
+}
+
 Checked checkCreationOf(const QVRamDisk& disk) {
   const auto known = disk.settings();
   if (auto can =
           QVRamDiskManager::checkCreation(known.name, known.size, known.type, known.mountDirectory);
       !can)
     return can;
+  if (auto comes = checkNothingReplaced(disk); !comes) return comes;
   const Text file = RegistryFile::defaultPath();
   const auto list = file ? RegistryFile(*file).read() : std::nullopt;
   const Disks all = list ? list->ramDisks : Disks();

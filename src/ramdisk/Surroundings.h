@@ -20,6 +20,11 @@
 Checked checkPlaceAmong(const QVRamDisk& disk, const std::vector<QVRamDiskPtr>& all);
 Checked checkBackupAmong(const QVRamDisk& disk, const std::vector<QVRamDiskPtr>& all);
 
+// A disk that is kept in its directory and leaves out what that holds would put this aside at its
+// eject. What a directory holds stays under a disk of another mode, and is out of sight meanwhile.
+Checked checkNothingReplaced(const QVRamDisk& disk);
+Checked checkNothingHidden(const QVRamDisk& disk);
+
 // All that a creation checks before it touches anything, among the disks of the list as it is
 // saved.
 Checked checkCreationOf(const QVRamDisk& disk);

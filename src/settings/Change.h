@@ -31,6 +31,8 @@ struct Change {
   // Whether the disk is to have another place, or keep its contents otherwise.
   bool changesPlace() const { return kind || simulator || name || directory; }
   bool changesBackup() const { return backup || backupDir; }
+  // Whether it is to begin with, or write over, something else than before.
+  bool changesContents() const { return changesPlace() || changesBackup() || measure; }
   // Whether something is to change that only a disk without a device can take on.
   bool changesVolume() const { return changesPlace() || size || format; }
   bool isEmpty() const {

@@ -97,6 +97,14 @@ Outcome checkBackup(const QVRamDisk& disk, const Disks& all) {
   }
 }
 
+Outcome checkContents(const QVRamDisk& disk) {
+  return at(Field::Backup, checkNothingReplaced(disk), disk.name());
+}
+
+Outcome noteOnContents(const QVRamDisk& disk) {
+  return at(Field::Backup, checkNothingHidden(disk), disk.name());
+}
+
 Outcome checkCreation(const QVRamDisk& disk) {
   return at(Field::Disk, checkCreationOf(disk), disk.name());
 }
@@ -110,6 +118,7 @@ std::vector<Problem> problemsOfDraft(const QVRamDisk& draft, const Change& chang
     if (problems.empty()) add(problems, checkSurroundings(draft, all));
   }
   if (change.changesBackup() || change.changesPlace()) add(problems, checkBackup(draft, all));
+  if (change.changesContents()) add(problems, checkContents(draft));
   Change unplaced = change;  // that a preset has its own place is no problem of a form
   unplaced.name = unplaced.directory = std::nullopt;
   add(problems, checkApplying(draft, unplaced));
@@ -141,8 +150,9 @@ Outcome change(QVRamDisk& disk, const Change& change, const Disks& all) {
   if (auto applied = apply(disk, change); !applied) return applied;
   if (change.changesVolume())
     if (auto placed = checkPlace(disk, all); !placed) return placed;
-  if (change.changesBackup() || change.changesPlace()) return checkBackup(disk, all);
-  return {};
+  if (change.changesBackup() || change.changesPlace())
+    if (auto kept = checkBackup(disk, all); !kept) return kept;
+  return change.changesContents() ? checkContents(disk) : Outcome();
 }
 
 }  // namespace settings

@@ -17,6 +17,10 @@ using Disks = std::vector<QVRamDiskPtr>;
 Outcome checkPlace(const QVRamDisk& disk, const Disks& all);
 // Whether the contents can be kept where the backup mode says.
 Outcome checkBackup(const QVRamDisk& disk, const Disks& all);
+// Whether the disk takes in what it writes over.
+Outcome checkContents(const QVRamDisk& disk);
+// No refusal: what to say before the disk hides something.
+Outcome noteOnContents(const QVRamDisk& disk);
 // All that the creation will check.
 Outcome checkCreation(const QVRamDisk& disk);
 

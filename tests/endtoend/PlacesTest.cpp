@@ -147,6 +147,33 @@ TEST_F(PlacesTest, ANameLeavesRoomForWhatLiesBesideTheDirectory) {
   EXPECT_EQ(readFile(scratch.path(path + "/file")), "deep");
 }
 
+// Contents that are not to come in are never replaced, and what is hidden is told before.
+TEST_F(PlacesTest, WhatADirectoryHoldsComesInOrIsSaidNotTo) {
+  scratch.file("home/desk/cache/old", "old");
+  const std::string path = "add '" + folder + "' --size 200M";
+  refused(path + " --no-measure", folder + " holds files");
+  for (const char* mode : {"none", "support"}) {
+    const std::string told = done(path + " --backup " + mode);
+    EXPECT_TRUE(holds(told, "What " + folder + " holds is not on the RamDisk")) << told;
+    done("create cache");
+    EXPECT_TRUE(fs::is_empty(folder)) << mode;
+    done("eject cache");
+    EXPECT_EQ(readFile(folder + "/old"), "old") << mode;
+    refused("set cache --backup base --no-measure", folder + " holds files");
+    done("remove cache --yes");
+  }
+  fs::rename(folder + "/old", home + "/old");
+  EXPECT_FALSE(holds(done(path + " --no-measure"), "holds")) << "there is nothing to leave out";
+  fs::rename(home + "/old", folder + "/old");
+  refused("create cache", folder + " holds files");
+  EXPECT_EQ(done("set cache --measure"), "cache: changed\n");
+  done("create cache");
+  EXPECT_EQ(readFile(folder + "/old"), "old");
+  refused("set cache --no-measure", folder + " holds files");
+  done("eject cache");
+  EXPECT_EQ(readFile(folder + "/old"), "old");
+}
+
 // A browser's caches on another disk.
 TEST_F(PlacesTest, APresetBehindLinksIsOneOverItsDirectory) {
   const std::string program = scratch.executable("firefox", "#!/bin/sh\necho Firefox 115.0\n");

@@ -76,6 +76,24 @@ TEST_F(WindowTest, SaysWhatSpeaksAgainstBackupsCommandsAndSharedPlaces) {
   click("revert");
   EXPECT_EQ(find<QLineEdit>("name").text(), "two");
   EXPECT_FALSE(isEnabled("revert"));
+  scratch.file("home/desk/one/file");
+  type("directory", work + "/one");
+  EXPECT_EQ(problemAt("directory"),
+            "The RamDisk one needs " + work + "/one, which lies in this directory or around it.");
+  select(0);
+  EXPECT_EQ(text("backupNote"),
+            "What " + work +
+                "/one holds is not on the RamDisk, and out of sight while that is "
+                "mounted.");
+  find<QCheckBox>("leaveOut").setChecked(true);
+  choose("backup", 1);
+  EXPECT_EQ(text("backupNote"), "");
+  EXPECT_EQ(problemAt("backup"), work +
+                                     "/one holds files, which a RamDisk that begins empty would "
+                                     "leave out and then replace.");
+  click("revert");
+  select(1);
+  click("revert");
   choose("backup", 3);
   type("backupDirectory", work + "/none");
   EXPECT_EQ(problemAt("backupDirectory"), "The backup directory does not exist.");

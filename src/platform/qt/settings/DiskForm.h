@@ -46,6 +46,7 @@ class DiskForm : public QWidget {
 
   void setLocks(const QVRamDisk& disk, const FormLocks& locks);
   void setProblems(const std::vector<settings::Problem>& problems);
+  void setContentsNote(const QString& text) { boxes_.at(settings::Field::Backup)->setNote(text); }
   void setMemoryNote(const QString& text) { boxes_.at(settings::Field::Size)->setNote(text); }
 
  private:

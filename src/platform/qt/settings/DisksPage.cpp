@@ -238,6 +238,8 @@ void DisksPage::showState() {
                   qtText(disk->shownPath()));
   form_->setLocks(draft.edited(), locksOf(*disk, state));
   form_->setProblems(problems);
+  const auto note = settings::noteOnContents(draft.edited());
+  form_->setContentsNote(note ? QString() : qtText(settings::textOf(note.error())));
   form_->setMemoryNote(memoryNote(draft.edited(), state));
   apply_->setEnabled(!change.isEmpty() && problems.empty());
   revert_->setEnabled(!change.isEmpty());
