@@ -15,7 +15,7 @@ units=$work/units
 
 mkdir -p "$work/include"
 [ -x "$compiler" ] || npm install --silent --no-save --prefix "$work" "$package"
-for header in fmt plist CLI utf8proc.h uuid; do
+for header in fmt CLI utf8proc.h uuid; do
   ln -sfn "/usr/include/$header" "$work/include/$header"
 done
 export ZIG_GLOBAL_CACHE_DIR="$work/cache" ZIG_LOCAL_CACHE_DIR="$work/cache"

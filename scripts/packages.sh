@@ -4,10 +4,10 @@
 set -eu
 
 # What `make run` builds and uses.
-run="g++ make cmake ninja-build pkg-config libfmt-dev libplist-dev libutf8proc-dev uuid-dev
+run="g++ make cmake ninja-build pkg-config libfmt-dev libutf8proc-dev uuid-dev
   libcli11-dev libext2fs-dev libsystemd-dev util-linux"
 # The desktop programs and the tests.
-build="qt6-base-dev librsvg2-bin libxcb1-dev libgtest-dev python3 ccache"
+build="qt6-base-dev librsvg2-bin libxcb1-dev libgtest-dev libplist-dev python3 ccache"
 test="dbus xfsprogs btrfs-progs desktop-file-utils xvfb xdotool trayer at-spi2-core
   fonts-dejavu-core"
 desktops="lxqt-panel"

@@ -14,9 +14,9 @@
 // already contains itself. Everything is looked at where it is used: that an extent lies among the
 // objects, an offset in the file.
 //
-// It is read and written here, not by libplist: that reads an object again for each reference to
-// it, so that a file of a few hundred bytes unfolds without bound, and has no way to tell -1 from
-// 2^64-1 nor to give a date after 2069.
+// It is read and written here, not by the library that distributions bring: that reads an object
+// again for each reference to it, so that a file of a few hundred bytes unfolds without bound, and
+// has no way to tell -1 from 2^64-1 nor to give a date after 2069.
 //
 // The writer gives each equal text, number or date one object and numbers objects in the order in
 // which they are reached, so that equal lists become equal bytes.

@@ -97,8 +97,8 @@ inline constexpr std::size_t kPropertyListMaximumDepth = 256;
 // "PropertyList" and say what is wrong. Any thread.
 platform::Result<PropertyList> parsePropertyList(std::string_view bytes);
 
-// Neither fails. What is no valid UTF-8 in a text is written as U+FFFD. XML has no U+0000, at which
-// a text is cut, and dates of whole seconds.
+// Neither fails. What is no valid UTF-8 in a text is written as U+FFFD; so is U+0000 in XML, which
+// has no place for it, and dates of whole seconds.
 std::string xmlPropertyList(const PropertyList& list);
 std::string binaryPropertyList(const PropertyList& list);
 

@@ -154,11 +154,34 @@ platform::Outcome RegistryFile::keepDamagedFile() {
   return {};
 }
 
+namespace {
+
+// Whether a reader would find in the bytes what they were made from. Of others' keys that they are
+// there: XML cannot hold every text.
+bool readsBack(const std::string& bytes, const Dictionary& written, std::size_t records) {
+  const auto list = extensions::parsePropertyList(bytes);
+  const auto* read = list ? list->dictionary() : nullptr;
+  if (!read || read->size() != written.size()) return false;
+  for (const char* key : {kEntriesKey, kMenuBarKey, kMenuBarAtLoginKey, kSaveAtSessionEndKey})
+    if (written.contains(key) && (!read->contains(key) || read->at(key) != written.at(key)))
+      return false;
+  const auto entries = written.find(kEntriesKey);
+  if (entries == written.end() || !entries->second.data()) return true;
+  const auto objects =
+      extensions::unarchiveArray(entries->second.data()->bytes, kRecordClasses, nullptr);
+  return objects && objects->size() == records;
+}
+
+}  // namespace
+
 Checked RegistryFile::put(const RegistryContents& contents, Dictionary dictionary) {
   if (damaged_)
     if (const auto done = keepDamagedFile(); !done)
       return Hindrance{Trouble::RegistryUnwritable, {.path = path_, .text = done.error().text}};
-  const auto bytes = extensions::xmlPropertyList(filled(std::move(dictionary), contents));
+  const auto full = filled(std::move(dictionary), contents);
+  const auto bytes = extensions::xmlPropertyList(full);
+  if (!readsBack(bytes, full, contents.ramDisks.size()))
+    return unwritable(path_, {"PropertyList", 1, "it could not be read again"});
   if (const auto written = services().files->replaceContents(path_, bytes); !written)
     return unwritable(path_, written.error());
   return {};

@@ -1,5 +1,6 @@
 #include "extensions/PropertyList.h"
 
+#include <chrono>
 #include <cmath>
 #include <limits>
 
@@ -92,7 +93,9 @@ TEST(PropertyList, SurvivesBothForms) {
     ASSERT_TRUE(fromXml) << fromXml.error().text << xmlPropertyList(list);
     EXPECT_EQ(*fromXml, list) << xmlPropertyList(list);
   }
-  EXPECT_EQ(*parsePropertyList(binaryPropertyList("a\xFF")), PropertyList("a\uFFFD"));
+  const std::string odd = bytes("ä\0é\xFF");
+  EXPECT_EQ(*parsePropertyList(binaryPropertyList(odd)), PropertyList(bytes("ä\0é") + "\uFFFD"));
+  EXPECT_EQ(*parsePropertyList(xmlPropertyList(odd)), PropertyList("ä\uFFFDé\uFFFD"));
 }
 
 TEST(PropertyList, TellsNumbersApart) {
@@ -117,11 +120,31 @@ std::string sharedExponentially(int levels, const std::string& leaf) {
   return binaryList(objects);
 }
 
-std::string nested(const std::string& open, const std::string& close, int depth) {
+std::string repeated(const std::string& part, int count) {
   std::string text;
-  for (int i = 0; i < depth; ++i) text += open;
-  for (int i = 0; i < depth; ++i) text += close;
-  return xmlList(text);
+  for (int i = 0; i < count; ++i) text += part;
+  return text;
+}
+
+std::string nested(const std::string& open, const std::string& close, int depth) {
+  return xmlList(repeated(open, depth) + repeated(close, depth));
+}
+
+// What took others time that grows with the square of the size, or that a text cannot hold.
+TEST(PropertyList, ReadsAMegabyteOfAnythingInNoTime) {
+  std::string collisions;  // "AA" and "B " end in the same hash of the usual sort
+  for (unsigned i = 0; i < 1U << 15U; ++i) {
+    collisions += "<string>";
+    for (unsigned bit = 0; bit < 15; ++bit) collisions += (i >> bit & 1U) != 0 ? "AA" : "B ";
+    collisions += "</string>";
+  }
+  const auto begin = std::chrono::steady_clock::now();
+  for (const std::string& value :
+       {"<array>" + collisions + "</array>", "<string>" + repeated("&amp;", 200'000) + "</string>",
+        "<string>" + repeated("a<!-- -->", 100'000) + "</string>",
+        "<data>" + repeated("YWJj\n", 200'000) + "</data>"})
+    EXPECT_TRUE(parsePropertyList(xmlList(value)));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
 }
 
 TEST(PropertyList, RefusesHostileInputWithAReason) {
@@ -147,12 +170,19 @@ TEST(PropertyList, RefusesHostileInputWithAReason) {
       {"\xFE\xFF", "UTF-8"},
       {nested("<array>", "</array>", 100'000), "nested too deeply"},
       {nested("<dict><key>k</key>", "</dict>", 257), "nested too deeply"},
-      {nested("<array a='\"'></array><array b='\"'>", "", 300), "unclear quotes"},
+      {nested("<array a='\">'><array b='\">'>", "</array></array>", 129), "nested too deeply"},
       {nested("<array><!-- </array> -->", "</array>", 257), "nested too deeply"},
       {nested("<array><!-->", "</array> -->", 1), "not a property list"},
       {nested("<array><!DOCTYPE x [ > </array> ]>", "", 300), "declarations"},
-      {nested("&amp;", "", 15'000), "too many entities"},
-      {xmlList("<array>" + nested("<true/>", "", 600'000) + "</array>"), "too many values"},
+      {xmlList("<string>&nbsp;</string>"), "unknown entity"},
+      {xmlList("<string>&#0;</string>"), "unknown entity"},
+      {xmlList("<integer>18446744073709551616</integer>"), "<integer>"},
+      {xmlList("<real>1,5</real>"), "<real>"},
+      {xmlList("<date>2001-13-01T00:00:00Z</date>"), "<date>"},
+      {xmlList("<data>A*==</data>"), "<data>"},
+      {xmlList("<table/>"), "<table>"},
+      {xmlList("<true/>") + "<true/>", "not a property list"},
+      {xmlList("<array>" + repeated("<true/>", 600'000) + "</array>"), "too many values"},
       {std::string(kPropertyListMaximumInput + 1, ' '), "too large"},
   };
   for (const auto& [input, reason] : cases) {

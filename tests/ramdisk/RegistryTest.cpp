@@ -133,6 +133,7 @@ TEST_F(RegistryTest, KeysOfOthersAreKeptAndReservedKindsAreNot) {
   const auto plain = withDisks({"plain"})->ramDisks()[0];
   const PropertyList dictionary = PropertyList::Dictionary{
       {"saveAtSessionEnd", false},
+      {"theirs", std::string("\xC3\xA9\0z", 4)},
       {"RamDiskEntries", PropertyList::Data{extensions::archivedDataWithRootObject(
                              {std::make_shared<ReservedRecord>(), plain})}}};
   scratch.file(file().substr(scratch.path().size() + 1),
@@ -143,6 +144,17 @@ TEST_F(RegistryTest, KeysOfOthersAreKeptAndReservedKindsAreNot) {
   const auto written = extensions::parsePropertyList(readFile(file()));
   ASSERT_TRUE(written && written->find("saveAtSessionEnd"));
   EXPECT_EQ(written->find("saveAtSessionEnd")->boolean(), false);
+  EXPECT_EQ(*written->find("theirs")->string(), "\xC3\xA9\uFFFDz") << "as far as XML can hold it";
+}
+
+TEST_F(RegistryTest, WhatNobodyCouldReadAgainReplacesNothing) {
+  const auto entries = withDisks({"plain"});
+  ASSERT_TRUE(entries->writeRamDisksToDefaultLocation());
+  const std::string before = readFile(file());
+  entries->ramDisks()[0]->setPostCmd(std::string(26'000'000, 'x'));  // more than is ever read
+  EXPECT_FALSE(entries->writeRamDisksToDefaultLocation());
+  EXPECT_EQ(log->count("could not be read again"), 1U);
+  EXPECT_EQ(readFile(file()), before);
 }
 
 TEST_F(RegistryTest, WhatCannotBeReadIsKeptBesideBeforeItIsReplaced) {
