@@ -224,7 +224,7 @@ TEST(Presets, OfLinuxFollowThePackageSystem) {
     setVersions(world, path, "128.0", "128.0");
     EXPECT_EQ(shown(world, type), "0") << identifier << " has not run yet";
     world.scratch.directory("home/" + caches);
-    EXPECT_EQ(shown(world, type), "1 '" + name + "' " + caches + " 1000000000");
+    EXPECT_EQ(shown(world, type), fmt::format("1 '{}' {} 1000000000", name, caches));
     world.applications->applications = {{1, identifier, "Name"}};
     EXPECT_TRUE(QVRamDiskManager::hasRunningAppForType(static_cast<QVRamDiskType>(type), nullptr));
   }

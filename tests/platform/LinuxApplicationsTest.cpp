@@ -38,8 +38,7 @@ class LinuxApplicationsTest : public testing::Test {
   // A program of which real processes can be made.
   std::string sleeper(const std::string& path) const {
     system.file(path);
-    std::filesystem::copy_file("/bin/sleep", system.path(path),
-                               std::filesystem::copy_options::overwrite_existing);
+    fs::copy_file("/bin/sleep", system.path(path), fs::copy_options::overwrite_existing);
     return system.path(path);
   }
 
@@ -114,19 +113,6 @@ TEST_F(LinuxApplicationsTest, GivesEachFlatpakItsOwnProgram) {
   EXPECT_EQ(applications.pathOfApplication(kFirefox + std::string(kSnapEnd)), std::nullopt);
 }
 
-// A snap's entry leads to a link, whatever its name.
-TEST_F(LinuxApplicationsTest, TellsASnapByItsLauncher) {
-  const std::string launcher = script("usr/bin/snap", "");
-  std::filesystem::create_directories(system.path("snap/bin"));
-  const std::string link = system.path("snap/bin/chromium");
-  std::filesystem::create_symlink(launcher, link);
-  for (const std::string name : {"chromium_chromium", "chromium"}) {
-    entry(name, "Exec=env HINT=x " + link + " %U\n");
-    EXPECT_EQ(applications.pathOfApplication(kChromium + std::string(kSnapEnd)), link);
-    EXPECT_EQ(applications.pathOfApplication(kChromium), std::nullopt);
-  }
-}
-
 TEST_F(LinuxApplicationsTest, ReadsOrAsksTheVersion) {
   const std::string asked = script("bin/chromium", "echo asked >>" + system.path("log") +
                                                        "; echo \"Browser 120.0.6 built on 9\"");
@@ -143,7 +129,7 @@ TEST_F(LinuxApplicationsTest, ReadsOrAsksTheVersion) {
   const std::string real = script("lib/firefox/firefox", "echo 1.1");
   system.file("lib/firefox/application.ini",
               "[App]\nName=Firefox\nVersion=128.3.1\n[Gecko]\nMinVersion=1\n");
-  std::filesystem::create_symlink(real, system.path("bin/link"));
+  fs::create_symlink(real, system.path("bin/link"));
   EXPECT_EQ(applications.information(system.path("bin/link"), kVersion), "128.3.1");
   EXPECT_EQ(applications.information(script("bin/firefox", "echo 1.1"), kVersion), "128.3.1");
 }
@@ -184,7 +170,7 @@ TEST_F(LinuxApplicationsTest, SeesAndEndsRunningCopies) {
   EXPECT_EQ(applications.running(kChromium).front().localizedName, std::nullopt);
   // A copy whose file an update replaced still counts.
   for (const std::string name : {"lib/firefox/firefox", "bin/chromium"}) {
-    std::filesystem::remove(system.path(name));
+    fs::remove(system.path(name));
     sleeper(name);
   }
   EXPECT_EQ(runningNumbers(kFirefox), expected);
@@ -201,9 +187,9 @@ TEST_F(LinuxApplicationsTest, SeesAndEndsRunningCopies) {
 // A script in the folder of the program that it starts, and what else may lie there.
 TEST_F(LinuxApplicationsTest, SeesWhatAScriptStarts) {
   script("opt/google/chrome/google-chrome", "");
-  std::filesystem::create_directories(system.path("bin"));
-  std::filesystem::create_symlink(system.path("opt/google/chrome/google-chrome"),
-                                  system.path("bin/google-chrome-stable"));
+  fs::create_directories(system.path("bin"));
+  fs::create_symlink(system.path("opt/google/chrome/google-chrome"),
+                     system.path("bin/google-chrome-stable"));
   entry("google-chrome", "Exec=google-chrome-stable %U\n");
   Companion chrome({sleeper("opt/google/chrome/chrome"), "1000"});
   Companion helper({sleeper("opt/google/chrome/updater"), "1000"});
@@ -211,19 +197,28 @@ TEST_F(LinuxApplicationsTest, SeesWhatAScriptStarts) {
   EXPECT_EQ(runningNumbers("com.google.Chrome"), std::vector<std::int64_t>{chrome.process()});
 }
 
-// Links into the launcher of all snaps must not make every snap a copy of one.
+// A snap's entry, whatever its name, leads to a link into the launcher of all snaps, which must not
+// make every snap a copy of one.
 TEST_F(LinuxApplicationsTest, TellsSnapsApart) {
   sleeper("usr/bin/snap");
   system.directory("snap/bin");
   for (const std::string name : {"firefox", "chromium"}) {
-    std::filesystem::create_symlink(system.path("usr/bin/snap"), system.path("snap/bin/" + name));
-    entry(name, "Exec=env HINT=/x " + system.path("snap/bin/" + name) + " %u\n");
+    const std::string link = system.path("snap/bin/" + name);
+    fs::create_symlink(system.path("usr/bin/snap"), link);
+    entry(name, "Exec=env HINT=/x " + link + " %u\n");
+  }
+  const std::string chromium = kChromium + std::string(kSnapEnd);
+  for (const std::string name : {"chromium", "chromium_chromium"}) {
+    EXPECT_EQ(applications.pathOfApplication(chromium), system.path("snap/bin/chromium"));
+    EXPECT_EQ(applications.pathOfApplication(kChromium), std::nullopt);
+    fs::rename(system.path("share/applications/" + name + ".desktop"),
+               system.path("share/applications/chromium_chromium.desktop"));
   }
   const Companion launcher({system.path("usr/bin/snap"), "1000"});
   const Companion firefox({sleeper("snap/firefox/12/usr/lib/firefox"), "1000"});
   EXPECT_EQ(runningNumbers(kFirefox + std::string(kSnapEnd)),
             std::vector<std::int64_t>{firefox.process()});
-  EXPECT_TRUE(runningNumbers(kChromium + std::string(kSnapEnd)).empty());
+  EXPECT_TRUE(runningNumbers(chromium).empty());
   EXPECT_TRUE(runningNumbers(kFirefox).empty());
 }
 

@@ -187,8 +187,7 @@ class FakeApplications : public platform::Applications {
 
 class FakeWorkspace : public platform::Workspace {
  public:
-  bool setIconFromFile(const std::string& iconFile, const std::string& path) override {
-    icons.emplace_back(iconFile, path);
+  bool setIconFromFile(const std::string& /*icon*/, const std::string& /*path*/) override {
     return succeeds;
   }
   bool open(const std::string& path) override {
@@ -201,7 +200,6 @@ class FakeWorkspace : public platform::Workspace {
     if (succeeds) return {};
     return platform::SystemError{"POSIX", 2, path};
   }
-  std::vector<std::pair<std::string, std::string>> icons;
   std::vector<std::string> opened;
   std::vector<std::pair<std::string, std::vector<std::string>>> launched;
   bool succeeds = true;
@@ -260,7 +258,6 @@ class FakeSessionEnd : public platform::SessionEnd {
  public:
   void observe(std::function<void()> announced) override { observer = std::move(announced); }
   bool hold(const std::string& why) override {
-    if (!grants) return false;
     if (!held) ++holds;
     held = why;
     return true;
@@ -273,7 +270,6 @@ class FakeSessionEnd : public platform::SessionEnd {
   std::function<void()> observer;
   std::optional<std::string> held;  // why
   std::size_t holds = 0;
-  bool grants = true;
 };
 
 class FakeMachine : public platform::Machine {
