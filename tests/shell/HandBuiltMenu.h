@@ -9,22 +9,17 @@
 #include "menu/StatusItemView.h"
 #include "menu/View.h"
 
-// The row of a disk: a spinner that turns while the menu is open, and a word about it.
+// The row of a disk: a word about it.
 class RowView : public menu::View {
  public:
   RowView(std::string name, std::string state)
-      : View({0, 0, 260, 40}),
-        spinner(std::make_shared<menu::ProgressIndicator>(platform::Rect{6, 13, 14, 14})),
-        name_(std::move(name)),
-        state_(std::move(state)) {
+      : View({0, 0, 260, 40}), name_(std::move(name)), state_(std::move(state)) {
     resizesWithWidth = true;
-    addSubview(spinner);
     addSubview(std::make_shared<menu::TextField>(platform::Rect{60, 12, 180, 18}, name_,
                                                  platform::TextStyle{}));
   }
   std::string accessibleName() const override { return name_ + state_; }
 
-  const std::shared_ptr<menu::ProgressIndicator> spinner;
   int drawn = 0;
   bool wasHighlighted = false;
 
@@ -62,23 +57,16 @@ class HandBuiltMenu : public menu::MenuDelegate,
     else
       fillDisk(shown);
   }
-  void menuWillOpen(menu::Menu& shown) override {
-    told.push_back("willOpen " + shown.title());
-    if (&shown == root.get()) row->spinner->startAnimation();
-  }
-  void menuDidClose(menu::Menu& shown) override {
-    told.push_back("didClose " + shown.title());
-    if (&shown == root.get()) row->spinner->stopAnimation();
-  }
+  void menuWillOpen(menu::Menu& shown) override { told.push_back("willOpen " + shown.title()); }
+  void menuDidClose(menu::Menu& shown) override { told.push_back("didClose " + shown.title()); }
 
   menu::MenuPtr menuOf(const std::string& title) {
     return menu::Menu::qv_menuWithTitle<menu::Menu>(title, shared_from_this(), false);
   }
   menu::MenuItemPtr item(const std::string& title, bool isEnabled = true) {
-    auto made = menu::MenuItem::qv_menuItem(
+    return menu::MenuItem::qv_menuItem(
         title, {"mi_note:", [this](menu::MenuItem& sender) { clicked.push_back(sender.title); }},
         {}, isEnabled);
-    return made;
   }
   menu::MenuItemPtr disk(const std::string& name) {
     auto made = item(name);
