@@ -1,5 +1,6 @@
 #include "tests/disktools/Bench.h"
 
+#include <plist/plist.h>
 #include <sys/mman.h>
 
 #include "extensions/PropertyList.h"
@@ -33,8 +34,16 @@ std::string contents(int file) {
   _exit(126);
 }
 
+// Read by a library that did not write it.
 PropertyList plistOf(const std::string& text) {
-  auto list = extensions::parsePropertyList(text);
+  plist_t root = nullptr;
+  plist_from_xml(text.data(), static_cast<std::uint32_t>(text.size()), &root);
+  char* bytes = nullptr;
+  std::uint32_t size = 0;
+  plist_to_bin(root, &bytes, &size);
+  const auto list = extensions::parsePropertyList(std::string_view(bytes, size));
+  plist_free(root);
+  free(bytes);
   EXPECT_TRUE(list) << text;
   return list.value().value_or(PropertyList());
 }
