@@ -35,8 +35,14 @@ std::string backupResult(const QVRamDisk& disk) {
   return "saved to " + disk.backupDirPath().value_or("");
 }
 
+// A clean-up leaves alone what is kept elsewhere.
 std::string cleanResult(const QVRamDisk& disk) {
-  return fmt::format("emptied ({} % used)", settings::usedPercent(disk));
+  const auto used = settings::usedPercent(disk);
+  const auto saved = disk.isSavedIntoBase() ? disk.savedBasePath() : disk.backupDirPath();
+  if (!saved || !platform::services().files->exists(*saved))
+    return fmt::format("emptied ({} % used)", used);
+  return fmt::format("emptied ({} % used; what was saved last is in {} until the next save)", used,
+                     *saved);
 }
 
 // The engine only logs what it could not delete.

@@ -186,7 +186,7 @@ class XmlReader {
       const char letter = rest_[end];
       if (quote == 0 && letter == '<') return fail();
       if (letter == '"' || letter == '\'')
-        quote = quote == 0 ? letter : quote == letter ? 0 : quote;
+        quote = quote == 0 ? letter : (quote == letter ? '\0' : quote);
     }
     if (end == rest_.size()) return fail();
     std::string_view inside = rest_.substr(1, end - 1);

@@ -50,7 +50,7 @@ std::optional<Holder> parsedHolder(const std::string& text) {
 }
 
 std::string clockTime(std::time_t moment) {
-  constexpr std::time_t kHalfDay = 12 * 60 * 60;
+  constexpr std::time_t kHalfDay = 43'200;  // seconds
   const bool isRecent = std::time(nullptr) - moment < kHalfDay;
   return isRecent ? fmt::format("{:%H:%M:%S}", fmt::localtime(moment))
                   : fmt::format("{:%Y-%m-%d %H:%M:%S}", fmt::localtime(moment));

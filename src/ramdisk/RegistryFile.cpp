@@ -146,7 +146,7 @@ platform::Outcome RegistryFile::keepDamagedFile() {
     if (present && *present == *bytes) return {};
     copy = path_ + ".damaged-" + std::to_string(number);
   }
-  if (const auto done = services().files->replaceContents(copy, *bytes); !done) {
+  if (auto done = services().files->replaceContents(copy, *bytes); !done) {
     QVLogError("QVRamDiskEntries", "the damaged registry could not be kept: {}", done.error().text);
     return done;
   }

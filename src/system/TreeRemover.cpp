@@ -311,14 +311,14 @@ platform::Outcome removeItemBelow(const Descriptor& folder, const std::string& p
   Descriptor above(openat(folder.get(), ".", kOpenRoot));
   while (true) {
     const std::string name(relative.substr(0, relative.find('/')));
-    if (!copier::isEntryName(name)) return errnoError(EINVAL, place + "/" + name);
     if (name.size() == relative.size()) {
       auto outcome = removeItems({name}, std::move(above), place);
       if (outcome.complete()) return {};
       return std::move(outcome.failedItems.begin()->second);
     }
     relative.remove_prefix(name.size() + 1);
-    place += "/" + name;
+    place.append("/").append(name);
+    if (!copier::isEntryName(name)) return errnoError(EINVAL, place);
     above = Descriptor(openat(above.get(), name.c_str(), kOpenRoot | O_NOFOLLOW));
     if (!above) return errnoError(errno, place);
     if (copier::FolderIdentity::of(above.get()).device != device ||

@@ -206,7 +206,8 @@ TEST_F(Actions, CleaningAsksFirst) {
   EXPECT_EQ(run({"clean", "one"}, "no\n", true).status, 1);
   EXPECT_EQ(readFile(path("one/file")), "of one");
   EXPECT_EQ(run({"clean", "--all"}, "y\n", true).out,
-            "one: QVRamDiskActionInfo_cleanUpFiles\none: emptied (0 % used) in T\n")
+            "one: QVRamDiskActionInfo_cleanUpFiles\none: emptied (0 % used; what "
+            "was saved last is in ~~/desk/one (Tarnvale Backup Base) until the next save) in T\n")
       << "the disk that is not mounted is no matter";
   EXPECT_TRUE(std::filesystem::is_empty(path("one")));
 }

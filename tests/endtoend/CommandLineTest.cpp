@@ -29,8 +29,9 @@ TEST_F(CommandLineTest, EveryActionWorksOnABaseModeDisk) {
   EXPECT_TRUE(holds(done("list --json"), "\"status\": \"created\""));
   done("remount cache");
   EXPECT_EQ(readFile(folder + "/new"), "new");
-  done("clean cache --yes");
+  EXPECT_TRUE(holds(done("clean cache --yes"), "saved last is in " + saved));
   EXPECT_TRUE(fs::is_empty(folder));
+  EXPECT_EQ(readFile(saved + "/new"), "new");
   scratch.file("home/desk/cache/last", "last");
   done("eject cache");
   EXPECT_FALSE(isMounted(folder));
