@@ -13,6 +13,12 @@ std::unique_ptr<platform::MainLoop> make() {
   return std::make_unique<Loop>();
 }
 
+// As work on the main thread does that takes its time.
+inline void beBusy(std::chrono::milliseconds time) {
+  const auto end = std::chrono::steady_clock::now() + time;
+  while (std::chrono::steady_clock::now() < end) continue;
+}
+
 class MainLoopCases : public testing::TestWithParam<decltype(&make<platform::MainLoop>)> {
  protected:
   const std::unique_ptr<platform::MainLoop> made = GetParam()();
@@ -114,10 +120,7 @@ TEST_P(MainLoopCases, RepeatsUntilCancelledAndLeavesOutMissedBeats) {
     loop.cancel(timer);
     loop.after(70ms, [&] { loop.stop(); });
   });
-  loop.post([&] {  // busy over three of them
-    while (std::chrono::steady_clock::now() - start < 100ms) {
-    }
-  });
+  loop.post([] { beBusy(100ms); });  // over three of them
   loop.run();
   ASSERT_EQ(beats.size(), 3U);
   EXPECT_TRUE(3 <= beats[0] && beats[0] < beats[1] && beats[1] < beats[2]);
@@ -126,11 +129,7 @@ TEST_P(MainLoopCases, RepeatsUntilCancelledAndLeavesOutMissedBeats) {
 TEST_P(MainLoopCases, NeverFiresWhatWasCancelled) {
   const auto late = loop.after(2ms, [] { ADD_FAILURE(); });
   loop.after(1ms, [&] { loop.cancel(late); });
-  loop.post([] {  // both are due when it ends
-    const auto end = std::chrono::steady_clock::now() + 5ms;
-    while (std::chrono::steady_clock::now() < end) {
-    }
-  });
+  loop.post([] { beBusy(5ms); });  // both are due when it ends
   bool stopped = false;
   loop.after(10ms, [&] {
     stopped = true;
@@ -148,11 +147,7 @@ TEST_P(MainLoopCases, StarvesNeitherTimersNorTasks) {
   };
   loop.post(again);
   loop.after(2ms, [&] { fired = true; });
-  const auto busy = loop.every(1ms, [] {  // always due again by its end
-    const auto end = std::chrono::steady_clock::now() + 2ms;
-    while (std::chrono::steady_clock::now() < end) {
-    }
-  });
+  const auto busy = loop.every(1ms, [] { beBusy(2ms); });  // always due again by its end
   loop.after(30ms, [&] { loop.post([&] { loop.stop(); }); });
   loop.run();
   loop.cancel(busy);

@@ -35,14 +35,14 @@ Scratch::~Scratch() {
 }
 
 std::string Scratch::file(std::string_view relative, std::string_view contents) const {
-  const std::string full = path(relative);
+  std::string full = path(relative);
   fs::create_directories(fs::path(full).parent_path());
   std::ofstream(full, std::ios::binary) << contents;
   return full;
 }
 
 std::string Scratch::executable(std::string_view relative, std::string_view script) const {
-  const std::string full = file(relative, script);
+  std::string full = file(relative, script);
   fs::permissions(full, fs::perms::owner_all);
   return full;
 }

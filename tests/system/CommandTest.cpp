@@ -137,7 +137,7 @@ TEST_F(CommandTest, ServesManyThreadsAtOnce) {
 
 // Either kind of file serves, wherever the system has both.
 TEST_F(CommandTest, StreamFilesReadToTheirSealedEndAndLeaveNothing) {
-  const std::string before = getenv("TMPDIR");
+  const std::string before = fs::temp_directory_path();
   setenv("TMPDIR", scratch.path().c_str(), 1);
   for (auto* make : {StreamFile::inMemory, StreamFile::inTemporaryFolder}) {
     StreamFile stream = make();
