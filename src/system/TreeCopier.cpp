@@ -99,9 +99,8 @@ std::optional<Sides> ItemCopier::enter(const FolderPtr& folder, const Sides& abo
   opened.sides[kTo] = makeCopy(*folder, above[kTo].get(), folder->name.c_str());
   if (!opened.sides[kTo]) return std::nullopt;
   if (folder->parent->handsListsDown) shared_.system.dropAccessLists(opened.sides[kTo].get());
-  if (!opened.otherMount) return std::move(opened.sides);
-  QVLogWarning("TreeCopier", "mount point not entered, path:{}",
-               shared_.tally.pathOf(folder->relativePath()));
+  if (opened.otherMount) failed(*folder, "openat", EXDEV);
+  if (!opened.otherMount || folder->listed == kEarlier) return std::move(opened.sides);
   leave(folder, opened.sides);
   return std::nullopt;
 }

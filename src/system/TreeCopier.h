@@ -78,10 +78,11 @@ struct CopyOutcome {
 };
 
 // Copies one item, a folder with all that is in it, to `to`, whose parent exists. Something already
-// at `to` is a failure and stays as it is. Links are copied as links and never followed, no mount
-// point below is entered. Kept: modes, times to the nanosecond, extended attributes and access
-// lists, ownership where permitted, holes, hard links within the item. An entry that fails is
-// logged and counted and the rest goes on. Blocks the caller; any thread.
+// at `to` is a failure and stays as it is. Links are copied as links and never followed. A
+// mount point below is not entered and counts as failed, for what it hides. Kept: modes, times to
+// the nanosecond, extended attributes and access lists, ownership where permitted, holes, hard
+// links within the item. An entry that fails is logged and counted and the rest goes on. Blocks the
+// caller; any thread.
 CopyOutcome copyItemAtPath(const std::string& from, const std::string& to,
                            const CopyOptions& options = {});
 

@@ -84,6 +84,24 @@ TEST_F(PlacesTest, APlaceIsLookedAtAgainWhenTheDiskIsMadeByWhomever) {
   EXPECT_EQ(readFile(folder + "/file"), "file");
 }
 
+// What a mount inside a disk hides is the disk's own, and what it shows is not.
+TEST_F(PlacesTest, ASaveKeepsWhatAMountInsideTheDiskHides) {
+  for (const char* file : {"old", "in/hidden", "deep/in/hidden"})
+    scratch.file(std::string("home/desk/cache/") + file, "own");
+  done("add '" + folder + "' --size 200M");
+  done("create cache");
+  for (const char* inside : {"home/desk/cache/in", "home/desk/cache/deep/in"})
+    scratch.file(mountAt(inside).substr(scratch.path().size() + 1) + "/shown", "other's");
+  for (const char* action : {"sync cache", "eject cache --force"}) {
+    const Ran ran = run(action);
+    const std::string kept = isMounted(folder) ? saved : folder;
+    for (const char* inside : {"/in", "/deep/in"}) {
+      EXPECT_EQ(readFile(kept + inside + "/hidden"), "own") << action << "\n" << ran.output;
+      EXPECT_FALSE(fs::exists(kept + inside + "/shown")) << action;
+    }
+  }
+}
+
 // Home, a folder of it, or the directory itself may be on another disk by a link.
 TEST_F(PlacesTest, ADiskBehindLinksIsOneOverTheDirectoryItself) {
   const std::string far = scratch.directory("far");

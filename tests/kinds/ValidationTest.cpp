@@ -110,6 +110,19 @@ TEST(MountDirectory, MustBeThereAndLocal) {
   QVMacInfo::forgetCachedAnswers();
 }
 
+// Some systems have their homes below "/var", and show them at "/home" by a link.
+TEST(MountDirectory, OfAUserIsNoneOfTheSystemWhereverLinksLead) {
+  World world;
+  const std::string real = world.scratch.directory("var/home");
+  std::filesystem::remove(world.home());
+  std::filesystem::create_directory_symlink(real, world.home());
+  world.places->protectedPaths = {world.scratch.path("var")};
+  QVRamDiskManager::forgetCachedAnswers();
+  EXPECT_EQ(directoryRefusal(real, "Disk"), "");
+  EXPECT_EQ(directoryRefusal(real, "Library"), kLibrary);
+  EXPECT_EQ(directoryRefusal(world.scratch.directory("var/lib"), "Disk"), kSystem);
+}
+
 // macOS with everything moved below the scratch folder.
 class MacPlaces : public doubles::FakePlaces {
  public:

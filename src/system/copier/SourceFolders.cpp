@@ -82,6 +82,10 @@ SourceFolders::Opened SourceFolders::open(Folder& folder, const Sides& above) co
   if (folder.listed == kEarlier) return opened;
   openOriginal(folder, above[kFrom].get(), opened);
   opened.otherMount = opened.sides[kFrom] && isOnOtherMount(folder);
+  if (!opened.otherMount || !opened.sides[kEarlier]) return opened;
+  opened.sides[kFrom].reset();
+  folder.listed = kEarlier;
+  folder.origin = Origin::Unread;
   return opened;
 }
 
@@ -101,10 +105,8 @@ void SourceFolders::openOriginal(Folder& folder, int above, Opened& opened) cons
   folder.origin = Origin::Unread;
 }
 
-// An item may be a mount point itself.
 bool SourceFolders::isOnOtherMount(const Folder& folder) const {
   const Folder& parent = *folder.parent;
-  if (!parent.parent && rootHoldsItems_) return false;
   return folder.mount != parent.mount ||
          folder.identities[kFrom].device != parent.identities[kFrom].device;
 }

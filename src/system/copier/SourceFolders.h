@@ -6,8 +6,9 @@
 // - an entry is not in the original because it could not be brought in before, which the volume
 //   remembers (EarlierCopy::lacking): nobody deleted it (Origin::Lacked).
 //
-// What the original does not have otherwise was deleted, and is not taken. Mount points below the
-// items are made as empty folders and not entered.
+// What the original does not have otherwise was deleted, and is not taken. A mount point hides the
+// folder below it, whose contents nobody sees: it counts as one that cannot be opened, what is
+// mounted there is not entered, and without an earlier copy an empty folder is made.
 
 #include <cstdint>
 #include <map>
