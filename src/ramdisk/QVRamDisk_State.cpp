@@ -21,7 +21,6 @@
 
 namespace {
 
-using platform::FileKind;
 using platform::services;
 
 std::string described(const QVRamDiskDevice::Infos& infos) {

@@ -247,7 +247,7 @@ Descriptor openedForLocking(const std::string& path) {
 
 // Closing alone would leave the lock to a program that is just being started, until that has become
 // what it is to be.
-class LockedFile : public FileLock {
+class LockedFile final : public FileLock {
  public:
   explicit LockedFile(Descriptor file) : file_(std::move(file)) {}
   ~LockedFile() override {
