@@ -1,4 +1,3 @@
-
 #include "device/QVRamDiskDevice.h"
 #include "tests/support/EngineTest.h"
 

@@ -1,4 +1,3 @@
-
 #include "disktools/Commands.h"
 #include "disktools/Mounting.h"
 #include "tests/disktools/Bench.h"

@@ -1,5 +1,3 @@
-
-
 #include "system/DiskPlaces.h"
 #include "system/ExtendedAttributes.h"
 #include "system/QVFunctions.h"

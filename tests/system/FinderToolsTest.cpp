@@ -1,5 +1,3 @@
-
-
 #include "extensions/PathExtension.h"
 #include "platform/linux/LinuxWorkspace.h"
 #include "system/QVFinderTools.h"

@@ -1,5 +1,3 @@
-
-
 #include "system/QVMacInfo.h"
 #include "system/QVRamDiskUtils.h"
 #include "tests/system/SystemTest.h"
