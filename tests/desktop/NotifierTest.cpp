@@ -15,7 +15,7 @@ namespace {
 class NotifierTest : public DesktopTest {
  protected:
   std::string addBuild(const std::string& size = "200M") {
-    const std::string folder = scratch.directory("home/desk/my_build");
+    std::string folder = scratch.directory("home/desk/my_build");
     scratch.file("home/desk/my_build/letters/first", "first");
     scratch.file("home/desk/my_build/objects/main.o", std::string(3'000'000, 'o'));
     EXPECT_EQ(run("add '" + folder + "' --size " + size), 0);
@@ -24,7 +24,7 @@ class NotifierTest : public DesktopTest {
 
   // A tray comes, and the helper's item with a disk to it. Gives the disk's folder.
   std::string showBuild(const std::string& size = "200M", bool withHost = true) {
-    const std::string folder = addBuild(size);
+    std::string folder = addBuild(size);
     tray.come(withHost);
     helper.emplace(std::vector<std::string>{"FromApp"});
     registers();
@@ -52,7 +52,7 @@ constexpr char kPngStart[] = "\x89PNG";
 
 // The same text as a desktop shows it: underscores would mark keys, and levels are spaces.
 std::string labelOf(const QJsonObject& item) {
-  QString label(3 * item["indentation"].toInt(), QLatin1Char(' '));
+  QString label(qsizetype{3} * item["indentation"].toInt(), QLatin1Char(' '));
   label += item["text"].toString();
   if (item["toolTip"].isString()) label += QString::fromUtf8(" – ") + item["toolTip"].toString();
   return label.replace("_", "__").toStdString();

@@ -6,7 +6,7 @@ class TrayTest : public DesktopTest {
  protected:
   // A disk over a folder with something to browse, not created.
   std::string addBuild(const std::string& more = {}) {
-    const std::string folder = scratch.directory("home/desk/build");
+    std::string folder = scratch.directory("home/desk/build");
     scratch.file("home/desk/build/letters/first", "first");
     scratch.file("home/desk/build/objects/main.o", std::string(3'000'000, 'o'));
     EXPECT_EQ(run("add '" + folder + "' --size 200M " + more), 0);
