@@ -14,13 +14,14 @@
 
 #include "disktools/Volume.h"
 #include "leaf/DeviceNames.h"
+#include "leaf/VolumeLimits.h"
 
 namespace disktools {
 
 namespace {
 
 constexpr std::uint32_t kBlock = 4096;
-constexpr std::uint32_t kBytesPerInode = 8192;
+constexpr std::uint64_t kOwnInodes = 16;  // that the format keeps to itself, and some
 
 struct Abandon {
   void operator()(struct_ext2_filsys* fs) const { ext2fs_free(fs); }
@@ -43,7 +44,7 @@ ext2_super_block parameters(const Record& record) {
                               EXT2_FEATURE_RO_COMPAT_LARGE_FILE | EXT4_FEATURE_RO_COMPAT_HUGE_FILE |
                               EXT4_FEATURE_RO_COMPAT_DIR_NLINK | EXT4_FEATURE_RO_COMPAT_EXTRA_ISIZE;
   ext2fs_blocks_count_set(&super, record.bytes() / kBlock);
-  const std::uint64_t inodes = std::max<std::uint64_t>(record.bytes() / kBytesPerInode, 64);
+  const std::uint64_t inodes = leaf::mostInodes(record.bytes()) + kOwnInodes;
   super.s_inodes_count = static_cast<std::uint32_t>(std::min<std::uint64_t>(inodes, 1U << 31U));
   return super;
 }
@@ -75,7 +76,7 @@ errcode_t makeRoot(ext2_filsys fs, const Record& record) {
   if (const errcode_t error = ext2fs_mkdir(fs, EXT2_ROOT_INO, EXT2_ROOT_INO, nullptr)) return error;
   ext2_inode root{};
   if (const errcode_t error = ext2fs_read_inode(fs, EXT2_ROOT_INO, &root)) return error;
-  root.i_mode = S_IFDIR | 0755;
+  root.i_mode = S_IFDIR | 0700;
   root.i_uid = static_cast<std::uint16_t>(record.uid & 0xFFFFU);
   root.i_gid = static_cast<std::uint16_t>(record.gid & 0xFFFFU);
   ext2fs_set_i_uid_high(root, static_cast<std::uint16_t>(record.uid >> 16U));

@@ -7,6 +7,8 @@
 #include <array>
 #include <cerrno>
 
+#include "leaf/VolumeLimits.h"
+
 namespace disktools {
 
 const std::uint64_t kVolumeAttributes = MOUNT_ATTR_NOSUID | MOUNT_ATTR_NODEV | MOUNT_ATTR_NOATIME;
@@ -27,10 +29,6 @@ std::string kernelMessages(int context) {
   return all;
 }
 
-// Inodes take kernel memory beside the size, a kilobyte or so each with its directory entry; one
-// for each block of the smallest file keeps that in proportion.
-std::uint64_t mostInodes(const Record& record) { return 1024 + record.bytes() / 4096; }
-
 bool keepsUserAttributes(const Descriptor& volume) {
   const Descriptor root(openat(volume.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   return root && fsetxattr(root.get(), "user.tarnvale.probe", "1", 1, 0) == 0;
@@ -40,8 +38,8 @@ Outcome configureMemory(FsContext& context, const Record& record) {
   const std::pair<const char*, std::string> options[] = {
       {"source", record.node()},
       {"size", std::to_string(record.bytes())},
-      {"nr_inodes", std::to_string(mostInodes(record))},
-      {"mode", "0755"},
+      {"nr_inodes", std::to_string(leaf::mostInodes(record.bytes()))},
+      {"mode", "0700"},  // until who fills it gives it the rights that it is to have
       {"uid", std::to_string(record.uid)},
       {"gid", std::to_string(record.gid)},
   };

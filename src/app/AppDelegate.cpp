@@ -73,7 +73,9 @@ void AppDelegate::recover(QVRamDiskEntries& entries, const QVRamDiskPtr& disk) {
   if (!lock || !finishCutOffActions(disk, *lock)) return;
   if (disk->status() != QVRamDiskStatus_notCreated || !disk->createAtLogin()) return;
   noteRecovered(disk);
-  disk->performAction(QVRamDiskActionCreate, entries.shared_from_this(), 0, *lock);
+  ActionTerms terms(*lock);
+  terms.atLogin = true;
+  disk->performAction(QVRamDiskActionCreate, entries.shared_from_this(), 0, std::move(terms));
 }
 
 // Another helper that makes the disk and was asked to end is waited for. Null when the disk is left

@@ -25,20 +25,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::size_t kMostNamed = 8;
 constexpr auto kLookForInterruption = 100ms;
-
-std::string namesOf(const std::vector<platform::VolumeUser>& users) {
-  std::string names;
-  for (std::size_t i = 0; i < users.size() && i < kMostNamed; ++i) {
-    names += i == 0 ? "" : ", ";
-    names += users[i].processIdentifier == 0
-                 ? "what is mounted at " + users[i].name
-                 : fmt::format("{} ({})", users[i].name, users[i].processIdentifier);
-  }
-  if (users.size() > kMostNamed) names += fmt::format(" and {} more", users.size() - kMostNamed);
-  return names;
-}
 
 // A rebuild and an eject go through stages of other actions; the stage alone says which.
 QVRamDiskAction actionOfStage(QVRamDiskActionInfo info, QVRamDiskAction running) {
@@ -51,17 +38,6 @@ QVRamDiskAction actionOfStage(QVRamDiskActionInfo info, QVRamDiskAction running)
 
 // Where another program acts on the disk, that knows its state.
 bool didBegin(const QVErrorPtr& error) { return !error || error->code() != QVErrorCode::Locked; }
-
-// Refuses a disk whose volume programs use, by name and process number; one that only works in a
-// folder of it counts. Of who uses it only what the user may see is known.
-Allowed isUnused(const QVRamDisk& disk) {
-  const auto path = disk.path();
-  if (disk.status() != QVRamDiskStatus_mounted || !path) return {};
-  const auto users = platform::services().volumes->use(*path).users;
-  if (users.empty()) return {};
-  return Refusal{kRefused, nameOf(disk) + " is in use by " + namesOf(users),
-                 "close what uses it and leave its folders, or go on with --force"};
-}
 
 // Runs one action on disks one after the other, in the order added, on the main loop. The registry
 // is read before and written after each. What fails is said and the rest goes on; an interruption
@@ -203,8 +179,7 @@ void ActionQueue::startNext() {
 
 Allowed ActionQueue::mayStart(const QVRamDisk& disk) const {
   settings::DiskState state(registry_.disks());
-  if (auto meant = verb_.check(disk, state.status(disk)); !meant) return meant;
-  return verb_.unmounts && !forced_ ? isUnused(disk) : Allowed();
+  return verb_.check(disk, state.status(disk));
 }
 
 void ActionQueue::startOn(const QVRamDiskPtr& disk) {
@@ -216,11 +191,13 @@ void ActionQueue::startOn(const QVRamDiskPtr& disk) {
   name_ = nameOf(*disk);
   started_ = std::chrono::steady_clock::now();
   const auto reports = registry_.entries().shared_from_this();
+  ActionTerms terms;
+  terms.lock = lock_;
+  terms.force = forced_;
   if (verb_.action == QVRamDiskActionCleanUpFiles)
-    lock_ ? disk->startCleanUp(reports, *lock_) : disk->startCleanUp(reports);
+    disk->startCleanUp(reports, std::move(terms));
   else
-    lock_ ? disk->performAction(verb_.action, reports, 1, *lock_)
-          : disk->performAction(verb_.action, reports, 1);
+    disk->performAction(verb_.action, reports, 1, std::move(terms));
 }
 
 void ActionQueue::reported(const Stage& stage) {
@@ -233,6 +210,7 @@ void ActionQueue::reported(const Stage& stage) {
 void ActionQueue::finished(const QVErrorPtr& error) {
   display_->end();
   disk_->update();
+  for (const auto& notice : disk_->observed().notices) context_.warn(printable(notice));
   // The node of a device that is gone will soon be another's.
   if (verb_.action == QVRamDiskActionEject && !error) disk_->setDeviceNode(std::nullopt);
   sayHowItEnded(error);
@@ -244,7 +222,11 @@ void ActionQueue::finished(const QVErrorPtr& error) {
 void ActionQueue::sayHowItEnded(const QVErrorPtr& error) {
   if (error) {
     const auto remedy = remedyFor(*error, *disk_, verb_.action);
-    return refuse({kActionFailed, name_ + ": " + extensions::errorText(*error),
+    const bool refused =
+        error->code() == QVErrorCode::InUse || error->code() == QVErrorCode::CannotBeHeld;
+    const std::string text = extensions::errorText(*error);
+    return refuse({refused ? kRefused : kActionFailed,
+                   text.starts_with(name_) ? text : name_ + ": " + text,
                    commandSentence(remedy.trouble, remedy.facts).todo});
   }
   if (disk_->status() != verb_.statusAfterwards)

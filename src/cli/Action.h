@@ -34,8 +34,8 @@ struct ActionVerb {
   const char* question = nullptr;  // set: to be confirmed, "deleting the contents of"
   // Set: whether an action that reports no errors of its own has succeeded.
   Allowed (*verify)(const QVRamDisk& disk) = nullptr;
-  // Takes the volume from under the programs that use it: refused then, unless forced.
-  bool unmounts = false;
+  // What it is refused for without --force; null where it is refused for nothing.
+  const char* insists = nullptr;
 };
 
 // What the user asked a verb for.

@@ -148,7 +148,7 @@ void describeAction(CLI::App& app, Command& command, const ActionVerb& action) {
                                          });
   addDisks(*verb, asked.names);
   verb->add_flag("--all", asked.all, "Every disk for which it has a meaning");
-  if (action.unmounts) verb->add_flag("--force", asked.force, "Also when programs use the disk");
+  if (action.insists) verb->add_flag("--force", asked.force, action.insists);
   if (action.question) verb->add_flag("--yes", asked.yes, "Do not ask");
 }
 

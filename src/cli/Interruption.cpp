@@ -8,7 +8,10 @@
 namespace cli {
 namespace {
 
-constexpr std::array kSignals = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
+constexpr std::array kSignals = {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ};
+
+// A reader that is gone and a file that may not grow are failed calls.
+bool isFailedCall(int signal) { return signal == SIGPIPE || signal == SIGXFSZ; }
 
 // A signal handler reaches nothing else.
 std::atomic<bool> wasNoted{false};
@@ -34,7 +37,7 @@ extern "C" void noteInterruption(int) {
 Interruption::Interruption() {
   wasNoted = false;
   for (std::size_t i = 0; i < kSignals.size(); ++i) {
-    former_[i] = std::signal(kSignals[i], kSignals[i] == SIGPIPE ? SIG_IGN : noteInterruption);
+    former_[i] = std::signal(kSignals[i], isFailedCall(kSignals[i]) ? SIG_IGN : noteInterruption);
     if (former_[i] == SIG_IGN) std::signal(kSignals[i], SIG_IGN);
   }
 }

@@ -51,6 +51,10 @@ Allowed mayRemount(const QVRamDisk& disk, QVRamDiskStatus status) {
   return Refusal{kActionFailed, nameOf(disk) + " is not created", "'tarnvale create' makes it"};
 }
 
+constexpr char kUsedDirectory[] =
+    "Also when programs use the directory, or what is in it cannot be read";
+constexpr char kUsedDisk[] = "Also when programs use the disk, or not everything can be saved";
+
 std::string rebuildResult(const QVRamDisk& disk) { return "rebuilt, " + mountedText(disk); }
 
 }  // namespace
@@ -61,14 +65,15 @@ std::vector<ActionVerb> verbs::life() {
            .action = QVRamDiskActionCreate,
            .statusAfterwards = QVRamDiskStatus_mounted,
            .check = mayCreate,
-           .result = mountedText},
+           .result = mountedText,
+           .insists = kUsedDirectory},
           {.name = "eject",
            .help = "Save what is to be kept and give the memory back",
            .action = QVRamDiskActionEject,
            .statusAfterwards = QVRamDiskStatus_notCreated,
            .check = mayEject,
            .result = ejectResult,
-           .unmounts = true},
+           .insists = kUsedDisk},
           {.name = "remount",
            .help = "Mount disks that were only unmounted, with their contents",
            .action = QVRamDiskActionRemount,
@@ -81,7 +86,7 @@ std::vector<ActionVerb> verbs::life() {
            .statusAfterwards = QVRamDiskStatus_mounted,
            .check = isMounted,
            .result = rebuildResult,
-           .unmounts = true}};
+           .insists = kUsedDisk}};
 }
 
 }  // namespace cli

@@ -20,11 +20,12 @@ struct DiskRecovery {
 };
 
 // Puts one disk right and saves its record when that changed anything.
-DiskRecovery recoverDisk(Registry& registry, const QVRamDiskPtr& disk) {
+DiskRecovery recoverDisk(Registry& registry, const QVRamDiskPtr& disk,
+                         RecoveryPurpose purpose = RecoveryPurpose::ClearTheWay) {
   DiskRecovery recovery{disk, {}, {}};
   const auto lock = ActionLock::take(disk->identifier());  // until what was found is saved
   QVErrorPtr error = lock.error();
-  if (lock) recovery.findings = recoverCutOffActions(disk, *lock, error);
+  if (lock) recovery.findings = recoverCutOffActions(disk, *lock, error, purpose);
   if (error)
     recovery.outcome = Refusal{kActionFailed, nameOf(*disk) + ": " + extensions::errorText(*error),
                                "what an action left that was cut off is not put right yet"};
@@ -111,7 +112,7 @@ int recoverBeforeAction(Context& context, const ActionVerb& verb, Registry& regi
   const auto isNotReady = [&](const QVRamDiskPtr& disk) {
     if (interruption.noted()) return true;
     if (isLeftToTheAction(verb, *disk, registry)) return false;
-    const DiskRecovery recovery = recoverDisk(registry, disk);
+    const DiskRecovery recovery = recoverDisk(registry, disk, recoveryPurposeOf(verb.action));
     warnOf(context, recovery);
     if (recovery.outcome) return false;
     status = combined(status, context.refuse(recovery.outcome.error()));

@@ -28,6 +28,9 @@ enum class QVErrorCode : std::uint8_t {
   RefillUnfinished,  // the volume's contents never came in whole
   NotRestored,       // the volume is there, but not all of its contents were brought back
   VolumeGone,        // the disk is no longer mounted where it was
+  InUse,             // programs use what the action would take from under them; nothing was done
+  NotAllSaved,       // entries could not be saved; the former generation is kept
+  CannotBeHeld,      // the directory holds what its user may not read; nothing was done
 };
 
 // One failure. `message` is for the user, `reason` a short tag that names the failed call and is

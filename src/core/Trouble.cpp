@@ -247,6 +247,17 @@ constexpr Row kRows[] = {
                    "ps"),
      .commandHelps = says(
          "the directory's own contents lie in %@; 'tarnvale recover %@' puts them back", "ps")},
+    {.trouble = Trouble::InUse,
+     .helps = says("Quit these programs, and try again."),
+     .commandHelps = says("close what uses it and leave its folders, or go on with --force")},
+    {.trouble = Trouble::NotAllSaved,
+     .helps = says("The save before is kept too. Put right what stands in the way, and try again."),
+     .commandHelps = says("the save before is kept too; put right what stands in the way and try "
+                          "again, or eject with --force")},
+    {.trouble = Trouble::CannotBeHeld,
+     .helps = says("Make it readable, or take it out of the directory."),
+     .commandHelps = says("make it readable or take it out of the directory, or go on with --force "
+                          "and it stays aside")},
 };
 
 const std::string& factOf(const TroubleFacts& facts, char letter) {

@@ -73,6 +73,9 @@ enum class Trouble : std::uint8_t {
   NotRestored,
   StillMounted,
   BaseLeftAside,  // path: where it lies
+  InUse,
+  NotAllSaved,
+  CannotBeHeld,
 };
 
 struct TroubleFacts {

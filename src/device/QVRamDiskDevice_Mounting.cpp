@@ -3,6 +3,7 @@
 #include "core/QVLocalized.h"
 #include "core/QVLog.h"
 #include "device/QVRamDiskDevice.h"
+#include "extensions/PathExtension.h"
 #include "platform/Services.h"
 #include "system/DiskPlaces.h"
 #include "system/ExtendedAttributes.h"
@@ -48,10 +49,11 @@ QVErrorPtr createMountPath(const std::string& path, std::string_view reason) {
   return nullptr;
 }
 
-// Only a volume with the information record is one of ours and may be replaced.
-QVErrorPtr replaceMountedVolume(const std::string& path) {
+// Only an older volume of the same disk may be replaced; what is on another disk's nobody saved.
+QVErrorPtr replaceMountedVolume(const std::string& path, const Text& identifier) {
   QVRamDiskDevice::Infos infos;
-  if (!QVRamDiskDevice::getExtentedRamDiskInfos(infos, path))
+  if (!QVRamDiskDevice::getExtentedRamDiskInfos(infos, path) ||
+      !QVRamDiskDevice::belongsTo(identifier, infos))
     return failure("Another volume is mounted", "getExtentedAttribute==NO", {},
                    QVErrorCode::PlaceTaken);
   const auto error =
@@ -60,7 +62,7 @@ QVErrorPtr replaceMountedVolume(const std::string& path) {
   return createMountPath(path, "createDirectoryAtPath:");
 }
 
-QVErrorPtr clearMountPath(const std::string& path) {
+QVErrorPtr clearMountPath(const std::string& path, const Text& identifier) {
   const FileKind kind = services().files->kind(path);
   if (kind == FileKind::Missing) return createMountPath(path, "createDirectoryAtPath");
   if (kind != FileKind::Directory) return failure("The target is not a directory", "isDir==NO");
@@ -68,7 +70,7 @@ QVErrorPtr clearMountPath(const std::string& path) {
     case 0:
       return nullptr;
     case 1:
-      return replaceMountedVolume(path);
+      return replaceMountedVolume(path, identifier);
     default:
       return failure("Unable to get mount information", "state==-1");
   }
@@ -82,8 +84,9 @@ QVErrorPtr mountVolume(const std::string& deviceNode, const std::string& path, b
   return runTool(Tool::Mounter, args, "Unable to mount disk", "executeCommand:");
 }
 
-QVErrorPtr mountAt(const std::string& path, const std::string& deviceNode, bool hidden) {
-  if (auto error = clearMountPath(path)) return error;
+QVErrorPtr mountAt(const std::string& path, const std::string& deviceNode, bool hidden,
+                   const Text& identifier) {
+  if (auto error = clearMountPath(path, identifier)) return error;
   return mountVolume(deviceNode, path, hidden);
 }
 
@@ -108,9 +111,12 @@ QVErrorPtr labelVolume(const std::string& deviceNode, const Text& identifier, QV
   return nullptr;
 }
 
-bool holdsOnlySystemFiles(const std::vector<std::string>& names) {
+// What a file manager keeps of a folder's looks. Of the other names that the system uses some may
+// be the user's, as of a trash with files in it.
+bool holdsOnlySettings(const std::vector<std::string>& names) {
   return std::all_of(names.begin(), names.end(), [](const std::string& name) {
-    return name.empty() || QVFinderTools::isSystemFileNameInFolder(name, 0);
+    return QVFinderTools::isSystemFileNameInFolder(name, 0) &&
+           !QVFinderTools::isSystemFileNameInFolder(name, 1);
   });
 }
 
@@ -118,8 +124,10 @@ void removeMountDirectory(const std::string& path) {
   if (services().files->kind(path) == FileKind::Missing) return;
   const auto names = services().files->names(path);
   if (!names) QVLogError("QVRamDiskDevice", "contents==nil error:{}", QVDescription(names.error()));
-  if (names && !holdsOnlySystemFiles(*names)) return;
-  if (const auto done = services().files->remove(path); !done)
+  if (!names || !holdsOnlySettings(*names)) return;
+  for (const auto& name : *names)
+    services().files->remove(extensions::appendingPathComponent(path, name));
+  if (const auto done = services().files->removeEmpty(path); !done)
     QVLogError("QVRamDiskDevice", "removeItemAtPath:error: path:{} error:{}", path,
                QVDescription(done.error()));
 }
@@ -135,9 +143,9 @@ QVErrorPtr QVRamDiskDevice::mountDeviceNode(const Text& deviceNode, const Text& 
   const std::string node = deviceNode.value_or("");
   const bool byTheSystem =
       !directory && !services().files->isWritable(services().places->volumesDirectory());
-  const auto error =
-      byTheSystem ? eraseAndMount(node, name.value_or(""), format)
-                  : mountAt(disk_places::mountPath(directory, name), node, directory.has_value());
+  const auto error = byTheSystem ? eraseAndMount(node, name.value_or(""), format)
+                                 : mountAt(disk_places::mountPath(directory, name), node,
+                                           directory.has_value(), identifier);
   return error ? error : labelVolume(node, identifier, state, mountedPath);
 }
 

@@ -229,8 +229,13 @@ void StatusMenuController::mt_ramDiskDidUpdated(const QVRamDiskPtr& ramDisk) {
   synchronizeRamDiskEntries(ramDisk);
   QVRamDiskEntries::postDidChangeToAllNotificationWithSender(kSenderHelper);
   updateDiskWarning();
+  if (started.empty()) return;
+  std::string told;
+  for (const auto& notice : ramDisk->observed().notices)
+    told += (told.empty() ? "" : "\n") + notice;
+  if (!told.empty()) failures_->tell({ramDisk->displayName().value_or(""), told, {"Ok"}});
   const auto error = ramDisk->lastError();
-  if (!started.empty() && error) tellFailure(*ramDisk, error, started.mapped().action);
+  if (error) tellFailure(*ramDisk, error, started.mapped().action);
 }
 
 // Nobody waits for what was started from a menu, and the menu is closed when it fails.

@@ -53,6 +53,13 @@ class Files {
   // any failure both are as they were.
   virtual Outcome move(const std::string& from, const std::string& to) = 0;
 
+  // The two change places in one step, so that nobody ever finds either missing. ENOTSUP where the
+  // file system cannot do it; nothing was changed then, as after any failure.
+  virtual Outcome exchange(const std::string& one, const std::string& other) = 0;
+
+  // Takes away a directory that holds nothing, and only such a one.
+  virtual Outcome removeEmpty(const std::string& directory) = 0;
+
   // Makes the directory and those above it that are missing. An existing directory is a success.
   // After a failure those that were made stay.
   virtual Outcome createDirectories(const std::string& path) = 0;

@@ -63,9 +63,17 @@ class Volumes {
   // A lasting identifier of the volume as an upper-case UUID text, where it has one.
   virtual std::optional<std::string> volumeIdentifier(std::int32_t deviceNumber) const = 0;
 
+  // How many files and folders a new RAM disk of this size can hold; nullopt without a limit.
+  virtual std::optional<std::uint64_t> mostEntries(std::uint64_t bytes) const = 0;
+
   // Who has files of the volume open, mapped, or works in it, and what is mounted in it, as far as
   // the caller may see.
   virtual VolumeUse use(const std::string& mountPoint) const = 0;
+
+  // Who has files of the directory, or of one below it, open or mapped for writing, or works in it:
+  // what these write stays in that directory, wherever it is moved and whatever is mounted over its
+  // path. Who only reads is not told.
+  virtual VolumeUse useBelow(const std::string& directory) const = 0;
 
   // Extended attributes of the item itself: links are not followed. Names are given without the
   // prefix that a platform may ask for. An attribute whose size changed between asking and reading

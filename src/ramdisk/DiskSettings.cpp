@@ -9,6 +9,8 @@ namespace {
 
 using Text = DiskSettings::Text;
 
+constexpr double kBaseMargin = 1.5;
+
 bool isNameOfEntry(std::string_view name) {
   return !name.empty() && name != "." && name != ".." && name.find('/') == std::string_view::npos;
 }
@@ -45,6 +47,10 @@ Text DiskSettings::backupFolder(const Text& identifier) const {
   const Text parent = inSupport ? QVRamDiskManager::appSupportPath() : backupDir;
   if (!parent || !identifier) return std::nullopt;
   return disk_places::backupFolder(*parent, *identifier);
+}
+
+bool DiskSettings::hasRoomFor(std::uint64_t bytes) const {
+  return static_cast<double>(bytes) * kBaseMargin < static_cast<double>(size);
 }
 
 // A simulator's folder is its base whatever the mode says.

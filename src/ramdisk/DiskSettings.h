@@ -49,6 +49,9 @@ struct DiskSettings {
   // nullopt where the mode has no backup folder.
   Text backupFolder(const Text& identifier) const;
 
+  // The disk must be larger than half as much again as what it is filled with.
+  bool hasRoomFor(std::uint64_t bytes) const;
+
   bool isKeptInBase() const;
   // Where saves go; nullopt for a disk whose contents are not kept.
   Text folderOfSaves(const Text& identifier) const;
@@ -69,6 +72,8 @@ struct DiskObservation {
   QVRamDiskAction action{};
   QVRamDiskActionInfo lastActionInfo{};
   QVErrorPtr lastError;
+  // What the user is to be told of the last action besides whether it failed: sentences, localised.
+  std::vector<std::string> notices;
 
   std::uint64_t usedBytes() const { return volSize > volFree ? volSize - volFree : 0; }
 };

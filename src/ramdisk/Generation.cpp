@@ -20,6 +20,7 @@ bool isThere(const std::string& path) { return services().files->exists(path); }
 
 constexpr char kLacks[] = "lacks";
 constexpr char kLacksUnlisted[] = "lacks unlisted";
+constexpr char kMoving[] = "moving";
 constexpr char kSaving[] = "saving";
 // A clock that is only kept in step drifts by less than a thousandth.
 constexpr double kMostDrift = 0.001;
@@ -34,8 +35,8 @@ std::vector<std::string> splitAtZeros(std::string_view text) {
   return parts;
 }
 
-std::string lackingText(const std::vector<std::string>& lacking) {
-  std::string text = std::string(kLacks) + '\0';
+std::string listText(const char* word, const std::vector<std::string>& lacking) {
+  std::string text = std::string(word) + '\0';
   for (const std::string& path : lacking) (text += path) += '\0';
   return text;
 }
@@ -72,11 +73,18 @@ std::optional<SaveNote> parsed(const std::string& text) {
 Generation::Generation(std::string folder, std::string_view previousExt)
     : folder_(std::move(folder)),
       previous_(previousOf(folder_, previousExt)),
+      partial_(partialOf(folder_)),
       marker_(incompleteMarkOf(folder_)) {}
 
 bool Generation::exists() const { return isThere(folder_); }
 
 bool Generation::hasPrevious() const { return isThere(previous_); }
+
+bool Generation::hasPartial() const { return isThere(partial_); }
+
+bool Generation::hasGaps() const {
+  return exists() && hasPrevious() && !isMarked() && !generationIdentity(folder_);
+}
 
 bool Generation::isMarked() const { return isThere(marker_); }
 
@@ -109,8 +117,55 @@ std::optional<std::string> giveNewIdentity(const std::string& folder) {
   return identity;
 }
 
-void takeIdentity(const std::string& folder) {
+GapNote gapNote(const std::string& folder) {
+  const auto value = services().volumes->attribute(folder, kGapsAttribute);
+  auto parts = splitAtZeros(value.value().value_or(""));
+  if (parts.empty()) return {};
+  const auto state = parts.front() == kMoving ? GapNote::State::Moving : GapNote::State::Lacks;
+  parts.erase(parts.begin());
+  return {state, std::move(parts)};
+}
+
+bool noteGaps(const std::string& folder, const GapNote& note) {
+  auto& volumes = *services().volumes;
+  if (note.state == GapNote::State::None) {
+    if (!volumes.attribute(folder, kGapsAttribute)) return true;
+    return static_cast<bool>(volumes.removeAttribute(folder, kGapsAttribute));
+  }
+  if (note.state == GapNote::State::Moving)
+    return static_cast<bool>(
+        volumes.setAttribute(folder, kGapsAttribute, listText(kMoving, note.paths)));
+  return volumes.setAttribute(folder, kGapsAttribute, listText(kLacks, note.paths)) ||
+         volumes.setAttribute(folder, kGapsAttribute, listText(kLacks, {}));
+}
+
+bool noteSeen(const std::string& folder, const std::optional<timespec>& moment) {
+  auto& volumes = *services().volumes;
+  if (!moment) return !lastSeen(folder) || volumes.removeAttribute(folder, kSeenAttribute);
+  return static_cast<bool>(volumes.setAttribute(
+      folder, kSeenAttribute, fmt::format("{} {}", moment->tv_sec, moment->tv_nsec)));
+}
+
+// Noting it moves the folder's own time on.
+std::optional<timespec> noteSeenNow(const std::string& folder) {
+  if (!noteSeen(folder, timespec{})) return std::nullopt;
+  const auto now = changeTime(folder);
+  return now && noteSeen(folder, *now) ? std::optional(*now) : std::nullopt;
+}
+
+std::optional<timespec> lastSeen(const std::string& folder) {
+  const auto value = services().volumes->attribute(folder, kSeenAttribute);
+  std::istringstream words(value.value().value_or(""));
+  words.imbue(std::locale::classic());
+  timespec moment{};
+  if (words >> moment.tv_sec >> moment.tv_nsec) return moment;
+  return std::nullopt;
+}
+
+void takeNotes(const std::string& folder) {
   if (generationIdentity(folder)) QVSetExtendedAttribute({}, kGenerationAttribute, folder);
+  noteGaps(folder, {});
+  noteSeen(folder, std::nullopt);
 }
 
 // --- A volume's notes
@@ -144,7 +199,8 @@ platform::Outcome noteRefillEnded(const std::string& volume,
                                   const std::vector<std::string>& lacking, bool unlisted) {
   auto& volumes = *services().volumes;
   if (lacking.empty() && !unlisted) return volumes.removeAttribute(volume, kRefillAttribute);
-  if (!unlisted && volumes.setAttribute(volume, kRefillAttribute, lackingText(lacking))) return {};
+  if (!unlisted && volumes.setAttribute(volume, kRefillAttribute, listText(kLacks, lacking)))
+    return {};
   return volumes.setAttribute(volume, kRefillAttribute, kLacksUnlisted);
 }
 

@@ -4,11 +4,17 @@
 //   FOLDER              the generation
 //   FOLDER.previous     the one before, kept until the new one is whole and on the device
 //   FOLDER.incomplete   an empty folder; while it is there, FOLDER is not whole
+//   FOLDER.partial      a generation with gaps, set aside while a newer one is made
 //
 // A save sets FOLDER aside as the previous one, marks, fills FOLDER anew, flushes, unmarks, and
 // only then drops the previous one. So whatever cuts it off, one of the two is whole, and which one
 // can be told. Stateless but for the paths; any thread.
-
+//
+// A save in which entries could not be copied leaves FOLDER with gaps, and beside it the previous
+// one, which is not dropped before a save without gaps: the two together are all there is. FOLDER
+// lists its gaps. Only a generation without gaps has an identity, so that a previous one beside a
+// FOLDER that has one is needless. The next save sets a FOLDER with gaps aside as the partial one
+// instead of the previous, so that what fills the gaps stays.
 //
 // Beside the folders, a volume of ours knows of its own contents, as extended attributes of its
 // root beside the information record: whether they came in whole, and what the last save may be
@@ -33,9 +39,13 @@ class Generation {
 
   const std::string& folder() const { return folder_; }
   const std::string& previous() const { return previous_; }
+  const std::string& partial() const { return partial_; }
 
   bool exists() const;
   bool hasPrevious() const;
+  bool hasPartial() const;
+  // There is one beside the previous that is not known to have everything.
+  bool hasGaps() const;
   bool isMarked() const;
 
   // The one to restore from, never a marked one. nullopt: none.
@@ -48,6 +58,7 @@ class Generation {
  private:
   std::string folder_;
   std::string previous_;
+  std::string partial_;
   std::string marker_;
 };
 
@@ -55,7 +66,31 @@ class Generation {
 // not have it. nullopt where the file system keeps no attributes.
 std::optional<std::string> generationIdentity(const std::string& folder);
 std::optional<std::string> giveNewIdentity(const std::string& folder);
-void takeIdentity(const std::string& folder);
+
+// What a generation lacks and the previous one has, in the attribute "com.tarnvale.RamDiskGaps" of
+// its folder: a word, and paths relative to it, each ended by a zero byte.
+struct GapNote {
+  enum class State {
+    None,
+    Moving,  // these are being moved over from the previous one, and nothing else is lacking
+    Lacks,   // these could not be saved
+  };
+  State state = State::None;
+  std::vector<std::string> paths{};
+};
+GapNote gapNote(const std::string& folder);
+// A list that the file system cannot hold is cut. false when not even the state could be noted.
+bool noteGaps(const std::string& folder, const GapNote& note);
+
+// The generation was in our hands at this moment, by its own clock: what changed in it since,
+// somebody else wrote. In the attribute "com.tarnvale.RamDiskBaseSeen" of its folder, or of the
+// volume where the folder's file system keeps none.
+bool noteSeen(const std::string& folder, const std::optional<timespec>& moment);
+std::optional<timespec> noteSeenNow(const std::string& folder);  // gives the moment if it is noted
+std::optional<timespec> lastSeen(const std::string& folder);
+
+// For a generation that becomes an ordinary directory again.
+void takeNotes(const std::string& folder);
 
 // --- A volume's notes
 

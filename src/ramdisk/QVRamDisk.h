@@ -21,6 +21,18 @@
 // Options of changeToType.
 inline constexpr std::uint64_t QVRamDiskChangeTypeKeepSettings = 1;
 
+// How an action is to be done.
+struct ActionTerms {
+  ActionTerms() = default;
+  ActionTerms(ActionLock held) : lock(std::move(held)) {}
+
+  std::optional<ActionLock> lock;  // that the caller holds and hands on
+  // The user insists: also when programs use the disk or its directory, when the directory holds
+  // what cannot be read, or when not everything can be saved.
+  bool force = false;
+  bool atLogin = false;  // nobody can be asked
+};
+
 // What the status refresh compares.
 struct QVComparableValues {
   std::optional<std::string> name;
@@ -163,17 +175,19 @@ class QVRamDisk : public extensions::KeyedArchivable,
   // clean-up always on the caller's, the others as `threaded` says, which counts only when
   // exactly 1. Where the system has no thread to give, it runs on the caller's. A second action is
   // reported as a critical exception and started all the same.
+  //
+  // Whoever starts an action, what a cut-off one left is put right before it, and it is refused
+  // where it would take files from under a program, unless the terms say otherwise.
   void performAction(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate,
-                     std::int64_t threaded);
-  void performAction(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate,
-                     std::int64_t threaded, const ActionLock& lock);
+                     std::int64_t threaded, ActionTerms terms = {});
   // Clean-up for who cannot wait: on a thread of its own, with the disk marked as busy and with a
   // first and a last report, as other actions are.
-  void startCleanUp(const QVRamDiskDelegatePtr& delegate);
-  void startCleanUp(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
+  void startCleanUp(const QVRamDiskDelegatePtr& delegate, ActionTerms terms = {});
   // Keeps the progress code and the error, then tells the delegate on this thread.
   void inform(const QVRamDiskDelegatePtr& delegate, QVRamDiskActionInfo actionInfo,
               const QVErrorPtr& error);
+  // Adds a sentence to what the user is told at the end of the running action, and to the log.
+  void tell(std::string notice);
   // Passes a copy's progress on to the delegate. `totalBytes` is 0 when nobody knows.
   QVRamDiskBackup::Progress progressFor(const QVRamDiskDelegatePtr& delegate,
                                         std::uint64_t totalBytes);
@@ -216,6 +230,8 @@ class QVRamDisk : public extensions::KeyedArchivable,
 
   std::string mountPath() const { return settings().mountPath(); }
   std::string shownPath() const { return settings().shownPath(); }
+  // Where its saves go now: beside the volume, where the directory above was renamed since.
+  Text folderOfSaves() const;
   Text backupDirPath() const { return settings().backupFolder(identifier_); }
   Text savedBasePath() const { return settings().savedBase(); }
   bool isSavedIntoBase() const { return settings().isKeptInBase(); }
@@ -230,6 +246,11 @@ class QVRamDisk : public extensions::KeyedArchivable,
  private:
   struct Operation;
   using Lock = std::optional<ActionLock>;  // as a caller gave it
+  // The terms of the running action.
+  struct Insistence {
+    bool force = false;
+    bool atLogin = false;
+  };
   // What was last drawn or looked up for showing it (QVRamDisk_Icon.cpp).
   struct Shown;
 
@@ -261,11 +282,23 @@ class QVRamDisk : public extensions::KeyedArchivable,
   void forgetWhatIsShown();
 
   void dispatch(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate, bool threaded,
-                Lock lock);
+                ActionTerms terms);
   void reportRunningAction() const;
   static const Operation* operationOf(QVRamDiskAction action);
-  void startOnThread(const Operation& operation, const QVRamDiskDelegatePtr& delegate, Lock lock);
-  void run(const Operation& operation, const QVRamDiskDelegatePtr& delegate, Lock lock = {});
+  void startOnThread(const Operation& operation, const QVRamDiskDelegatePtr& delegate,
+                     ActionTerms terms);
+  void run(const Operation& operation, const QVRamDiskDelegatePtr& delegate,
+           ActionTerms terms = {});
+  Insistence insistence() const {
+    const std::lock_guard lock(mutex_);
+    return insistence_;
+  }
+  // (QVRamDisk_Readiness.cpp)
+  QVErrorPtr makeReady(QVRamDiskAction action, const ActionLock& lock);
+  QVErrorPtr recoverBefore(QVRamDiskAction action, const ActionLock& lock);
+  QVErrorPtr checkUnused() const;
+  QVErrorPtr checkRebuilds() const;
+  QVErrorPtr checkNotThere() const;
   void cleanUpHere(const QVRamDiskDelegatePtr& delegate, Lock lock);
   std::shared_ptr<const ActionLock> lockForAction(Lock given, QVErrorPtr& error);
 
@@ -273,18 +306,29 @@ class QVRamDisk : public extensions::KeyedArchivable,
   QVErrorPtr create(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
   bool createVolume(const QVRamDiskDelegatePtr& delegate, QVErrorPtr& error,
                     const ActionLock& lock);
+  void undoCreation(const ActionLock& lock);
   QVErrorPtr remount(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
   QVErrorPtr rebuild(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
   QVErrorPtr backup(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
   QVErrorPtr syncWithBase(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
   QVErrorPtr cleanUpFiles(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
   QVErrorPtr saveInto(const Text& folder, const QVRamDiskDelegatePtr& delegate, SaveCare care,
-                      const ActionLock& lock);
+                      bool waitsForCalm, const ActionLock& lock);
+  QVErrorPtr saveFrom(const Text& volume, const Text& folder, const QVRamDiskDelegatePtr& delegate,
+                      SaveCare care, bool waitsForCalm);
+  QVErrorPtr errorOf(const SaveOutcome& outcome) const;
+  bool mayGoOnAfter(const QVErrorPtr& saved);
+  void keepMissingAside(const std::string& volume, const std::vector<std::string>& missing);
   QVErrorPtr saveContents(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
-  QVErrorPtr saveLateChanges(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
   QVErrorPtr ejectDevice(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
-  void putBaseBack(const ActionLock& lock);
+  QVErrorPtr ejectSaved(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
+  bool holdWritersOff() const;
+  QVErrorPtr saveHeldOff(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock);
+  QVErrorPtr ejectFromUnderWriters(const QVRamDiskDelegatePtr& delegate);
+  QVErrorPtr saveTillCalm(const std::string& place, const QVRamDiskDelegatePtr& delegate);
+  void putBaseBack(const std::string& place, const ActionLock& lock);
   void findVolumeAgain();
+  Text placeOfVolume() const;
   // Null while the disk shows its own volume, or has no path, where nothing can be found. Else the
   // reason to leave alone what is there; the observed state is brought in line.
   QVErrorPtr checkVolume();
@@ -301,6 +345,8 @@ class QVRamDisk : public extensions::KeyedArchivable,
   DiskSettings settings_;
   DiskObservation observed_;
   std::weak_ptr<const ActionLock> acting_;  // what the running action holds
+  Insistence insistence_;
+  SaveOutcome lastSave_;  // of the action's thread alone
   const std::shared_ptr<Shown> shown_ = makeShown();
   static std::shared_ptr<Shown> makeShown();
 };

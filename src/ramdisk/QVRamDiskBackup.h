@@ -7,14 +7,8 @@
 #include <vector>
 
 #include "core/QVError.h"
+#include "ramdisk/Save.h"
 #include "system/TreeCopier.h"
-
-// What a save goes by when it takes a file over. The change time tells of every change but those
-// made through a mapping; while a file is mapped it is compared anyway, later nothing shows it.
-enum class SaveCare {
-  TrustTimes,  // the volume stays
-  Compare,     // it is the last save of the volume
-};
 
 // Copies a volume's top-level items into a folder, keeping the folder's previous generation until
 // the copy is complete, and back into a volume. Names that the system keeps for itself are left
@@ -34,10 +28,10 @@ class QVRamDiskBackup {
   static QVRamDiskBackup& sharedInstance();
 
   // Too little room at the destination is an error, found before anything is touched, and so is a
-  // volume whose contents never came in whole. See QVRamDiskBackup.cpp for how the
-  // generations change.
+  // volume whose contents never came in whole. See Save.cpp for how the generations change.
   // The previous generation lies beside the folder with `previousExt` as its extension. Items that
-  // cannot be copied are logged, keep the previous generation in place, and are no error.
+  // cannot be copied are logged, keep the previous generation in place, and are no error here;
+  // saveVolume() names them.
   QVErrorPtr backupRamDiskAtPath(const Text& path, const Text& backupPath,
                                  const std::string& previousExt, const Progress& progress = {},
                                  SaveCare care = SaveCare::TrustTimes) const;

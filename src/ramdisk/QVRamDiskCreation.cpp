@@ -1,3 +1,6 @@
+#include <cerrno>
+#include <filesystem>
+
 #include "core/QVLocalized.h"
 #include "core/QVLog.h"
 #include "device/QVRamDiskDevice.h"
@@ -9,15 +12,18 @@
 #include "ramdisk/QVRamDisk.h"
 #include "ramdisk/Recovery.h"
 #include "ramdisk/Surroundings.h"
+#include "ramdisk/Users.h"
 #include "system/DiskPlaces.h"
 #include "system/QVDirectoryStatistics.h"
 #include "system/QVFunctions.h"
 #include "system/QVMacInfo.h"
+#include "system/TreeCopier.h"
 
 // A creation is a pipeline; the first mandatory step that fails ends it, with its error:
 //
 //   permit      may this disk be made, here and of this size
 //   recover     what an action left that was cut off: a set-aside folder, a device never used
+//   look        who has the directory open, and what in it could not come in
 //   set aside   the directory becomes the saved base, measured first so that it will fit
 //   attach      the memory as a device, noted in a file until its volume is mounted and labelled
 //   format, mount, label
@@ -27,9 +33,9 @@
 // A volume that is to be filled is marked before it is labelled as ours, and the mark goes when all
 // is in: until then it is never saved, and recovery undoes it. So a kill at any point leaves the
 // directory's contents where they were or in the saved base, never in memory alone. From attaching
-// on a step that fails detaches the device with everything on it; the saved base stays where it is
-// and goes back at the next action's recovery. Filling is the exception: an entry that cannot be
-// brought in leaves the disk mounted, is told, and is kept by every later save (see RefillNote in
+// on a step that fails detaches the device with everything on it, and the base goes back in the
+// same action (QVRamDisk::undoCreation). Filling is the exception: an entry that cannot be brought
+// in leaves the disk mounted, is told, and is kept by every later save (see RefillNote in
 // Generation.h). The last three steps work on a volume that is whole already.
 
 namespace {
@@ -43,7 +49,6 @@ constexpr char kUnable[] = "Unable to create RamDisk";
 constexpr char kVolumeIcon[] = ".VolumeIcon.icns";
 constexpr std::uint64_t kLargestWired = 1'073'741'824;  // bytes
 constexpr unsigned kSectorShift = 9;                    // sectors of 512 bytes
-constexpr double kBaseMargin = 1.5;  // the disk must be larger than this × its base
 
 std::string withTildeExpanded(const std::string& path) {
   return extensions::expandingTilde(path, services().places->home().value_or(""));
@@ -74,10 +79,12 @@ bool announcesNewVolume(const std::string& line) {
 // Runs on the thread of the action; each step that fails leaves its error and ends the run.
 class QVRamDiskCreation {
  public:
-  QVRamDiskCreation(QVRamDiskPtr disk, QVRamDiskDelegatePtr delegate, const ActionLock& lock)
+  QVRamDiskCreation(QVRamDiskPtr disk, QVRamDiskDelegatePtr delegate, const ActionLock& lock,
+                    bool force, bool atLogin)
       : disk_(std::move(disk)),
         delegate_(std::move(delegate)),
         lock_(lock),
+        terms_{force, atLogin},
         settings_(disk_->settings()) {}
 
   // YES when every mandatory step succeeded.
@@ -92,14 +99,19 @@ class QVRamDiskCreation {
   bool handlesBase() const;
   Text backupFolder() const { return settings_.backupFolder(disk_->identifier()); }
   bool setBaseAside();
+  bool checkUsers(const std::string& base);
+  bool checkContents(const std::string& base);
   bool measureBase(const std::string& basePath);
-  bool removeOldSavedBase(const std::string& savedBase);
+  bool clearSavedBase(const std::string& savedBase);
+  platform::Outcome changePlaces(const std::string& base, const std::string& saved);
+  void tellWhatIsLacking();
   bool attach();
   bool findDevice(const std::string& output);
   bool makeFileSystem();
   bool checkFormatterOutput(const std::string& output);
   std::optional<std::string> folderOfNextSave() const;
   bool mount();
+  void openToOthers();
   void recordVolume(const std::string& mountedPath);
   bool bringContentsBack();
   void restore(const std::string& folder, std::uint64_t totalBytes);
@@ -118,10 +130,15 @@ class QVRamDiskCreation {
   const QVRamDiskPtr disk_;
   const QVRamDiskDelegatePtr delegate_;
   const ActionLock& lock_;
+  const struct {
+    bool force;
+    bool atLogin;
+  } terms_;
   const DiskSettings settings_;  // as they were when it began
 
-  Text savedBase_;              // the directory's own contents, once set aside
-  std::uint64_t baseSize_ = 0;  // bytes
+  Text savedBase_;                    // the directory's own contents, once set aside
+  std::optional<timespec> baseSeen_;  // noted with it
+  std::uint64_t baseSize_ = 0;        // bytes
   std::string deviceNode_;
   std::string volume_;       // where it is mounted
   bool toBeFilled_ = false;  // from the base or a backup
@@ -157,16 +174,63 @@ bool QVRamDiskCreation::setBaseAside() {
   const Text saved = settings_.savedBase();
   const std::string base = settings_.mountPath();
   if (!saved || !services().files->exists(base)) return true;
-  if (!measureBase(base)) return false;
+  if (!checkUsers(base) || !measureBase(base) || !checkContents(base)) return false;
   // Under a mounted volume the saved base is the only copy of the directory's own contents.
-  if (QVRamDiskDevice::hasMountedVolumeAtPath(base) != 1 && !removeOldSavedBase(*saved))
-    return false;
+  if (QVRamDiskDevice::hasMountedVolumeAtPath(base) != 1 && !clearSavedBase(*saved)) return false;
   if (!services().files->exists(base)) return true;
-  if (const auto done = services().files->move(base, *saved); !done)
+  if (const auto done = changePlaces(base, *saved); !done)
     return fail(QVLocalizedFormat("Unable to move current base (%@) before create RamDisk",
                                   {withTildeExpanded(base)}),
                 "removeItemAtPath==NO", done.error());
   savedBase_ = saved;
+  baseSeen_ = noteSeenNow(*saved);
+  return true;
+}
+
+// In one step where the file system can, so that the path never leads nowhere. What then stands
+// there belongs to its owner alone until the volume covers it.
+platform::Outcome QVRamDiskCreation::changePlaces(const std::string& base,
+                                                  const std::string& saved) {
+  auto& files = *services().files;
+  if (QVRamDiskDevice::hasMountedVolumeAtPath(base) == 0 && files.createDirectories(saved)) {
+    std::error_code refused;
+    std::filesystem::permissions(saved, std::filesystem::perms::owner_all, refused);
+    const auto exchanged = files.exchange(base, saved);
+    if (exchanged) return {};
+    files.removeEmpty(saved);
+    if (exchanged.error().code != ENOTSUP) return exchanged;
+  }
+  return files.move(base, saved);
+}
+
+// What they write goes on going there, wherever the directory is moved. Where nobody can be asked
+// only who writes counts: a save tells what else changed there.
+bool QVRamDiskCreation::checkUsers(const std::string& base) {
+  if (terms_.force) return true;
+  auto users = services().volumes->useBelow(base).users;
+  if (terms_.atLogin) std::erase_if(users, [](const auto& user) { return !user.writing; });
+  if (users.empty()) return true;
+  error_ = inUseError(withTildeExpanded(base), users);
+  return false;
+}
+
+// What its user cannot read stays in the saved base and is moved from save to save; what no volume
+// can hold likewise. Both are told; the first is refused unless the user insists.
+bool QVRamDiskCreation::checkContents(const std::string& base) {
+  const auto contents = lookAtContents(base);
+  if (!contents.unreadable.empty() && !terms_.force)
+    return fail(QVLocalizedFormat("%@ holds what you may not read: %@",
+                                  {withTildeExpanded(base), someOf(contents.unreadable)}),
+                "unreadable", {}, QVErrorCode::CannotBeHeld);
+  const auto most = services().volumes->mostEntries(settings_.size);
+  if (most && contents.entries >= *most)
+    return fail(QVLocalizedFormat("The RamDisk can hold %@ files and folders, and %@ holds %@",
+                                  {std::to_string(*most), withTildeExpanded(base),
+                                   std::to_string(contents.entries)}),
+                "mostEntries", {}, QVErrorCode::ContentsTooLarge);
+  if (!contents.special.empty())
+    disk_->tell(QVLocalizedFormat("These are no files and stay aside until %@ is ejected: %@",
+                                  {disk_->displayName().value_or(""), someOf(contents.special)}));
   return true;
 }
 
@@ -175,16 +239,17 @@ bool QVRamDiskCreation::measureBase(const std::string& basePath) {
   if (!QVGetDirectoryStatistics(&directoryStatistics, 0, basePath))
     return fail(QVLocalized("Unable to calculate size of base directory."), "executeCommand==NO");
   baseSize_ = directoryStatistics.totalSize;
-  if (static_cast<double>(baseSize_) * kBaseMargin < static_cast<double>(settings_.size))
-    return true;
+  if (settings_.hasRoomFor(baseSize_)) return true;
   return fail(QVLocalizedFormat("Insufficient space to create RamDisk (RamDisk: %@, Base: %@)",
                                 {sizeText(settings_.size), sizeText(baseSize_)}),
               "directoryStatistics.totalSize", {}, QVErrorCode::ContentsTooLarge);
 }
 
-bool QVRamDiskCreation::removeOldSavedBase(const std::string& savedBase) {
+// Recovery has put back or kept aside whatever was of the user's there; what is left now is nothing
+// or something nobody knows, which is not taken away.
+bool QVRamDiskCreation::clearSavedBase(const std::string& savedBase) {
   if (!services().files->exists(savedBase)) return true;
-  const auto removed = services().files->remove(savedBase);
+  const auto removed = services().files->removeEmpty(savedBase);
   if (removed) return true;
   return fail(QVLocalizedFormat("Unable to delete previous backup base (%@)",
                                 {withTildeExpanded(savedBase)}),
@@ -247,7 +312,18 @@ bool QVRamDiskCreation::mount() {
   forgetAttachedDevice(disk_->identifier());
   volume_ = mounted.value_or("");
   recordVolume(volume_);
+  if (!toBeFilled_) openToOthers();
   return true;
+}
+
+// A new volume may belong to its owner alone; what is to be filled takes on its base's own rights.
+void QVRamDiskCreation::openToOthers() {
+  using std::filesystem::perms;
+  std::error_code refused;
+  std::filesystem::permissions(volume_,
+                               perms::owner_all | perms::group_read | perms::group_exec |
+                                   perms::others_read | perms::others_exec,
+                               refused);
 }
 
 void QVRamDiskCreation::recordVolume(const std::string& mountedPath) {
@@ -276,6 +352,8 @@ std::optional<std::string> QVRamDiskCreation::folderOfNextSave() const {
 bool QVRamDiskCreation::bringContentsBack() {
   auto note = toBeFilled_ ? noteSaveBegun(volume_) : std::nullopt;
   if (savedBase_) {
+    if (!baseSeen_) noteSeen(volume_, changeTime(*savedBase_).value());
+    QVRamDiskBackup::takeOnAttributes(*savedBase_, volume_);  // before anything private comes in
     inform(QVRamDiskActionInfo_creatingRecopingFromBase);
     restore(*savedBase_, baseSize_);
   }
@@ -290,18 +368,26 @@ bool QVRamDiskCreation::bringContentsBack() {
 bool QVRamDiskCreation::endRefill(std::optional<SaveNote> note) {
   if (const auto done = noteRefillEnded(volume_, lacking_.paths, lacking_.unlisted); !done)
     return failAndDetach(QVLocalized(kUnable), "noteRefillEnded", done.error());
-  if (!lacking_.empty()) {
-    QVLogWarning("QVRamDisk",
-                 "{} entries could not be brought into {}; they are kept and saved again",
-                 lacking_.paths.size(), volume_);
-    return true;
-  }
+  if (!lacking_.empty()) tellWhatIsLacking();
   const auto folder = folderOfNextSave();
   const auto identity = folder && note ? giveNewIdentity(*folder) : std::nullopt;
   if (!identity) return true;
   note->generation = *identity;
   noteSaveEnded(volume_, *note);
   return true;
+}
+
+// What is no file was told before.
+void QVRamDiskCreation::tellWhatIsLacking() {
+  const std::string from = savedBase_.value_or(backupFolder().value_or(""));
+  auto paths = lacking_.paths;
+  std::erase_if(paths,
+                [&](const auto& path) { return isSpecial(appendingPathComponent(from, path)); });
+  if (paths.empty() && !lacking_.unlisted) return;
+  disk_->tell(QVLocalizedFormat(
+      "%@ entries could not be brought into %@; they are kept and come back when it is ejected: %@",
+      {std::to_string(paths.size()), disk_->displayName().value_or(""),
+       someOf(paths, lacking_.unlisted)}));
 }
 
 void QVRamDiskCreation::restore(const std::string& folder, std::uint64_t totalBytes) {
@@ -392,7 +478,8 @@ void QVRamDisk::useRealPlace(const ActionLock& lock) {
 bool QVRamDisk::createVolume(const QVRamDiskDelegatePtr& delegate, QVErrorPtr& error,
                              const ActionLock& lock) {
   useRealPlace(lock);
-  QVRamDiskCreation creation(shared_from_this(), delegate, lock);
+  const auto terms = insistence();
+  QVRamDiskCreation creation(shared_from_this(), delegate, lock, terms.force, terms.atLogin);
   const bool created = creation.run();
   error = creation.error();
   return created;

@@ -1,60 +1,54 @@
 #include <chrono>
-#include <filesystem>
 
+#include "core/QVLocalized.h"
 #include "core/QVLog.h"
 #include "device/QVRamDiskDevice.h"
+#include "extensions/PathExtension.h"
+#include "kinds/QVRamDiskManager.h"
 #include "platform/Services.h"
 #include "ramdisk/Generation.h"
 #include "ramdisk/QVRamDisk.h"
 #include "ramdisk/Rescue.h"
+#include "ramdisk/Users.h"
+#include "system/DiskPlaces.h"
 #include "system/TreeCopier.h"
 
 // An eject gives the memory back without losing what is in it, in an order that leaves a whole copy
 // somewhere at each moment:
 //
-//   1. save      the volume into its saved base or backup folder; if that fails, the disk stays
-//   2. hold off  nobody may write any more; refused by the system while a file is open for writing
-//   3. save      again what changed since 1 began. After a refusal this is as late as it can be,
-//                and who holds on is named in the log
+//   1. save      the volume into its saved base or backup folder; if that fails, or is not whole,
+//                the disk stays
+//   2. hold off  nobody may write any more; refused by the system while a file is open for writing.
+//                It is tried for two seconds, as programs open and close files all the time
+//   3. save      again what changed since 1 began, and nothing can change any more
 //   4. unmount and detach; from here on the saved folder is the only copy
 //   5. put back  the saved base takes the directory's place again
 //
+// Writers that do not let go end it at 2, with their names. Who insists gets 4 before 3: the path
+// is unmounted first, so that no program opens another file there, then the device is mounted at a
+// place of the program's own and saved until nothing changes; what those still write who hold files
+// open is lost after that, and they are named. A program killed in between leaves a device that
+// waits, which recovery mounts, saves and ejects.
+//
+// Who insists after a save that was not whole gets what could not be saved copied to the program's
+// own folder, where that takes it, and the generation before it kept.
+//
 // What fails before 4 leaves the volume mounted and writable, and the record finds it again, so
-// that contents nobody saved stay in reach. A failure in 5 is only logged: the contents are whole
-// under the saved base's name, and recovery puts them back.
+// that contents nobody saved stay in reach. After a failure in 5, which is told, the contents are
+// whole under the saved base's name, and recovery puts them back.
 
 namespace {
 
 using platform::services;
 
-platform::Outcome removeMountDirectoryIfThere(const std::string& path) {
-  if (!services().files->exists(path)) return {};
-  return services().files->remove(path);
-}
+constexpr auto kBetweenTries = std::chrono::milliseconds(100);
+constexpr int kMostTries = 20;
+constexpr int kMostLateSaves = 10;
 
-void warnOfWriters(const std::string& volume) {
-  for (const auto& user : services().volumes->use(volume).users)
-    if (user.writing)
-      QVLogWarning("QVRamDisk",
-                   "{} ({}) has files of {} open for writing; what it writes from now on is lost",
-                   user.name, user.processIdentifier, volume);
-}
-
-bool modifiedSince(const std::string& folder, const timespec& moment) {
-  std::error_code unknown;
-  const auto time = std::filesystem::last_write_time(folder, unknown);
-  if (unknown) return true;
-  const auto since = std::chrono::seconds(moment.tv_sec) + std::chrono::nanoseconds(moment.tv_nsec);
-  return std::chrono::file_clock::to_sys(time).time_since_epoch() >= since;
-}
-
-// A removed item leaves no trace but in the volume's own time.
-bool hasChangedSince(const std::string& volume, const timespec& moment) {
-  const auto names = services().files->names(volume);
-  if (!names || modifiedSince(volume, moment)) return true;
-  auto items = *names;
-  std::erase_if(items, QVRamDiskBackup::leavesAlone);
-  return anyChangedSince(items, volume, moment);
+std::vector<platform::VolumeUser> writersOf(const std::string& volume) {
+  auto users = services().volumes->use(volume).users;
+  std::erase_if(users, [](const auto& user) { return !user.writing; });
+  return users;
 }
 
 }  // namespace
@@ -66,38 +60,123 @@ QVErrorPtr QVRamDisk::eject(const QVRamDiskDelegatePtr& delegate) {
 }
 
 QVErrorPtr QVRamDisk::eject(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock) {
+  lastSave_ = {};
   update();
   QVErrorPtr result = savesContents() ? saveContents(delegate, lock) : nullptr;
-  if (!result) result = ejectDevice(delegate, lock);
+  if (!result || mayGoOnAfter(result)) result = ejectDevice(delegate, lock);
   setPath(std::nullopt);
   update();
   if (result) findVolumeAgain();
   return result;
 }
 
+// A save that lacks entries ends an eject, unless the user insists; one that only was not calm does
+// not, as the last save is made when nobody can write.
+bool QVRamDisk::mayGoOnAfter(const QVErrorPtr& saved) {
+  return saved->code() == QVErrorCode::NotAllSaved && (lastSave_.isWhole() || insistence().force);
+}
+
 QVErrorPtr QVRamDisk::ejectDevice(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock) {
   inform(delegate, QVRamDiskActionInfo_ejecting, nullptr);
   const auto known = settings();
-  const bool saves = savesContents();
-  QVErrorPtr result = saves ? saveLateChanges(delegate, lock) : nullptr;
-  const auto seen = observed();
-  if (!result)
+  const std::string place = placeOfVolume().value_or("");
+  QVErrorPtr result;
+  if (savesContents() && path()) {
+    result = ejectSaved(delegate, lock);
+  } else {
+    const auto seen = observed();
     result = QVRamDiskDevice::ejectRamDiskDeviceNode(seen.deviceNode, seen.path,
                                                      known.ownsMountDirectory());
-  if (result && saves) QVRamDiskDevice::setWritable(seen.deviceNode, seen.path, true);
-  if (!result && known.isKeptInBase()) putBaseBack(lock);
+  }
+  if (!result && known.isKeptInBase()) putBaseBack(place, lock);
   return result;
 }
 
-QVErrorPtr QVRamDisk::saveLateChanges(const QVRamDiskDelegatePtr& delegate,
-                                      const ActionLock& lock) {
+QVErrorPtr QVRamDisk::ejectSaved(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock) {
   const auto seen = observed();
-  if (!seen.path) return nullptr;
-  const auto saved = saveNote(*seen.path);
-  const bool heldOff = !QVRamDiskDevice::setWritable(seen.deviceNode, seen.path, false);
-  if (!heldOff) warnOfWriters(*seen.path);
-  if (heldOff && saved && !hasChangedSince(*seen.path, saved->began)) return nullptr;
-  return saveInto(settings().folderOfSaves(identifier_), delegate, SaveCare::TrustTimes, lock);
+  if (!holdWritersOff()) {
+    const auto writers = writersOf(*seen.path);
+    if (!writers.empty() && !insistence().force)
+      return inUseError(displayName().value_or(""), writers);
+    if (!writers.empty())
+      tell(QVLocalizedFormat("What these programs write to %@ from now on is lost: %@",
+                             {displayName().value_or(""), namesOfUsers(writers)}));
+    return ejectFromUnderWriters(delegate);
+  }
+  QVErrorPtr result = saveHeldOff(delegate, lock);
+  if (!result)
+    result = QVRamDiskDevice::ejectRamDiskDeviceNode(seen.deviceNode, seen.path,
+                                                     settings().ownsMountDirectory());
+  if (result) QVRamDiskDevice::setWritable(seen.deviceNode, seen.path, true);
+  return result;
+}
+
+bool QVRamDisk::holdWritersOff() const {
+  const auto seen = observed();
+  for (int attempt = 0; attempt < kMostTries; ++attempt) {
+    if (attempt > 0) services().mainLoop->sleep(kBetweenTries);
+    if (!QVRamDiskDevice::setWritable(seen.deviceNode, seen.path, false)) return true;
+    if (attempt > 0 && writersOf(*seen.path).empty()) return false;  // it is not for them
+  }
+  return false;
+}
+
+QVErrorPtr QVRamDisk::saveHeldOff(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock) {
+  const std::string volume = path().value_or("");
+  if (lastSave_.isWhole() && lastSave_.calm && lastSave_.began &&
+      !hasChangedSince(volume, *lastSave_.began))
+    return nullptr;
+  const auto error = saveInto(folderOfSaves(), delegate, SaveCare::TrustTimes, false, lock);
+  if (error && !mayGoOnAfter(error)) return error;
+  keepMissingAside(volume, lastSave_.missing);
+  return nullptr;
+}
+
+// The device keeps its contents whatever becomes of the path.
+QVErrorPtr QVRamDisk::ejectFromUnderWriters(const QVRamDiskDelegatePtr& delegate) {
+  const auto seen = observed();
+  const Text support = QVRamDiskManager::appSupportPath();
+  if (!support || !identifier_ || !seen.deviceNode)
+    return inUseError(displayName().value_or(""), writersOf(*seen.path));
+  const std::string place = disk_places::lookPlace(*support, *identifier_);
+  if (auto error = QVRamDiskDevice::unmount(*seen.path)) return error;
+  QVErrorPtr error = QVRamDiskDevice::mountAsItIs(*seen.deviceNode, place);
+  if (!error) error = saveTillCalm(place, delegate);
+  if (error) {
+    QVRamDiskDevice::unmount(place);
+    QVRamDiskDevice::mountAsItIs(*seen.deviceNode, *seen.path);
+    return error;
+  }
+  error = QVRamDiskDevice::ejectRamDiskDeviceNode(seen.deviceNode, place, false);
+  services().files->removeEmpty(place);
+  return error;
+}
+
+QVErrorPtr QVRamDisk::saveTillCalm(const std::string& place, const QVRamDiskDelegatePtr& delegate) {
+  const Text folder = folderOfSaves();
+  for (int again = 0;; ++again) {
+    const auto error = saveFrom(place, folder, delegate, SaveCare::Compare, true);
+    if (error && !mayGoOnAfter(error)) return error;
+    const bool calm = lastSave_.began && !hasChangedSince(place, *lastSave_.began);
+    if (!calm && again < kMostLateSaves) continue;
+    keepMissingAside(place, lastSave_.missing);
+    return nullptr;
+  }
+}
+
+// The user insists; what no save could take may have another place.
+void QVRamDisk::keepMissingAside(const std::string& volume,
+                                 const std::vector<std::string>& missing) {
+  const Text support = QVRamDiskManager::appSupportPath();
+  if (missing.empty() || !support) return;
+  const auto kept = copyRescued(missing, volume,
+                                extensions::appendingPathComponent(*support, name().value_or("")));
+  if (kept.folder)
+    tell(QVLocalizedFormat("What could not be saved of %@ is kept in %@",
+                           {displayName().value_or(""), *kept.folder}));
+  if (!kept.lost.empty())
+    tell(QVLocalizedFormat("These could not be saved of %@ and are gone: %@",
+                           {displayName().value_or(""), someOf(kept.lost)}));
 }
 
 // After an eject that failed the volume may be mounted still, with contents nobody has saved.
@@ -109,22 +188,26 @@ void QVRamDisk::findVolumeAgain() {
   update();
 }
 
-// The directory returns under its own name with what was just saved.
-void QVRamDisk::putBaseBack(const ActionLock&) {
-  const auto known = settings();
-  const auto base = known.savedBase();
-  if (!base) return;
-  const std::string place = known.mountPath();
-  if (!services().files->exists(place)) return;
-  setAsideIfUsed(place);
-  if (const auto done = removeMountDirectoryIfThere(place); !done) {
-    QVLogError("QVRamDisk", "removeItemAtPath==NO mountPoint:{} error:{}", place,
-               QVDescription(done.error()));
-    return;
+// The directory returns under its own name with what was just saved. Where nothing stands at the
+// place any more the user took that away: the base stays where it is, which is told.
+void QVRamDisk::putBaseBack(const std::string& place, const ActionLock&) {
+  const std::string folder = disk_places::savedBase(extensions::deletingLastPathComponent(place),
+                                                    extensions::lastPathComponent(place));
+  const Generation base(folder);
+  if (!base.exists()) return;
+  std::vector<std::string> kept;
+  platform::Outcome done;
+  if (services().files->exists(place)) {
+    closeGaps(base, kept);
+    done = putInPlace(folder, place, kept);
   }
-  if (const auto done = services().files->move(*base, place); !done)
+  for (const auto& path : kept)
+    tell(QVLocalizedFormat("Files of yours that were not on %@ are kept in %@",
+                           {displayName().value_or(""), path}));
+  if (!done)
     QVLogError("QVRamDisk", "moveItemAtPath==NO mountPoint:{} error:{}", place,
                QVDescription(done.error()));
-  else
-    takeIdentity(place);
+  if (done && services().files->exists(place) && !base.exists()) return takeNotes(place);
+  tell(QVLocalizedFormat("The contents of %@ are still set aside as %@",
+                         {displayName().value_or(""), folder}));
 }

@@ -42,25 +42,14 @@ const QVRamDisk::Operation* QVRamDisk::operationOf(QVRamDiskAction action) {
 }
 
 void QVRamDisk::performAction(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate,
-                              std::int64_t threaded) {
+                              std::int64_t threaded, ActionTerms terms) {
   reportRunningAction();
-  dispatch(action, delegate, threaded == 1, std::nullopt);
+  dispatch(action, delegate, threaded == 1, std::move(terms));
 }
 
-void QVRamDisk::performAction(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate,
-                              std::int64_t threaded, const ActionLock& lock) {
+void QVRamDisk::startCleanUp(const QVRamDiskDelegatePtr& delegate, ActionTerms terms) {
   reportRunningAction();
-  dispatch(action, delegate, threaded == 1, lock);
-}
-
-void QVRamDisk::startCleanUp(const QVRamDiskDelegatePtr& delegate) {
-  reportRunningAction();
-  startOnThread(*operationOf(QVRamDiskActionCleanUpFiles), delegate, std::nullopt);
-}
-
-void QVRamDisk::startCleanUp(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock) {
-  reportRunningAction();
-  startOnThread(*operationOf(QVRamDiskActionCleanUpFiles), delegate, lock);
+  startOnThread(*operationOf(QVRamDiskActionCleanUpFiles), delegate, std::move(terms));
 }
 
 void QVRamDisk::reportRunningAction() const {
@@ -69,37 +58,43 @@ void QVRamDisk::reportRunningAction() const {
 }
 
 void QVRamDisk::dispatch(QVRamDiskAction action, const QVRamDiskDelegatePtr& delegate,
-                         bool threaded, Lock lock) {
-  if (action == QVRamDiskActionCleanUpFiles) return cleanUpHere(delegate, std::move(lock));
+                         bool threaded, ActionTerms terms) {
+  if (action == QVRamDiskActionCleanUpFiles) return cleanUpHere(delegate, std::move(terms.lock));
   const Operation* operation = operationOf(action);
   if (!operation) return;
   if (threaded || operation->alwaysOnThread)
-    return startOnThread(*operation, delegate, std::move(lock));
-  run(*operation, delegate, std::move(lock));
+    return startOnThread(*operation, delegate, std::move(terms));
+  run(*operation, delegate, std::move(terms));
 }
 
 // A disk counts as busy from here on, not only once its thread runs: nobody is to replace its
 // record, begin something else or end the program meanwhile. A system that gives no thread has the
 // caller wait: an eject or a save that is not done at all could cost files.
 void QVRamDisk::startOnThread(const Operation& operation, const QVRamDiskDelegatePtr& delegate,
-                              Lock lock) {
+                              ActionTerms terms) {
   setAction(operation.action);
-  const auto given = std::make_shared<Lock>(std::move(lock));  // for the one run
+  const auto given = std::make_shared<ActionTerms>(std::move(terms));  // for the one run
   runOnOwnThreadElseHere([disk = shared_from_this(), &operation, delegate, given] {
-    disk->run(operation, delegate, std::exchange(*given, std::nullopt));
+    disk->run(operation, delegate, std::exchange(*given, {}));
   });
 }
 
 // What another program is doing to the disk is not disturbed; the action ends before it begins.
-void QVRamDisk::run(const Operation& operation, const QVRamDiskDelegatePtr& delegate, Lock lock) {
+void QVRamDisk::run(const Operation& operation, const QVRamDiskDelegatePtr& delegate,
+                    ActionTerms terms) {
   QVErrorPtr error;
   auto info = QVRamDiskActionInfo_none;
-  if (const auto held = lockForAction(std::move(lock), error)) {
+  if (const auto held = lockForAction(std::move(terms.lock), error)) {
     info = operation.info;
     held->tell(operation.action, operation.info);
-    setAction(operation.action);
+    change([&](DiskSettings&, DiskObservation& observed) {
+      observed.action = operation.action;
+      observed.notices.clear();
+      insistence_ = {terms.force, terms.atLogin};
+    });
     if (operation.tellsStart) inform(delegate, info, nullptr);
-    error = (this->*operation.work)(delegate, *held);
+    error = makeReady(operation.action, *held);
+    if (!error) error = (this->*operation.work)(delegate, *held);
   }
   setAction(QVRamDiskActionNone);
   inform(delegate, info, error);
@@ -131,6 +126,13 @@ void QVRamDisk::inform(const QVRamDiskDelegatePtr& delegate, QVRamDiskActionInfo
     observed.lastError = error;
   });
   if (delegate) delegate->ramDiskDidUpdated(shared_from_this());
+}
+
+void QVRamDisk::tell(std::string notice) {
+  QVLogWarning("QVRamDisk", "{}", notice);
+  change([&](DiskSettings&, DiskObservation& observed) {
+    observed.notices.push_back(std::move(notice));
+  });
 }
 
 QVRamDiskBackup::Progress QVRamDisk::progressFor(const QVRamDiskDelegatePtr& delegate,
@@ -181,16 +183,20 @@ void QVRamDisk::cleanUpHere(const QVRamDiskDelegatePtr& delegate, Lock lock) {
   if (error) inform(delegate, QVRamDiskActionInfo_none, error);
 }
 
+// What was set aside for a volume that did not come to be goes back at once. Whatever stands in the
+// way of that is told; the error stays the creation's.
 QVErrorPtr QVRamDisk::create(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock) {
   QVErrorPtr error;
-  createVolume(delegate, error, lock);
+  if (!createVolume(delegate, error, lock)) undoCreation(lock);
   return error;
 }
 
 QVErrorPtr QVRamDisk::rebuild(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock) {
   QVErrorPtr error = eject(delegate, lock);
-  if (!error && !createVolume(delegate, error, lock))
+  if (!error && !createVolume(delegate, error, lock)) {
     QVLogError("QVRamDisk", "icreateWithDelegate==NO");
+    undoCreation(lock);
+  }
   return error;
 }
 

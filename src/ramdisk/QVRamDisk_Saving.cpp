@@ -7,6 +7,7 @@
 #include "platform/Services.h"
 #include "ramdisk/Generation.h"
 #include "ramdisk/QVRamDisk.h"
+#include "ramdisk/Users.h"
 #include "system/DiskPlaces.h"
 #include "system/Errno.h"
 #include "system/TreeRemover.h"
@@ -60,12 +61,12 @@ void QVRamDisk::deleteBackupDirs() {
 
 QVErrorPtr QVRamDisk::backup(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock) {
   const Text folder = backupDirPath();
-  return folder ? saveInto(folder, delegate, SaveCare::TrustTimes, lock) : nullptr;
+  return folder ? saveInto(folder, delegate, SaveCare::TrustTimes, true, lock) : nullptr;
 }
 
 QVErrorPtr QVRamDisk::syncWithBase(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock) {
-  const Text base = savedBasePath();
-  QVErrorPtr error = saveInto(base, delegate, SaveCare::TrustTimes, lock);
+  const Text base = placeOfVolume() == mountPath() ? savedBasePath() : folderOfSaves();
+  QVErrorPtr error = saveInto(base, delegate, SaveCare::TrustTimes, true, lock);
   if (error)
     QVLogError("QVRamDisk", "backupRamDiskAtPath basePath:{} error:{}", QVText(base),
                QVDescription(error));
@@ -73,23 +74,72 @@ QVErrorPtr QVRamDisk::syncWithBase(const QVRamDiskDelegatePtr& delegate, const A
 }
 
 QVErrorPtr QVRamDisk::saveInto(const Text& folder, const QVRamDiskDelegatePtr& delegate,
-                               SaveCare care, const ActionLock&) {
+                               SaveCare care, bool waitsForCalm, const ActionLock&) {
   if (auto error = checkVolume()) return error;
+  return saveFrom(path(), folder, delegate, care, waitsForCalm);
+}
+
+QVErrorPtr QVRamDisk::saveFrom(const Text& volume, const Text& folder,
+                               const QVRamDiskDelegatePtr& delegate, SaveCare care,
+                               bool waitsForCalm) {
+  if (!volume || !folder)
+    return QVRamDiskBackup::sharedInstance().backupRamDiskAtPath(
+        volume, folder, std::string(disk_places::kPreviousExtension));
+  lastSave_ = saveVolume({.volume = *volume,
+                          .generation = Generation(*folder),
+                          .care = care,
+                          .waitsForCalm = waitsForCalm,
+                          .progress = progressFor(delegate, observed().usedBytes())});
+  for (const auto& kept : lastSave_.kept)
+    tell(QVLocalizedFormat("Files of yours that were not on %@ are kept in %@",
+                           {displayName().value_or(""), kept}));
+  return errorOf(lastSave_);
+}
+
+// A save that is not whole has kept the generation before it.
+QVErrorPtr QVRamDisk::errorOf(const SaveOutcome& outcome) const {
+  if (outcome.error) return outcome.error;
+  const std::string name = displayName().value_or("");
+  if (!outcome.isWhole())
+    return QVError::errorWithMessage(
+        QVLocalizedFormat("Not everything of %@ could be saved: %@",
+                          {name, someOf(outcome.missing, outcome.moreMissing)}),
+        "missing", platform::SystemError{"POSIX", 0, outcome.firstReason},
+        QVErrorCode::NotAllSaved);
+  if (outcome.calm) return nullptr;
+  return QVError::errorWithMessage(
+      QVLocalizedFormat("Files of %@ were moved while they were saved, so the save before is kept "
+                        "too. Save again when it is calm.",
+                        {name}),
+      "calm", QVErrorCode::NotAllSaved);
+}
+
+// What is kept beside the volume goes with the directory above, whatever that is called now.
+QVRamDisk::Text QVRamDisk::folderOfSaves() const {
+  const auto known = settings();
+  const Text place = placeOfVolume();
+  if (!known.isKeptInBase() || !place || *place == known.mountPath())
+    return known.folderOfSaves(identifier_);
+  const std::string beside = disk_places::savedBase(extensions::deletingLastPathComponent(*place),
+                                                    extensions::lastPathComponent(*place));
+  if (!services().files->exists(beside)) return std::nullopt;
+  return beside;
+}
+
+QVRamDisk::Text QVRamDisk::placeOfVolume() const {
   const auto seen = observed();
-  return QVRamDiskBackup::sharedInstance().backupRamDiskAtPath(
-      seen.path, folder, std::string(disk_places::kPreviousExtension),
-      progressFor(delegate, seen.usedBytes()), care);
+  return seen.path ? seen.path : Text(mountPath());
 }
 
 // The last save of a volume, as it is ejected.
 QVErrorPtr QVRamDisk::saveContents(const QVRamDiskDelegatePtr& delegate, const ActionLock& lock) {
   const auto known = settings();
   const bool usesBase = known.isKeptInBase();
-  const Text folder = known.folderOfSaves(identifier_);
+  const Text folder = folderOfSaves();
   setAction(usesBase ? QVRamDiskActionSyncWithBase : QVRamDiskActionBackup);
   inform(delegate, usesBase ? QVRamDiskActionInfo_copyingToBase : QVRamDiskActionInfo_backuping,
          nullptr);
-  QVErrorPtr error = saveInto(folder, delegate, SaveCare::Compare, lock);
+  QVErrorPtr error = saveInto(folder, delegate, SaveCare::Compare, false, lock);
   if (error && usesBase)
     QVLogError("QVRamDisk", "backupRamDiskAtPath path:{} result:{}", QVText(folder),
                QVDescription(error));

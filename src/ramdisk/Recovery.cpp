@@ -22,7 +22,8 @@
 //   one unlabelled and empty        a creation, before the label         undone
 //   our volume, read-only           an eject, between its saves          taken up, writable again
 //   our volume, not known           an action that was never told of     taken up
-//   nothing, but a device waits     an eject, or somebody unmounted it   mounted, saved, ejected
+//   nothing, but a device waits     an eject, or somebody unmounted it   mounted, saved, ejected;
+//                                                                        before a save: mounted
 //   nothing                         a crash; the saved base              put back (Rescue.h)
 //
 // A volume stands for the folders that were set aside for it, so these are looked at only when it
@@ -64,8 +65,11 @@ std::vector<PlannedRecovery> plansForGenerations(const QVRamDisk& disk, bool pla
 // The look at one disk's volume or device.
 class VolumeRecovery {
  public:
-  explicit VolumeRecovery(QVRamDiskPtr disk)
-      : disk_(std::move(disk)), path_(disk_->mountPath()), covered_(isCovered(path_)) {}
+  explicit VolumeRecovery(QVRamDiskPtr disk, RecoveryPurpose purpose = RecoveryPurpose::ClearTheWay)
+      : disk_(std::move(disk)),
+        purpose_(purpose),
+        path_(disk_->mountPath()),
+        covered_(isCovered(path_)) {}
 
   std::optional<RecoveryFinding> find() {
     if (covered_ == 1) return findMounted();
@@ -76,7 +80,7 @@ class VolumeRecovery {
   // Whether the set-aside folders may be looked at: no volume stands for them any more.
   bool leavesPlaceFree(const std::optional<RecoveryFinding>& finding) const {
     if (finding) return finding->step == RecoveryStep::UndoCreation;
-    return covered_ == 0 && !(disk_->deviceNode() && isWaiting(*disk_->deviceNode()));
+    return covered_ == 0 && !hasDevice();
   }
 
   QVErrorPtr perform(const RecoveryFinding& finding, const ActionLock& lock) {
@@ -85,6 +89,8 @@ class VolumeRecovery {
         return adopt();
       case RecoveryStep::UndoCreation:
         return undoCreation();
+      case RecoveryStep::MountAgain:
+        return mountAgain();
       default:
         return finishEject(lock);
     }
@@ -94,11 +100,14 @@ class VolumeRecovery {
   std::optional<RecoveryFinding> findMounted();
   std::optional<RecoveryFinding> findWaiting();
   bool isUnlabelledRest(const std::string& volume) const;
+  bool hasDevice() const;
   QVErrorPtr adopt();
   QVErrorPtr undoCreation();
+  QVErrorPtr mountAgain();
   QVErrorPtr finishEject(const ActionLock& lock);
 
   const QVRamDiskPtr disk_;
+  const RecoveryPurpose purpose_;
   const std::string path_;
   const std::int64_t covered_;
   Text node_;
@@ -138,10 +147,28 @@ bool VolumeRecovery::isUnlabelledRest(const std::string& volume) const {
 std::optional<RecoveryFinding> VolumeRecovery::findWaiting() {
   node_ = disk_->deviceNode();
   if (!node_ || !disk_->savesContents() || !isWaiting(*node_)) return std::nullopt;
+  if (purpose_ == RecoveryPurpose::WorkOnContents) {
+    // What the user has put there since is not covered.
+    if (services().files->exists(path_) && holdsUserFiles(path_)) return std::nullopt;
+    return RecoveryFinding{
+        RecoveryStep::MountAgain, *node_,
+        fmt::format("the device {} was attached and not mounted; it is mounted at {} again", *node_,
+                    path_)};
+  }
   return RecoveryFinding{RecoveryStep::FinishEject, *node_,
                          fmt::format("the device {} is attached and not mounted; it is mounted at "
                                      "{}, saved and ejected",
                                      *node_, path_)};
+}
+
+// One that waits, or shows our volume somewhere else, as when the directory above was renamed.
+bool VolumeRecovery::hasDevice() const {
+  const Text node = disk_->deviceNode();
+  if (!node) return false;
+  if (isWaiting(*node)) return true;
+  QVErrorPtr error;
+  const Text place = QVRamDiskDevice::mountPointFromDeviceNode(node, error);
+  return place && QVRamDiskDevice::isVolumeOf(disk_->identifier(), place);
 }
 
 QVErrorPtr VolumeRecovery::adopt() {
@@ -169,15 +196,18 @@ QVErrorPtr VolumeRecovery::undoCreation() {
 }
 
 // Whose the device is shows only while it is mounted; one of somebody else is left as it was.
-QVErrorPtr VolumeRecovery::finishEject(const ActionLock& lock) {
+QVErrorPtr VolumeRecovery::mountAgain() {
   if (auto error = QVRamDiskDevice::mountAsItIs(*node_, path_)) return error;
   if (!QVRamDiskDevice::isVolumeOf(disk_->identifier(), path_)) {
     disk_->setDeviceNode(std::nullopt);
     return QVRamDiskDevice::unmount(path_);
   }
-  if (isRefillUnderWay(path_)) return undoCreation();
-  adopt();
-  return disk_->eject(nullptr, lock);
+  return isRefillUnderWay(path_) ? undoCreation() : adopt();
+}
+
+QVErrorPtr VolumeRecovery::finishEject(const ActionLock& lock) {
+  if (auto error = mountAgain()) return error;
+  return disk_->status() == QVRamDiskStatus_mounted ? disk_->eject(nullptr, lock) : nullptr;
 }
 
 // --- A device that was never used
@@ -271,18 +301,25 @@ bool StrayDevice::holdsNothing() const {
 
 // --- All of it
 
+// What was kept aside on the way is told as a finding of its own, as only now it has a name.
 QVErrorPtr performGenerationPlans(const QVRamDisk& disk, const ActionLock&, Findings& found) {
   for (const auto& plan : plansForGenerations(disk, false)) {
     found.push_back(plan.finding);
-    if (const auto done = plan.perform(); !done)
+    std::vector<std::string> kept;
+    const auto done = plan.perform(kept);
+    for (const auto& path : kept)
+      found.push_back({RecoveryStep::KeepRescued, path,
+                       fmt::format("what else was there is kept as {}", path)});
+    if (!done)
       return QVError::errorWithMessage(QVLocalized("Can not restore backup"), "recover",
                                        done.error());
   }
   return nullptr;
 }
 
-QVErrorPtr recoverVolume(const QVRamDiskPtr& disk, const ActionLock& lock, Findings& found) {
-  VolumeRecovery volume(disk);
+QVErrorPtr recoverVolume(const QVRamDiskPtr& disk, const ActionLock& lock, RecoveryPurpose purpose,
+                         Findings& found) {
+  VolumeRecovery volume(disk, purpose);
   const auto finding = volume.find();
   if (!finding) return nullptr;
   found.push_back(*finding);
@@ -309,6 +346,18 @@ void forgetAttachedDevice(const Text& identifier) {
     QVLogWarning("StrayDevice", "the note of a device stays: {}", QVDescription(done.error()));
 }
 
+RecoveryPurpose recoveryPurposeOf(QVRamDiskAction action) {
+  switch (action) {
+    case QVRamDiskActionSyncWithBase:
+    case QVRamDiskActionBackup:
+    case QVRamDiskActionCleanUpFiles:
+    case QVRamDiskActionRebuild:
+      return RecoveryPurpose::WorkOnContents;
+    default:
+      return RecoveryPurpose::ClearTheWay;
+  }
+}
+
 std::vector<RecoveryFinding> findCutOffActions(const QVRamDiskPtr& disk) {
   if (ActionLock::isTaken(disk->identifier())) return {};
   VolumeRecovery volume(disk);
@@ -324,10 +373,10 @@ std::vector<RecoveryFinding> findCutOffActions(const QVRamDiskPtr& disk) {
 
 // A device of somebody else, once it is told, leaves the place as free as none.
 std::vector<RecoveryFinding> recoverCutOffActions(const QVRamDiskPtr& disk, const ActionLock& lock,
-                                                  QVErrorPtr& error) {
+                                                  QVErrorPtr& error, RecoveryPurpose purpose) {
   Findings found;
   if (const auto stray = giveBackStrayDevice(disk, lock)) found.push_back(*stray);
-  if ((error = recoverVolume(disk, lock, found))) return found;
+  if ((error = recoverVolume(disk, lock, purpose, found))) return found;
   const VolumeRecovery volume(disk);
   if (!volume.leavesPlaceFree(std::nullopt)) return found;
   error = performGenerationPlans(*disk, lock, found);

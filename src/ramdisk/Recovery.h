@@ -15,6 +15,7 @@ enum class RecoveryStep {
                  // cut-off eject left it read-only
   UndoCreation,  // the volume was never filled to the end: unmount and detach it, never save it
   FinishEject,   // the device is attached and not mounted: mount it, save it, eject it
+  MountAgain,    // the same, and its contents are to be worked on: mount it
   PutBack,       // the base is set aside and its directory is missing or empty: put it back
   KeepRescued,  // both the directory and a set-aside base hold files: keep the base by another name
   GiveBack,     // a device was attached and never used, mounted nowhere: detach it if it is empty
@@ -31,10 +32,19 @@ struct RecoveryFinding {
 // mounted and known, nor for one that is being acted on. Blocks for the disk tools; any thread.
 std::vector<RecoveryFinding> findCutOffActions(const QVRamDiskPtr& disk);
 
+// What the caller is about to do.
+enum class RecoveryPurpose {
+  ClearTheWay,     // make the disk, or nothing: a device that waits is mounted, saved and ejected
+  WorkOnContents,  // save or empty them: a device that waits is mounted again, and stays
+};
+
+RecoveryPurpose recoveryPurposeOf(QVRamDiskAction action);
+
 // Does it, and gives what was found; `error` is the first failure, after which nothing more is done
 // to this disk. The record's state changes with it; saving the registry is the caller's.
-std::vector<RecoveryFinding> recoverCutOffActions(const QVRamDiskPtr& disk, const ActionLock& lock,
-                                                  QVErrorPtr& error);
+std::vector<RecoveryFinding> recoverCutOffActions(
+    const QVRamDiskPtr& disk, const ActionLock& lock, QVErrorPtr& error,
+    RecoveryPurpose purpose = RecoveryPurpose::ClearTheWay);
 
 // The parts of it that concern set-aside folders and a device that was never used, which a creation
 // does first. What fails is logged.

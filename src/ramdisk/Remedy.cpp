@@ -20,6 +20,12 @@ Trouble byCode(QVErrorCode code) {
       return Trouble::RefillUnfinished;
     case QVErrorCode::NotRestored:
       return Trouble::NotRestored;
+    case QVErrorCode::InUse:
+      return Trouble::InUse;
+    case QVErrorCode::NotAllSaved:
+      return Trouble::NotAllSaved;
+    case QVErrorCode::CannotBeHeld:
+      return Trouble::CannotBeHeld;
     default:
       return Trouble::None;
   }

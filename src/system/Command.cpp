@@ -82,6 +82,7 @@ class SpawnAttributes {
     sigemptyset(&none);
     sigemptyset(&restored);
     sigaddset(&restored, SIGPIPE);
+    sigaddset(&restored, SIGXFSZ);
     sigaddset(&restored, SIGCHLD);
     posix_spawnattr_init(&attributes_);
     posix_spawnattr_setsigmask(&attributes_, &none);

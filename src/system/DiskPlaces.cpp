@@ -1,5 +1,7 @@
 #include "system/DiskPlaces.h"
 
+#include <algorithm>
+
 #include "extensions/PathExtension.h"
 #include "platform/Services.h"
 
@@ -10,6 +12,14 @@ using extensions::appendingPathComponent;
 using extensions::appendingPathExtension;
 
 constexpr std::string_view kSavedBaseSuffix = " (Tarnvale Backup Base)";
+
+constexpr std::size_t kLongestName = 255;  // bytes, of all file systems that people keep files on
+
+bool isInsideCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
+
+std::string rescueAddition(int number) {
+  return number == 1 ? " rescued" : " rescued " + std::to_string(number);
+}
 
 std::string named(const std::string& parent, const std::string& identifier,
                   std::string_view extension) {
@@ -38,13 +48,23 @@ std::string incompleteMarkOf(const std::string& folder) {
   return appendingPathExtension(folder, "incomplete");
 }
 
+std::string partialOf(const std::string& folder) {
+  return appendingPathExtension(folder, "partial");
+}
+
 std::string rescued(const std::string& path, int number) {
-  return path + (number == 1 ? " rescued" : " rescued " + std::to_string(number));
+  const std::string addition = rescueAddition(number);
+  const auto name = path.rfind('/') + 1;
+  const std::size_t most = kLongestName - std::min(kLongestName, addition.size());
+  if (path.size() - name <= most) return path + addition;
+  std::size_t end = name + most;
+  while (end > name + 1 && isInsideCharacter(path[end])) --end;
+  return path.substr(0, end) + addition;
 }
 
 std::string longestNameBeside(const std::string& name) {
   constexpr int kManyRescued = 99;
-  return rescued(previousOf(name + std::string(kSavedBaseSuffix)), kManyRescued);
+  return previousOf(name + std::string(kSavedBaseSuffix)) + rescueAddition(kManyRescued);
 }
 
 std::string backupFolder(const std::string& parent, const std::string& identifier) {

@@ -8,6 +8,7 @@
 //   SUPPORT/ID.TarnvaleBackup           its backup folder, there or in a folder of the user's
 //   FOLDER.previous                     the generation before, of a saved base or a backup folder
 //   FOLDER.incomplete                   an empty folder: FOLDER is not whole
+//   FOLDER.partial                      a generation with gaps, while a newer one is made
 //   FOLDER rescued, FOLDER rescued 2    what lay in the way and may be somebody's only copy
 //   SUPPORT/Locks/ID                    the lock of who acts on it
 //   SUPPORT/ID.TarnvaleDevice           notes a device that was attached and is not mounted yet
@@ -34,8 +35,10 @@ bool isSavedBase(std::string_view path);
 inline constexpr std::string_view kPreviousExtension = "previous";
 std::string previousOf(const std::string& folder, std::string_view extension = kPreviousExtension);
 std::string incompleteMarkOf(const std::string& folder);
+std::string partialOf(const std::string& folder);
 
-// The `number`th candidate, from 1 on.
+// The `number`th candidate, from 1 on. A name that the addition would make too long for a file
+// system (255 bytes) is cut, so that keeping something aside never fails for its name.
 std::string rescued(const std::string& path, int number);
 
 // Of all the names that a disk may come to need beside its directory, the longest.
@@ -63,6 +66,13 @@ inline constexpr char kSavedAttribute[] = "com.tarnvale.RamDiskSaved";
 
 // Tells a generation from every other, on its folder.
 inline constexpr char kGenerationAttribute[] = "com.tarnvale.RamDiskGeneration";
+
+// What a generation has not got and the former one has, on its folder.
+inline constexpr char kGapsAttribute[] = "com.tarnvale.RamDiskGaps";
+
+// When the generation that the volume came from or was saved into was last in our hands, by that
+// generation's clock.
+inline constexpr char kSeenAttribute[] = "com.tarnvale.RamDiskBaseSeen";
 
 }  // namespace disk_places
 

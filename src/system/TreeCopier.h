@@ -72,6 +72,11 @@ struct CopyOutcome {
   std::vector<std::string> failedPaths;
   bool failedPathsCut = false;  // there were more
 
+  // Likewise, in ascending order, without a word of more: what arrived without something that it
+  // has besides contents, and what was passed over.
+  std::vector<std::string> partlyCopied;
+  std::vector<std::string> skippedPaths;
+
   static constexpr std::size_t kMostFailedPaths = 10'000;
 
   bool complete() const { return failedEntries == 0; }
@@ -103,6 +108,34 @@ platform::Result<std::uint64_t> bytesToCopy(const std::vector<std::string>& name
 // for what cannot be looked at. The folder's own time does not count.
 bool anyChangedSince(const std::vector<std::string>& names, const std::string& folder,
                      const timespec& since, unsigned threads = 0);
+
+// Whether an entry came into one of the folders of the items, or went, at or after this: only then
+// can a walk that began before have missed something that was there all the time, as it was moved
+// from a folder not yet read into one that was. What cannot be looked at does not count.
+bool anyMovedSince(const std::vector<std::string>& names, const std::string& folder,
+                   const timespec& since, unsigned threads = 0);
+
+// What a directory holds that a copy of it would lack, and how much of entries there is.
+struct ContentsLook {
+  std::uint64_t entries = 0;            // with folders, without the directory itself
+  std::vector<std::string> unreadable;  // relative paths, ascending: the caller may not read them
+  std::vector<std::string> special;     // sockets and devices
+};
+ContentsLook lookAtContents(const std::string& folder, unsigned threads = 0);
+bool isSpecial(const std::string& path);
+
+// What somebody else wrote into a folder after its contents were copied into another one.
+struct ForeignChanges {
+  static constexpr std::size_t kMost = 100'000;
+  std::vector<std::string> paths;  // of files and the like, relative, ascending; at most kMost
+  bool more = false;
+};
+
+// Entries of the items that changed at or after this, by the clock of their file system, and are
+// neither the same file as in `copy` nor look the same there. What cannot be looked at is passed
+// over.
+ForeignChanges changedSince(const std::vector<std::string>& names, const std::string& folder,
+                            const std::string& copy, const timespec& since, unsigned threads = 0);
 
 // The inode change time of an item, by the clock of its file system; links are not followed.
 platform::Result<timespec> changeTime(const std::string& path);

@@ -19,12 +19,12 @@ class MountingTest : public EngineTest {
     return QVRamDiskDevice::mountDeviceNode(node, directory, name, format, QVRamDiskType_Default,
                                             "NEW-ID", mounted);
   }
-  // Puts one of our volumes over desk/vol and gives its node.
-  std::string olderDisk() {
+  // Puts a volume of this disk or of another over desk/vol and gives its node.
+  std::string olderDisk(const char* identifier = "NEW-ID") {
     const std::string node = freshDevice();
     Text where;
     QVRamDiskDevice::mountDeviceNode(node, work, "vol", QVRamDiskFormat_HFSPlus,
-                                     QVRamDiskType_Default, "OLD-ID", where);
+                                     QVRamDiskType_Default, identifier, where);
     return where ? node : "";
   }
   void foreignVolume() {
@@ -84,6 +84,12 @@ TEST_F(MountingTest, EveryFailureNamesItsStep) {
        "fileSystemNumber", 1, "Unable to get mount information", "state==-1"},
       {"foreign volume", [](MountingTest& test) { test.foreignVolume(); }, "", 0,
        "Another volume is mounted", "getExtentedAttribute==NO"},
+      {"another disk's volume",
+       [](MountingTest& test) {
+         ASSERT_NE(test.olderDisk("OLD-ID"), "");
+         test.scratch.file("home/desk/vol/theirs", "theirs");
+       },
+       "", 0, "Another volume is mounted", "getExtentedAttribute==NO"},
       {"older disk stays", older, tool(Tool::Unmounter), 1, "Unable to mount disk",
        "ejectDeviceNode:path:"},
       {"path after an eject", older, "createDirectories", 1, "Unable to mount disk",
@@ -156,8 +162,9 @@ TEST_F(MountingTest, TheMountDirectoryGoesOnlyWhenNothingOfTheUsersIsInIt) {
        {Case{"vol/.DS_Store", true, nullptr, false, nullptr},
         Case{"vol/ordinary", true, nullptr, true, nullptr},
         Case{"vol/.DS_Store", false, nullptr, true, nullptr},
-        Case{"vol/.DS_Store", true, "names", false, "contents==nil error:"},
-        Case{"vol/.DS_Store", true, "remove", true, "removeItemAtPath:error: path:"}}) {
+        Case{"vol/.Trash/mine", true, nullptr, true, nullptr},
+        Case{"vol/.DS_Store", true, "names", true, "contents==nil error:"},
+        Case{"vol/.DS_Store", true, "removeEmpty", true, "removeItemAtPath:error: path:"}}) {
     fs::remove_all(folder("vol"));
     scratch.file("home/desk/" + std::string(c.file));
     const std::string node = olderDisk();

@@ -96,7 +96,7 @@ TEST_P(Contract, TheVolumeHasItsSizeAndGivesNoRights) {
   const std::int64_t size = 16 << 20;
   const std::int64_t full = fill(path + "/file");
   EXPECT_LE(full, size);
-  EXPECT_GE(full, size * 9 / 10);
+  EXPECT_GE(full, size * 8 / 10);
   fs::remove(path + "/file");
   EXPECT_EQ(fill(path + "/file"), full);
 }

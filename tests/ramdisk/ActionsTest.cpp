@@ -222,9 +222,7 @@ TEST_F(ActionsTest, AnEjectThatFailsLosesNothing) {
        "createDirectoryAtPath:", "", true, true},
       {"flushing the names", QVRamDiskBackupMode_AppSupport, "flushNames", 2, "flush", "", true,
        true},
-      {"removing the mount directory", QVRamDiskBackupMode_Base, "remove", 2, "",
-       "removeItemAtPath==NO mountPoint:", false, false},
-      {"putting the base back", QVRamDiskBackupMode_Base, "move", 2, "",
+      {"putting the base back", QVRamDiskBackupMode_Base, "exchange", 1, "",
        "moveItemAtPath==NO mountPoint:", false, false},
   };
   for (const EjectRow& row : rows) {
@@ -285,7 +283,7 @@ TEST_F(ActionsTest, LateWritersLoseNothing) {
     EXPECT_EQ(perform(QVRamDiskActionEject, disk), nullptr);
     recorder->onReport = nullptr;
     if (holdsOn) close(late);
-    EXPECT_EQ(log->count("reason:setWritable"), holdsOn ? 1U : 0U);
+    EXPECT_EQ(log->count("reason:setWritable") > 0, holdsOn);
     EXPECT_EQ(readFile(folder("cache") + "/late"), "late");
     EXPECT_FALSE(fs::exists(folder("cache") + "/deleted late"));
     log->clear();
@@ -293,10 +291,10 @@ TEST_F(ActionsTest, LateWritersLoseNothing) {
   }
 }
 
-// Small files take more room on the volume than they measure.
+// Small files take more room on the volume than they measure: a page each, and there are 31,250.
 TEST_F(ActionsTest, ABaseThatDoesNotFitComesBackWhole) {
   const auto disk = diskOver("cache", QVRamDiskBackupMode_Base);
-  constexpr int kFiles = 36'000;
+  constexpr int kFiles = 32'000;
   for (int i = 0; i < kFiles; ++i)
     scratch.file("home/desk/cache/" + std::to_string(i % 40) + "/" + std::to_string(i), "tiny");
   ASSERT_EQ(perform(QVRamDiskActionCreate, disk), nullptr);
@@ -338,7 +336,7 @@ TEST_F(ActionsTest, ARebuildWhoseEjectFailsDoesNotCreate) {
   EXPECT_EQ(log->count("icreateWithDelegate==NO"), 1U);
   const Reports all = recorder->reports();
   EXPECT_EQ(all.back(), "0/0!");
-  EXPECT_EQ(readFile(savedBase("cache") + "/old"), "old");
+  EXPECT_EQ(readFile(folder("cache") + "/old"), "old");
 }
 
 TEST_F(ActionsTest, ASecondActionIsReportedAndStartedAllTheSame) {

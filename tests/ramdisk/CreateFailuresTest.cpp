@@ -19,9 +19,8 @@ struct CreateFailure {
   int nth = 1;
   std::string message;
   std::string reason;
-  std::string cause;         // part of the cause's text, empty for none
-  bool baseSetAside = true;  // the folder's own files lie under the saved name
-  std::size_t devices = 0;   // attached afterwards
+  std::string cause;                                    // part of the cause's text, empty for none
+  std::size_t devices = 0;                              // attached afterwards
   QVRamDiskStatus status = QVRamDiskStatus_notCreated;  // as the creation leaves it
 };
 
@@ -52,17 +51,17 @@ std::vector<CreateFailure> rows() {
   const auto tool = [](Tool which) { return FaultyPlaces::verb(which); };
   return {
       {"validation", [](EngineTest&, QVRamDisk& disk) { disk.setSize(1); }, "", 1, kBase,
-       "canStatus==NO", "", false},
+       "canStatus==NO", ""},
       {"space", tooLargeForTheDisk, "", 1,
        "Insufficient space to create RamDisk (RamDisk: 122.1 MB, Base: 81.4 MB)",
-       "directoryStatistics.totalSize", "", false},
+       "directoryStatistics.totalSize", ""},
       {"old saved base",
        [](EngineTest& test, QVRamDisk&) { fs::create_directory(own(test).savedBase("cache")); },
-       "remove", 1, "Unable to delete previous backup base (%SAVED%)", "removeItemAtPath==NO",
-       failed, false},
-      {"setting aside", nothing, "move", 1,
-       "Unable to move current base (%BASE%) before create RamDisk", "removeItemAtPath==NO", failed,
-       false},
+       "removeEmpty", 1, "Unable to delete previous backup base (%SAVED%)", "removeItemAtPath==NO",
+       failed},
+      {"setting aside", nothing, "exchange", 1,
+       "Unable to move current base (%BASE%) before create RamDisk", "removeItemAtPath==NO",
+       failed},
       {"attach", nothing, tool(Tool::Attacher), 1, kBase, "executeCommand==NO", failed},
       {"two entities",
        [](EngineTest& test, QVRamDisk&) {
@@ -90,20 +89,16 @@ std::vector<CreateFailure> rows() {
          disk.setPostCmd(" /bin/sh \n");
          disk.setPostCmdArgs({{"-c", "echo it failed >&2; exit 9"}});
        },
-       "", 1, "Can not execute post-command", "runPostCommand", "it failed", true, 0,
-       QVRamDiskStatus_mounted},
+       "", 1, "Can not execute post-command", "runPostCommand", "it failed"},
       {"indexing on",
        [](EngineTest&, QVRamDisk& disk) { disk.setMdIndexMode(QVRamDiskMdIndexMode_On); },
-       tool(Tool::Indexer), 1, "Can not apply status of MD Index", "executeCommand==NO", failed,
-       true, 0, QVRamDiskStatus_mounted},
+       tool(Tool::Indexer), 1, "Can not apply status of MD Index", "executeCommand==NO", failed},
       {"indexing off, second run",
        [](EngineTest&, QVRamDisk& disk) { disk.setMdIndexMode(QVRamDiskMdIndexMode_Off); },
-       tool(Tool::Indexer), 2, "Can not apply status of MD Index", "executeCommand==NO", failed,
-       true, 0, QVRamDiskStatus_mounted},
+       tool(Tool::Indexer), 2, "Can not apply status of MD Index", "executeCommand==NO", failed},
       {"indexing off, third run",
        [](EngineTest&, QVRamDisk& disk) { disk.setMdIndexMode(QVRamDiskMdIndexMode_Off); },
-       tool(Tool::Indexer), 3, "Can not apply status of MD Index", "executeCommand==NO", failed,
-       true, 0, QVRamDiskStatus_mounted},
+       tool(Tool::Indexer), 3, "Can not apply status of MD Index", "executeCommand==NO", failed},
   };
 }
 
@@ -133,7 +128,8 @@ void CreateFailures::check(const CreateFailure& row) {
   EXPECT_EQ(disk->path().has_value(), row.status == QVRamDiskStatus_mounted);
   EXPECT_EQ(deviceCount(), row.devices);
   EXPECT_FALSE(isMounted(folder("cache")));
-  EXPECT_EQ(readFile((row.baseSetAside ? savedBase("cache") : folder("cache")) + "/kept"), "mine");
+  EXPECT_EQ(readFile(folder("cache") + "/kept"), "mine") << "it is back in the same action";
+  EXPECT_FALSE(fs::exists(savedBase("cache") + "/kept"));
 
   disk->update();
   EXPECT_EQ(disk->status(), QVRamDiskStatus_notCreated);

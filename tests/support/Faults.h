@@ -83,6 +83,12 @@ class FaultyFiles : public platform::PosixFiles {
   platform::Outcome move(const std::string& from, const std::string& to) override {
     return plan_->answer("move", [&] { return PosixFiles::move(from, to); });
   }
+  platform::Outcome exchange(const std::string& one, const std::string& other) override {
+    return plan_->answer("exchange", [&] { return PosixFiles::exchange(one, other); });
+  }
+  platform::Outcome removeEmpty(const std::string& path) override {
+    return plan_->answer("removeEmpty", [&] { return PosixFiles::removeEmpty(path); });
+  }
   platform::Outcome createDirectories(const std::string& path) override {
     return plan_->answer("createDirectories", [&] { return PosixFiles::createDirectories(path); });
   }

@@ -17,6 +17,7 @@
 
 #include "leaf/DeviceNames.h"
 #include "leaf/MountTable.h"
+#include "leaf/VolumeLimits.h"
 #include "platform/linux/VolumeUse.h"
 #include "platform/posix/FileContents.h"
 #include "platform/posix/PosixError.h"
@@ -212,7 +213,15 @@ std::optional<std::string> LinuxVolumes::volumeIdentifier(std::int32_t deviceNum
   return identifierOfDevice(deviceNumber, "/dev/disk/by-uuid");
 }
 
+std::optional<std::uint64_t> LinuxVolumes::mostEntries(std::uint64_t bytes) const {
+  return leaf::mostInodes(bytes);
+}
+
 VolumeUse LinuxVolumes::use(const std::string& mountPoint) const { return volumeUse(mountPoint); }
+
+VolumeUse LinuxVolumes::useBelow(const std::string& directory) const {
+  return usersBelow(directory);
+}
 
 // --- Extended attributes
 

@@ -54,7 +54,9 @@ class LinuxVolumes : public Volumes {
   Result<bool> isLocal(const std::string& path) const override;
   std::optional<std::string> volumeIdentifier(std::int32_t deviceNumber) const override;
 
+  std::optional<std::uint64_t> mostEntries(std::uint64_t bytes) const override;
   VolumeUse use(const std::string& mountPoint) const override;
+  VolumeUse useBelow(const std::string& directory) const override;
 
   // Attributes are kept with the prefix "user.", the only ones that a user may set.
   Outcome setAttribute(const std::string& path, const std::string& name,

@@ -230,7 +230,70 @@ class Search {
   VolumeUse found_;
 };
 
+// --- Who writes below a directory
+//
+// Paths are compared as the kernel tells them: in a process's own root they begin with the
+// directory's, and what has been moved since is told where it is now. A process in another mount
+// namespace is told from its root, where the same directory has the same path or lies elsewhere and
+// is not found.
+
+std::string pathBefore(std::string_view line, int fields) {
+  for (; fields > 0; --fields) {
+    line.remove_prefix(std::min(line.size(), line.find(' ') + 1));
+    while (line.starts_with(' ')) line.remove_prefix(1);
+  }
+  return std::string(line);
+}
+
+bool writesToDescriptorBelow(const ProcessFolder& process, std::string_view directory) {
+  for (const std::string& number : process.descriptors()) {
+    const auto path = process.link(("fd/" + number).c_str());
+    if (!path || path->empty() || !liesIn(*path, directory)) continue;
+    const std::string info = process.text(("fdinfo/" + number).c_str());
+    const auto flags = numberIn<unsigned>(valueOfLine(info, "flags", ':').value_or(""), 8);
+    if ((flags & O_ACCMODE) != O_RDONLY) return true;
+  }
+  return false;
+}
+
+// address rights offset device inode path, see proc(5).
+bool writesToMappingBelow(const ProcessFolder& process, std::string_view directory) {
+  const std::string text = process.text("maps");
+  for (auto at = text.find(directory); at != std::string::npos;) {
+    const auto start = text.rfind('\n', at) + 1;
+    const auto end = std::min(text.size(), text.find('\n', at));
+    const auto line = std::string_view(text).substr(start, end - start);
+    const auto rights = field(line, 1);
+    if (rights.size() == 4 && rights[1] == 'w' && rights[3] == 's' &&
+        liesIn(pathBefore(line, 5), directory))
+      return true;
+    at = text.find(directory, end);
+  }
+  return false;
+}
+
+bool worksBelow(const ProcessFolder& process, std::string_view directory) {
+  for (const char* link : {"cwd", "root"})
+    if (const auto path = process.link(link); path && !path->empty() && liesIn(*path, directory))
+      return true;
+  return false;
+}
+
 }  // namespace
+
+VolumeUse usersBelow(const std::string& directory) {
+  VolumeUse use;
+  if (directory.empty() || directory == "/") return use;
+  for (const std::int64_t number : processNumbers()) {
+    if (number == getpid()) continue;
+    const ProcessFolder process(std::to_string(number));
+    const bool writing =
+        writesToDescriptorBelow(process, directory) || writesToMappingBelow(process, directory);
+    if (writing || worksBelow(process, directory))
+      use.users.push_back({number, programName(process), writing});
+  }
+  return use;
+}
 
 VolumeUse volumeUse(const std::string& mountPoint) {
   const auto text = readMountTable();

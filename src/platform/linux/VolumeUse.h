@@ -21,4 +21,7 @@ namespace platform {
 // thread has that shares no descriptors or directories with its process.
 VolumeUse volumeUse(const std::string& mountPoint);
 
+// What Volumes::useBelow() answers, for a path without links; no inodes are told.
+VolumeUse usersBelow(const std::string& directory);
+
 }  // namespace platform

@@ -220,6 +220,23 @@ Outcome PosixFiles::move(const std::string& from, const std::string& to) {
   return moveInSteps(from, to);
 }
 
+// What is exchanged is there under both names at each moment, so that nothing need be undone.
+Outcome PosixFiles::exchange(const std::string& one, const std::string& other) {
+#if defined(__APPLE__)
+  const int status = renamex_np(one.c_str(), other.c_str(), RENAME_SWAP);
+#else
+  const int status = renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE);
+#endif
+  if (status == 0) return {};
+  if (errno == EINVAL || errno == ENOSYS) errno = ENOTSUP;
+  return failed(one, other);
+}
+
+Outcome PosixFiles::removeEmpty(const std::string& directory) {
+  if (rmdir(directory.c_str()) == 0) return {};
+  return lastPosixError(directory);
+}
+
 // --- Locking
 
 namespace {

@@ -20,6 +20,8 @@ class PosixFiles : public Files {
   Result<std::vector<std::string>> names(const std::string& directory) const override;
   Result<FileTimes> times(const std::string& path) const override;
   Outcome remove(const std::string& path) override;
+  Outcome exchange(const std::string& one, const std::string& other) override;
+  Outcome removeEmpty(const std::string& directory) override;
   Outcome move(const std::string& from, const std::string& to) override;
   Outcome createDirectories(const std::string& path) override;
   Result<std::string> contents(const std::string& path) const override;

@@ -61,7 +61,7 @@ TerminationSignals::TerminationSignals(std::function<void()> asked) {
       std::thread([descriptor = ends[0], asked = std::move(asked)] { listen(descriptor, asked); });
   pipeOfHandler = ends[1];
   for (const int signal : kSignals) install(signal, noteTermination);
-  install(SIGPIPE, SIG_IGN);
+  for (const int failedCall : {SIGPIPE, SIGXFSZ}) install(failedCall, SIG_IGN);
 }
 
 TerminationSignals::~TerminationSignals() {

@@ -18,26 +18,33 @@ constexpr std::chrono::milliseconds kBetweenReports{50};
 void FailedEntries::add(const std::string& path, const platform::SystemError& error, bool missing) {
   if (!first_) first_ = error;
   items_.try_emplace(path.substr(0, path.find('/')), error);
-  if (missing) addPath(path);
+  const bool listed = addPath(missing ? paths_ : partly_, path);
+  cut_ = cut_ || (missing && !listed);
 }
 
-void FailedEntries::addPath(const std::string& path) {
+void FailedEntries::addSkipped(const std::string& path) {
+  if (!addPath(skipped_, path)) cut_ = true;
+}
+
+bool FailedEntries::addPath(std::vector<std::string>& paths, const std::string& path) {
   const bool room =
-      paths_.size() < CopyOutcome::kMostFailedPaths && pathBytes_ + path.size() <= kMostPathBytes;
-  if (!room) {
-    cut_ = true;
-    return;
-  }
+      paths.size() < CopyOutcome::kMostFailedPaths && pathBytes_ + path.size() <= kMostPathBytes;
+  if (!room) return false;
   pathBytes_ += path.size();
-  paths_.push_back(path);
+  paths.push_back(path);
+  return true;
 }
 
 void FailedEntries::tell(CopyOutcome& outcome) {
-  std::sort(paths_.begin(), paths_.end());
-  paths_.erase(std::unique(paths_.begin(), paths_.end()), paths_.end());
+  for (auto* paths : {&paths_, &partly_, &skipped_}) {
+    std::sort(paths->begin(), paths->end());
+    paths->erase(std::unique(paths->begin(), paths->end()), paths->end());
+  }
   outcome.firstError = first_;
   outcome.failedItems = std::move(items_);
   outcome.failedPaths = std::move(paths_);
+  outcome.partlyCopied = std::move(partly_);
+  outcome.skippedPaths = std::move(skipped_);
   outcome.failedPathsCut = cut_;
 }
 
@@ -79,6 +86,8 @@ void CopyTally::addFailure(const std::string& entry, const platform::SystemError
 void CopyTally::addSkipped(std::string_view what, const std::string& entry) {
   QVLogWarning("TreeCopier", "{} passed over, path:{}", what, pathOf(entry));
   ++skipped_;
+  const std::lock_guard lock(mutex_);
+  failures_.addSkipped(entryOf(entry));
 }
 
 std::string CopyTally::pathOf(const std::string& entry) const {
@@ -88,9 +97,14 @@ std::string CopyTally::pathOf(const std::string& entry) const {
 void CopyTally::countFailure(const std::string& entry, const platform::SystemError& error,
                              bool missing) {
   ++failed_;
-  const bool inItem = !item_.empty() && !entry.empty();
   const std::lock_guard lock(mutex_);
-  failures_.add(inItem ? item_ + "/" + entry : item_ + entry, error, missing);
+  failures_.add(entryOf(entry), error, missing);
+}
+
+// Relative to the folder copied from.
+std::string CopyTally::entryOf(const std::string& entry) const {
+  const bool inItem = !item_.empty() && !entry.empty();
+  return inItem ? item_ + "/" + entry : item_ + entry;
 }
 
 CopyProgress CopyTally::progressSoFar() const { return {bytes_, entries_}; }

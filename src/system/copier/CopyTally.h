@@ -18,16 +18,20 @@ class FailedEntries {
   // `path` is relative to the folder copied from. `missing`: the entry did not arrive, or not all
   // of it.
   void add(const std::string& path, const platform::SystemError& error, bool missing);
+  void addSkipped(const std::string& path);
 
   // Fills in what the outcome says of them.
   void tell(CopyOutcome& outcome);
 
  private:
-  void addPath(const std::string& path);
+  // Whether there was room for it.
+  bool addPath(std::vector<std::string>& paths, const std::string& path);
 
   std::optional<platform::SystemError> first_;
   std::map<std::string, platform::SystemError> items_;
   std::vector<std::string> paths_;
+  std::vector<std::string> partly_;
+  std::vector<std::string> skipped_;
   std::size_t pathBytes_ = 0;
   bool cut_ = false;
 };
@@ -66,6 +70,7 @@ class CopyTally {
 
   CopyProgress progressSoFar() const;
   void report();
+  std::string entryOf(const std::string& entry) const;
   void countFailure(const std::string& entry, const platform::SystemError& error, bool missing);
 
   const std::function<void(const CopyProgress&)>& progress_;
