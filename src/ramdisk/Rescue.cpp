@@ -178,7 +178,13 @@ void planForPlace(const Generation& generation, const std::string& place, bool p
   if (placeIsFree || !services().files->exists(place) || !holdsUserFiles(place))
     return plan.push_back(planPutBack(generation, *whole, place));
   if (holdsUserFiles(*whole))
-    plan.push_back(planKeepRescued(*whole, "holds files, and so does " + place));
+    return plan.push_back(planKeepRescued(*whole, "holds files, and so does " + place));
+  plan.push_back({{RecoveryStep::DropUnfinished, *whole,
+                   fmt::format("{} is in its place, so the empty {} goes", place, *whole)},
+                  [empty = *whole](Kept&) -> Outcome {
+                    services().files->removeEmpty(empty);  // one that holds anything stays
+                    return {};
+                  }});
 }
 
 }  // namespace

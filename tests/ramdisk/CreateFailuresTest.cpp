@@ -57,7 +57,7 @@ std::vector<CreateFailure> rows() {
        "directoryStatistics.totalSize", ""},
       {"old saved base",
        [](EngineTest& test, QVRamDisk&) { fs::create_directory(own(test).savedBase("cache")); },
-       "removeEmpty", 1, "Unable to delete previous backup base (%SAVED%)", "removeItemAtPath==NO",
+       "removeEmpty", 3, "Unable to delete previous backup base (%SAVED%)", "removeItemAtPath==NO",
        failed},
       {"setting aside", nothing, "exchange", 1,
        "Unable to move current base (%BASE%) before create RamDisk", "removeItemAtPath==NO",
