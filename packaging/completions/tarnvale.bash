@@ -49,8 +49,8 @@ _tarnvale() {
             show) options='--all --json' ;;
             kinds) options='--json' ;;
             clean) options='--all --yes' ;;
-            eject | rebuild) options='--all --force' ;;
-            create | remount | sync | backup) options='--all' ;;
+            create | eject | rebuild) options='--all --force' ;;
+            remount | sync | backup) options='--all' ;;
             recover) options='--all --dry-run --json' ;;
             menu) options='--open --png --dark --json' ;;
             menu-bar) options='--at-login --no-at-login' ;;

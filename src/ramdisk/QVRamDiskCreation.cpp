@@ -195,7 +195,7 @@ platform::Outcome QVRamDiskCreation::changePlaces(const std::string& base,
   if (QVRamDiskDevice::hasMountedVolumeAtPath(base) == 0 && files.createDirectories(saved)) {
     std::error_code refused;
     std::filesystem::permissions(saved, std::filesystem::perms::owner_all, refused);
-    const auto exchanged = files.exchange(base, saved);
+    auto exchanged = files.exchange(base, saved);
     if (exchanged) return {};
     files.removeEmpty(saved);
     if (exchanged.error().code != ENOTSUP) return exchanged;

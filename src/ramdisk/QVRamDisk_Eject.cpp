@@ -126,7 +126,7 @@ QVErrorPtr QVRamDisk::saveHeldOff(const QVRamDiskDelegatePtr& delegate, const Ac
   if (lastSave_.isWhole() && lastSave_.calm && lastSave_.began &&
       !hasChangedSince(volume, *lastSave_.began))
     return nullptr;
-  const auto error = saveInto(folderOfSaves(), delegate, SaveCare::TrustTimes, false, lock);
+  auto error = saveInto(folderOfSaves(), delegate, SaveCare::TrustTimes, false, lock);
   if (error && !mayGoOnAfter(error)) return error;
   keepMissingAside(volume, lastSave_.missing);
   return nullptr;
@@ -155,7 +155,7 @@ QVErrorPtr QVRamDisk::ejectFromUnderWriters(const QVRamDiskDelegatePtr& delegate
 QVErrorPtr QVRamDisk::saveTillCalm(const std::string& place, const QVRamDiskDelegatePtr& delegate) {
   const Text folder = folderOfSaves();
   for (int again = 0;; ++again) {
-    const auto error = saveFrom(place, folder, delegate, SaveCare::Compare, true);
+    auto error = saveFrom(place, folder, delegate, SaveCare::Compare, true);
     if (error && !mayGoOnAfter(error)) return error;
     const bool calm = lastSave_.began && !hasChangedSince(place, *lastSave_.began);
     if (!calm && again < kMostLateSaves) continue;

@@ -103,7 +103,7 @@ void QVRamDisk::run(const Operation& operation, const QVRamDiskDelegatePtr& dele
 // A second action of this record, which is the caller's fault and was reported, runs beside the
 // first under the lock of that one.
 std::shared_ptr<const ActionLock> QVRamDisk::lockForAction(Lock given, QVErrorPtr& error) {
-  const auto running = [this] {
+  auto running = [this] {
     const std::lock_guard guard(mutex_);
     return acting_.lock();
   }();

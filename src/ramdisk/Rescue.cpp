@@ -63,7 +63,7 @@ Outcome exchangeInto(const std::string& folder, const std::string& place, Kept& 
 Outcome putBack(const Generation& generation, const std::string& saved, const std::string& place,
                 Kept& kept) {
   if (saved == generation.folder()) closeGaps(generation, kept);
-  if (const auto done = putInPlace(saved, place, kept); !done) {
+  if (auto done = putInPlace(saved, place, kept); !done) {
     QVLogError("QVRamDisk", "moveItemAtPath==NO mountPoint:{} error:{}", place,
                QVDescription(done.error()));
     return done;
@@ -105,19 +105,17 @@ PlannedRecovery planKeepPart(const Generation& generation) {
 void planForUnfinished(const Generation& generation, std::vector<PlannedRecovery>& plan) {
   const std::string& folder = generation.folder();
   if (generation.exists() && holdsUserFiles(folder)) plan.push_back(planKeepPart(generation));
-  plan.push_back({{RecoveryStep::DropUnfinished, folder,
-                   fmt::format("the save into {} was cut off; its mark goes", folder)},
-                  [generation](Kept&) {
-                    if (generation.exists())
-                      if (const auto done = removeItemAtPath(generation.folder()); !done)
-                        return done;
-                    if (generation.hasPartial())
-                      if (const auto done =
-                              services().files->move(generation.partial(), generation.folder());
-                          !done)
-                        return done;
-                    return generation.unmark();
-                  }});
+  plan.push_back(
+      {{RecoveryStep::DropUnfinished, folder,
+        fmt::format("the save into {} was cut off; its mark goes", folder)},
+       [generation](Kept&) {
+         if (generation.exists())
+           if (auto done = removeItemAtPath(generation.folder()); !done) return done;
+         if (generation.hasPartial())
+           if (auto done = services().files->move(generation.partial(), generation.folder()); !done)
+             return done;
+         return generation.unmark();
+       }});
 }
 
 // Only a save without gaps gives its generation an identity, and it drops the others as its last
@@ -203,7 +201,7 @@ platform::Result<std::string> keepRescued(const std::string& path) {
 
 Outcome putInPlace(const std::string& folder, const std::string& place, Kept& kept) {
   if (!isAnythingAt(place)) return services().files->move(folder, place);
-  const auto exchanged = exchangeInto(folder, place, kept);
+  auto exchanged = exchangeInto(folder, place, kept);
   if (exchanged || exchanged.error().code != ENOTSUP) return exchanged;
   if (auto done = clearPlace(place, kept); !done) return done;
   return services().files->move(folder, place);

@@ -23,6 +23,7 @@ std::string someOf(const std::vector<std::string>& texts, bool more) {
 
 std::string namesOfUsers(const std::vector<platform::VolumeUser>& users) {
   std::vector<std::string> names;
+  names.reserve(users.size());
   for (const auto& user : users)
     names.push_back(user.processIdentifier == 0
                         ? QVLocalizedFormat("what is mounted at %@", {user.name})

@@ -240,7 +240,7 @@ TEST_F(NothingLostTest, WhatTheUserCannotReadIsNamedAndCarriedOver) {
 
 TEST_F(NothingLostTest, ADiskThatIsTooFullToComeBackIsNotRebuilt) {
   create();
-  scratch.file("home/desk/cache/large", std::string(140'000'000, 'x'));
+  fs::resize_file(scratch.file("home/desk/cache/large"), 140'000'000);
   const Ran ran = run("rebuild cache");
   EXPECT_EQ(ran.status, 1);
   EXPECT_TRUE(holds(ran.output, "too full")) << ran.output;
