@@ -17,8 +17,8 @@ std::string made() {
 }
 
 void unmountIn(const std::string& folder) {
-  const auto text = readMountTable();
-  for (const auto& line : visibleFirst(parseMountTable(text.value_or(""))))
+  const std::string text = readMountTable().value_or("");
+  for (const auto& line : visibleFirst(parseMountTable(text)))
     if (const auto path = withoutMountEscapes(line.mountedOn);
         (path + "/").starts_with(folder + "/"))
       umount2(path.c_str(), MNT_DETACH);
